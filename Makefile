@@ -1,0 +1,51 @@
+# SPDX-License-Identifier: GPL-3.0-or-later
+# The front door. `make` alone says what there is.
+SHELL := /bin/bash
+JOBS ?= $(shell nproc)
+
+.PHONY: help packages build test demo bench asan tsan lint clean
+
+help:
+	@echo "make build   the program, at build/vaultmere"
+	@echo "make test    builds everything and runs the tests"
+	@echo "make demo    freezes a folder of sample media; make demo DIR=folder takes yours"
+	@echo "make bench   the benchmarks, each with its reference"
+	@echo "make asan    the tests under the address and undefined-behaviour sanitizers"
+	@echo "make tsan    the tests under the thread sanitizer"
+	@echo "make lint    formatting and static analysis"
+
+packages:
+	@scripts/install-packages.sh
+
+build: packages
+	cmake --preset release
+	cmake --build --preset release -j $(JOBS)
+
+test: build
+	ctest --preset release -j $(JOBS)
+
+demo: build
+	@scripts/demo.sh $(if $(DIR),"$(DIR)")
+
+bench: packages
+	cmake --preset bench
+	cmake --build --preset bench -j $(JOBS)
+	@scripts/bench.sh
+
+asan: packages
+	cmake --preset asan
+	cmake --build --preset asan -j $(JOBS)
+	UBSAN_OPTIONS=print_stacktrace=1 LSAN_OPTIONS=suppressions=$(CURDIR)/cmake/lsan.supp \
+	  ctest --preset asan -j $(JOBS)
+
+tsan: packages
+	cmake --preset tsan
+	cmake --build --preset tsan -j $(JOBS)
+	TSAN_OPTIONS="suppressions=$(CURDIR)/cmake/tsan.supp die_after_fork=0" \
+	  ctest --preset tsan -j $(JOBS)
+
+lint: build
+	@scripts/lint.sh
+
+clean:
+	rm -rf build build-*

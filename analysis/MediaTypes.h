@@ -1,0 +1,15 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <string_view>
+
+namespace vaultmere {
+
+/// What the program makes of a file, by its extension alone: contents are
+/// never sniffed for this.
+enum class MediaType { image, video, sidecar, junk };
+
+/// `extension` is lower-cased and without its dot.
+[[nodiscard]] MediaType mediaTypeOf(std::string_view extension);
+
+}  // namespace vaultmere

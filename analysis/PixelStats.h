@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <array>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/Bitmap.h"
+
+// A still reduced to its mean colour, whether it is black and white, and the
+// name of a colour family. Any thread may call any of this.
+namespace vaultmere::PixelStats {
+
+/// The longest side, in pixels, of what the statistics are taken from.
+inline constexpr int kSamplePixels = 64;
+
+struct Result {
+  int avgR = 0;  ///< means, 0 to 255
+  int avgG = 0;
+  int avgB = 0;
+  std::string hex;  ///< the same as "#rrggbb" in lower case
+  bool isBW = false;
+  std::optional<std::string> colorFamily;  ///< absent exactly when `isBW`
+  bool operator==(const Result&) const = default;
+};
+
+struct Hsl {
+  double hue = 0;         ///< degrees, from 0 up to 360
+  double saturation = 0;  ///< 0 to 1
+  double lightness = 0;   ///< 0 to 1
+};
+
+struct Swatch {
+  std::string_view family;
+  std::string_view colour;
+};
+
+/// The eleven families, in the order in which they are listed everywhere. The
+/// names stand in the catalog: never change them.
+inline constexpr std::array<Swatch, 11> kSwatches{{{"Red", "#e23b3b"},
+                                                   {"Orange", "#e2873b"},
+                                                   {"Yellow", "#e2d23b"},
+                                                   {"Green", "#4caf50"},
+                                                   {"Cyan", "#3bc7e2"},
+                                                   {"Blue", "#3b6fe2"},
+                                                   {"Purple", "#8d3be2"},
+                                                   {"Pink", "#e23bb0"},
+                                                   {"White", "#e8e8e8"},
+                                                   {"Gray", "#9aa0a8"},
+                                                   {"Black", "#2c2c2c"}}};
+
+/// The file's first image, upright, with a longer side of at most `maxPixels`;
+/// absent when it can't be opened or rendered.
+[[nodiscard]] std::optional<Bitmap> downscaled(const std::filesystem::path& path, int maxPixels);
+
+/// Looks at every pixel that isn't wholly transparent; absent when there is
+/// none. `isBW` comes from the pixels' own saturations, the family from the mean
+/// colour, so that a colourful picture can be "Gray" and not black and white.
+[[nodiscard]] std::optional<Result> analyze(const Bitmap& image);
+
+/// The family of a colour of three numbers from 0 to 255. A bound between two
+/// families belongs to the later one.
+[[nodiscard]] std::string_view family(int red, int green, int blue);
+
+[[nodiscard]] Hsl hsl(int red, int green, int blue);
+
+}  // namespace vaultmere::PixelStats

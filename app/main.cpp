@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <csignal>
+#include <cstdio>
+
+#include "core/HeadlessRun.h"
+
+int main() {
+  std::signal(SIGPIPE, SIG_IGN);
+  const auto hooks = vaultmere::HookVariables::fromEnvironment();
+  if (!hooks.wantsHeadlessRun()) {
+    std::fputs("Vaultmere has no window yet; VAULTMERE_SELFTEST_DIR starts a run without one.\n",
+               stderr);
+    return 1;
+  }
+  return vaultmere::runHeadless(hooks);
+}

@@ -1,0 +1,183 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "catalog/CatalogWriter.h"
+
+#include <algorithm>
+#include <array>
+#include <set>
+#include <utility>
+
+#include "catalog/PhotoSchema.h"
+#include "platform/Calendar.h"
+
+namespace vaultmere {
+namespace {
+
+constexpr std::array<std::pair<std::string_view, bool Photo::*>, 8> kTypeFlags{{
+    {"screenshot", &Photo::ptScreenshot},
+    {"selfie", &Photo::ptSelfie},
+    {"portrait", &Photo::ptPortrait},
+    {"panorama", &Photo::ptPanorama},
+    {"slow_mo", &Photo::ptSlowMo},
+    {"time_lapse", &Photo::ptTimeLapse},
+    {"hdr", &Photo::ptHDR},
+    {"burst", &Photo::ptBurst},
+}};
+
+Photo rowOf(const AnalyzedPhoto& from) {
+  Photo row;
+  row.id = from.id;
+  row.photosUUID = from.photosUUID;
+  row.mediaType = from.mediaType;
+  row.originalFilename = from.originalFilename;
+  row.ext = from.ext;
+  row.mimeType = from.mimeType;
+  row.sizeBytes = from.sizeBytes;
+  row.targetPath = from.targetPath;
+  row.archivePath = from.archivePath;
+  row.storage = from.storage;
+  row.processedAt = parseCatalogDate(from.processedAt);
+  row.warnings = from.warnings;
+  if (from.captureDate) {
+    row.captureDate = parseCatalogDate(*from.captureDate);
+  }
+  if (row.captureDate) {
+    row.year = localTime(row.captureDate->moment()).year;
+  }
+  row.captureDateSource = from.captureDateSource;
+  row.captureDateConfidence = from.captureDateConfidence;
+  row.width = from.width;
+  row.height = from.height;
+  row.megapixels = from.megapixels;
+  row.orientation = from.orientation;
+  row.duration = from.duration;
+  row.avgHex = from.avgHex;
+  row.avgR = from.avgR;
+  row.avgG = from.avgG;
+  row.avgB = from.avgB;
+  row.colorFamily = from.colorFamily;
+  row.isBW = from.isBW;
+  row.favorite = from.favorite;
+  row.edited = from.edited;
+  row.aestheticScore = from.aestheticScore;
+  row.caption = from.caption;
+  for (const auto& [key, member] : kTypeFlags) {
+    const auto flag = from.photoTypeFlags.find(std::string(key));
+    row.*member = flag != from.photoTypeFlags.end() && flag->second;
+  }
+  row.placeName = from.placeName;
+  row.placeCity = from.placeCity;
+  row.placeState = from.placeState;
+  row.placeCountry = from.placeCountry;
+  row.placeAddress = from.placeAddress;
+  row.gpsLat = from.gpsLat;
+  row.gpsLon = from.gpsLon;
+  row.cameraMake = from.cameraMake;
+  row.cameraModel = from.cameraModel;
+  row.cameraLens = from.cameraLens;
+  row.iso = from.iso;
+  row.aperture = from.aperture;
+  row.shutter = from.shutter;
+  row.focalLength = from.focalLength;
+  row.software = from.software;
+  row.liveMotionFile = from.liveMotionFile;
+  row.liveMotionPath = from.liveMotionPath;
+  row.liveMotionSize = from.liveMotionSize;
+  return row;
+}
+
+/// The tables of one of the two relationships.
+struct Relationship {
+  std::string_view find;
+  std::string_view insert;
+  std::string_view link;
+};
+constexpr Relationship kTags{"SELECT pk FROM Tag WHERE name = ?",
+                             "INSERT INTO Tag (name) VALUES (?) RETURNING pk",
+                             "INSERT INTO Photo_tags (photo, tag) VALUES (?, ?)"};
+constexpr Relationship kLabels{"SELECT pk FROM Label WHERE name = ?",
+                               "INSERT INTO Label (name) VALUES (?) RETURNING pk",
+                               "INSERT INTO Photo_labels (photo, label) VALUES (?, ?)"};
+
+std::int64_t getOrCreate(Connection& connection, const Relationship& relationship,
+                         const std::string& name) {
+  {
+    auto find = connection.prepare(relationship.find);
+    find.bind(1, std::string_view(name));
+    if (find.step()) {
+      return find.integer(0);
+    }
+  }
+  auto insert = connection.prepare(relationship.insert);
+  insert.bind(1, std::string_view(name));
+  insert.step();
+  return insert.integer(0);
+}
+
+void linkNames(Connection& connection, const Relationship& relationship, std::int64_t photo,
+               const std::vector<std::string>& names) {
+  std::set<std::string_view> linked{""};
+  for (const std::string& name : names) {
+    if (linked.insert(name).second) {
+      const std::int64_t target = getOrCreate(connection, relationship, name);
+      connection.prepare(relationship.link).bind(1, photo).bind(2, target).step();
+    }
+  }
+}
+
+/// Merges the photo library's identifier of a second copy into a known row.
+void mergeDuplicate(Connection& connection, const AnalyzedPhoto& photo, std::int64_t row,
+                    const std::optional<std::string>& known, std::vector<std::string> aliases) {
+  if (!photo.photosUUID || known == photo.photosUUID) {
+    return;
+  }
+  if (!known) {
+    connection.prepare("UPDATE Photo SET photosUUID = ? WHERE pk = ?")
+        .bind(1, std::string_view(*photo.photosUUID))
+        .bind(2, row)
+        .step();
+  } else if (std::find(aliases.begin(), aliases.end(), *photo.photosUUID) == aliases.end()) {
+    aliases.push_back(*photo.photosUUID);
+    connection.prepare("UPDATE Photo SET aliasUUIDs = ? WHERE pk = ?")
+        .bind(1, std::string_view(stringListText(aliases)))
+        .bind(2, row)
+        .step();
+  }
+}
+
+CatalogWriter::Outcome writeTo(Connection& connection, const AnalyzedPhoto& photo) {
+  Transaction transaction(connection);
+  std::optional<std::int64_t> known;
+  std::optional<std::string> knownUUID;
+  std::vector<std::string> aliases;
+  {
+    auto find = connection.prepare("SELECT pk, photosUUID, aliasUUIDs FROM Photo WHERE id = ?");
+    find.bind(1, std::string_view(photo.id));
+    if (find.step()) {
+      known = find.integer(0);
+      if (!find.isNull(1)) {
+        knownUUID = find.text(1);
+      }
+      aliases = stringListFromText(find.text(2));
+    }
+  }
+  if (known) {
+    mergeDuplicate(connection, photo, *known, knownUUID, std::move(aliases));
+  } else {
+    const std::int64_t row = insertPhoto(connection, rowOf(photo));
+    linkNames(connection, kTags, row, photo.tags);
+    linkNames(connection, kLabels, row, photo.labels);
+  }
+  transaction.commit();
+  return known ? CatalogWriter::Outcome::duplicate : CatalogWriter::Outcome::inserted;
+}
+
+}  // namespace
+
+CatalogWriter::CatalogWriter(std::shared_ptr<CatalogContext> context)
+    : context_(std::move(context)) {}
+
+CatalogWriter::Outcome CatalogWriter::write(const AnalyzedPhoto& photo) const {
+  return context_->perform([&](Connection& connection) { return writeTo(connection, photo); });
+}
+
+}  // namespace vaultmere

@@ -1,0 +1,144 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "catalog/Connection.h"
+
+#include <SQLiteCpp/SQLiteCpp.h>
+#include <fmt/format.h>
+
+#include <map>
+
+#include "catalog/CatalogError.h"
+#include "platform/FaultPoint.h"
+#include "platform/Log.h"
+
+namespace vaultmere {
+namespace {
+
+constexpr int kBusyMilliseconds = 8000;
+
+/// Runs a piece of work on the store and says what was tried when it fails.
+template <typename Work>
+auto attempt(std::string_view what, Work&& work) -> decltype(work()) {
+  try {
+    return work();
+  } catch (const SQLite::Exception& error) {
+    throw CatalogError(fmt::format("{}: {}", what, error.what()));
+  }
+}
+
+using StatementCache = std::map<std::string, std::unique_ptr<SQLite::Statement>, std::less<>>;
+
+}  // namespace
+
+// MARK: Statement
+
+struct Statement::Impl {
+  SQLite::Statement& statement;
+  ~Impl() {
+    statement.tryReset();
+    statement.clearBindings();
+  }
+};
+
+Statement::Statement(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
+Statement::Statement(Statement&&) noexcept = default;
+Statement::~Statement() = default;
+
+Statement& Statement::bind(int index, std::nullptr_t) {
+  attempt("bind", [&] { impl_->statement.bind(index); });
+  return *this;
+}
+
+Statement& Statement::bind(int index, std::int64_t value) {
+  attempt("bind", [&] { impl_->statement.bind(index, value); });
+  return *this;
+}
+
+Statement& Statement::bind(int index, double value) {
+  attempt("bind", [&] { impl_->statement.bind(index, value); });
+  return *this;
+}
+
+Statement& Statement::bind(int index, std::string_view text) {
+  attempt("bind", [&] { impl_->statement.bind(index, std::string(text)); });
+  return *this;
+}
+
+bool Statement::step() {
+  return attempt("catalog", [&] { return impl_->statement.executeStep(); });
+}
+
+bool Statement::isNull(int column) const { return impl_->statement.getColumn(column).isNull(); }
+
+std::int64_t Statement::integer(int column) const {
+  return impl_->statement.getColumn(column).getInt64();
+}
+
+double Statement::real(int column) const { return impl_->statement.getColumn(column).getDouble(); }
+
+std::string Statement::text(int column) const {
+  return impl_->statement.getColumn(column).getString();
+}
+
+// MARK: Connection
+
+struct Connection::Impl {
+  explicit Impl(const std::filesystem::path& file)
+      : database(file.string(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE, kBusyMilliseconds) {}
+  SQLite::Database database;
+  StatementCache statements;
+};
+
+Connection::Connection(const std::filesystem::path& file)
+    : impl_(attempt(fmt::format("open “{}”", file.string()),
+                    [&] { return std::make_unique<Impl>(file); })) {
+  execute(
+      "PRAGMA journal_mode = WAL;"
+      "PRAGMA synchronous = FULL;"
+      "PRAGMA foreign_keys = ON;");
+}
+
+Connection::~Connection() = default;
+
+void Connection::execute(const char* sql) {
+  attempt("catalog", [&] { impl_->database.exec(sql); });
+}
+
+Statement Connection::prepare(std::string_view sql) {
+  auto found = impl_->statements.find(sql);
+  if (found == impl_->statements.end()) {
+    auto statement = attempt("catalog", [&] {
+      return std::make_unique<SQLite::Statement>(impl_->database, std::string(sql));
+    });
+    found = impl_->statements.emplace(sql, std::move(statement)).first;
+  }
+  return Statement(std::unique_ptr<Statement::Impl>(new Statement::Impl{*found->second}));
+}
+
+// MARK: Transaction
+
+Transaction::Transaction(Connection& connection) : connection_(connection) {
+  connection_.execute("BEGIN IMMEDIATE");
+}
+
+Transaction::~Transaction() {
+  if (!isOpen_) {
+    return;
+  }
+  try {
+    connection_.execute("ROLLBACK");
+  } catch (const CatalogError& error) {
+    // SQLite rolls back by itself after a full disk or an I/O error.
+    nsLog(fmt::format("Vaultmere: catalog roll-back: {}", error.what()));
+  }
+}
+
+void Transaction::commit() {
+  if (const int fault = faultAt("commit", {}); fault != 0) {
+    throw CatalogError(fmt::format("save: {}", std::generic_category().message(fault)));
+  }
+  connection_.execute("COMMIT");
+  isOpen_ = false;
+  [[maybe_unused]] const int unused = faultAt("committed", {});
+}
+
+}  // namespace vaultmere

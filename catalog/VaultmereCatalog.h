@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "catalog/CatalogContext.h"
+
+namespace vaultmere {
+
+/// The rows of one media type.
+struct MediaTotal {
+  std::string mediaType;
+  std::int64_t count = 0;
+  std::int64_t bytes = 0;
+  bool operator==(const MediaTotal&) const = default;
+};
+
+/// The store of everything that was ever archived, and the maker of contexts
+/// on it. Lives from start-up to the end of the process.
+class VaultmereCatalog {
+ public:
+  struct Options {
+    std::filesystem::path folder;  ///< holds `Vaultmere.sqlite`; made (0700) when missing
+    /// Called before anything touches the store, with its path: puts a staged
+    /// restore in its place. Must not throw.
+    std::function<void(const std::filesystem::path& store)> applyPendingRestore;
+    /// Waits between attempts; a test counts instead.
+    std::function<void(std::chrono::milliseconds)> pause;
+  };
+
+  /// Opens or makes the store, in up to three attempts half a second apart,
+  /// each failure logged. Blocks for as long. Throws the last CatalogError.
+  VaultmereCatalog(const Options& options, ThreadPool& pool);
+
+  /// The context of the main thread: short reads alone.
+  [[nodiscard]] CatalogContext& viewContext() const { return *viewContext_; }
+
+  /// A context for one job, with a connection and a queue of its own. Any
+  /// thread. Throws CatalogError.
+  [[nodiscard]] std::shared_ptr<CatalogContext> newBackgroundContext() const;
+
+  [[nodiscard]] const std::filesystem::path& store() const { return store_; }
+
+ private:
+  const std::filesystem::path store_;
+  ThreadPool& pool_;
+  std::shared_ptr<CatalogContext> viewContext_;
+};
+
+/// Count and bytes of each media type; empty when the store can't be read.
+/// Reads the whole table: not for the main thread.
+[[nodiscard]] std::vector<MediaTotal> mediaBreakdown(CatalogContext& context);
+
+}  // namespace vaultmere

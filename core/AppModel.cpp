@@ -1,0 +1,271 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "core/AppModel.h"
+
+#include <fmt/format.h>
+
+#include "catalog/CatalogError.h"
+#include "core/SelfTest.h"
+#include "platform/Log.h"
+
+namespace vaultmere {
+namespace {
+
+constexpr std::chrono::seconds kStatsInterval{2};
+
+constexpr const char* kNothingImportable =
+    "Nothing importable found in that drop (no images or videos, or no access).";
+
+ImportStats statsOf(const BatchProgress& progress) {
+  return {progress.added, progress.duplicate, progress.skipped, progress.failed, progress.junk};
+}
+
+ImportStats statsOf(const IngestCoordinator::BatchResult& batch) {
+  ImportStats stats;
+  stats.noImage = batch.junk;
+  for (const Ingestor::Result& result : batch.results) {
+    switch (result.outcome) {
+      case IngestOutcome::inserted:
+        ++stats.added;
+        break;
+      case IngestOutcome::duplicate:
+        ++stats.duplicate;
+        break;
+      case IngestOutcome::skipped:
+        ++stats.skipped;
+        break;
+      case IngestOutcome::failed:
+        ++stats.failed;
+        break;
+    }
+  }
+  return stats;
+}
+
+std::string summary(const std::string& label, const ImportStats& stats) {
+  if (stats == ImportStats{}) {
+    return kNothingImportable;
+  }
+  std::string text = fmt::format("{}: {} new", label, stats.added);
+  const auto add = [&](std::size_t count, const char* what) {
+    if (count > 0) {
+      text += fmt::format(", {} {}", count, what);
+    }
+  };
+  add(stats.duplicate, "duplicate");
+  add(stats.skipped, "skipped (no space)");
+  add(stats.failed, "failed");
+  add(stats.noImage, "junk");
+  return text;
+}
+
+ArchiveBreakdown addedUp(const std::vector<MediaTotal>& totals) {
+  ArchiveBreakdown sum;
+  for (const MediaTotal& total : totals) {
+    const bool isVideo = total.mediaType == "video";
+    sum.count += total.count;
+    sum.bytes += total.bytes;
+    (isVideo ? sum.videos : sum.photos) += total.count;
+    (isVideo ? sum.videoBytes : sum.photoBytes) += total.bytes;
+  }
+  return sum;
+}
+
+}  // namespace
+
+AppModel::AppModel(Options options)
+    : options_(std::move(options)),
+      defaults_(options_.folders.settings),
+      settings_(defaults_, options_.main.now()),
+      destination_(
+          options_.main, [this] { return settings_.marginBytes(); }, options_.notify, gate_,
+          options_.destination),
+      importLog_(
+          std::make_shared<ImportLog>(options_.folders.data / "import-log.jsonl", options_.pool)),
+      ingestQueue_(options_.pool) {
+  settings_.changed().connect(sigc::mem_fun(*this, &AppModel::settingsChanged));
+  destination_.changed().connect(sigc::mem_fun(*this, &AppModel::destinationChanged));
+  startCatalog();
+  destination_.setDestination(settings_.destination());
+  destination_.refresh();
+  configurePipeline();
+  statsTimer_ = options_.main.every(kStatsInterval, [this] {
+    if (isImporting()) {
+      refreshArchive();
+    }
+  });
+}
+
+AppModel::~AppModel() { shutDown(); }
+
+template <typename Operation>
+auto AppModel::hop(Operation operation) {
+  return [&main = options_.main, weak = std::weak_ptr<bool>(alive_),
+          operation = std::move(operation)](auto&&... values) {
+    main.post([weak, operation, ... values = std::decay_t<decltype(values)>(values)] {
+      if (weak.lock()) {
+        operation(values...);
+      }
+    });
+  };
+}
+
+void AppModel::startCatalog() {
+  try {
+    catalog_ = std::make_shared<VaultmereCatalog>(
+        VaultmereCatalog::Options{options_.folders.data, nullptr, options_.pause}, options_.pool);
+  } catch (const CatalogError& error) {
+    status_ = fmt::format("Catalog error: {}", error.what());
+    nsLog(fmt::format("Vaultmere: failed to open catalog — {}", error.what()));
+    return;
+  }
+  refreshArchive();
+  status_ = "Ready";
+  SelfTest{catalog_,
+           {options_.folders.data, options_.folders.settings},
+           options_.vision,
+           processStop_.get_token()}
+      .tryHooks(options_.hooks, options_.pool);
+}
+
+void AppModel::configurePipeline() {
+  const auto root = catalog_ ? destination_.url() : std::nullopt;
+  if (root == configuredRoot_) {
+    return;
+  }
+  cancelImport();
+  coordinator_.reset();
+  configuredRoot_.reset();
+  if (!root) {
+    return;
+  }
+  try {
+    if (!ingestContext_) {
+      ingestContext_ = catalog_->newBackgroundContext();
+    }
+  } catch (const CatalogError& error) {
+    intakeStatus_ = fmt::format("Catalog error: {}", error.what());
+    return;
+  }
+  Ingestor ingestor({CatalogWriter(ingestContext_),
+                     *root,
+                     [gate = gate_](dev_t device) { return gate->expectedDevice() == device; },
+                     [gate = gate_](std::int64_t bytes) { return gate->allows(bytes); },
+                     {options_.folders.data, options_.folders.settings},
+                     options_.vision,
+                     processStop_.get_token()});
+  coordinator_ = std::make_shared<IngestCoordinator>(IngestCoordinator::Options{
+      std::move(ingestor), importLog_, [&main = options_.main] { return main.now(); },
+      options_.pool, ingestQueue_});
+  configuredRoot_ = root;
+}
+
+void AppModel::settingsChanged() {
+  destination_.setDestination(settings_.destination());
+  destination_.refresh();
+  destinationChanged();
+}
+
+void AppModel::destinationChanged() {
+  // What has been found out about the destination's drive is worth keeping.
+  if (const auto& found = destination_.resolvedBookmark();
+      found && found != settings_.destination()) {
+    settings_.updateDestination(*found);
+  }
+  configurePipeline();
+  changed_.emit();
+}
+
+void AppModel::importDropped(std::vector<std::filesystem::path> locations) {
+  if (!coordinator_ || !destination_.isOnline()) {
+    intakeStatus_ =
+        coordinator_ ? "Destination offline — reconnect it to import." : "Set a destination first.";
+    changed_.emit();
+    return;
+  }
+  const std::stop_token stop = importStop_.get_token();
+  coordinator_->ingestDropped(std::move(locations), settings_.deleteSourceAfterIntake(), stop,
+                              {hop([this] {
+                                 lastImport_.reset();
+                                 intakeStatus_ = "Scanning…";
+                                 beginImport(ImportSource::drop);
+                               }),
+                               hop([this](const BatchProgress& progress) {
+                                 intakeStatus_ = progress.total == 0 ? "Nothing to import"
+                                                 : progress.done == progress.total
+                                                     ? "Finishing…"
+                                                     : fmt::format("Importing {} of {}…",
+                                                                   progress.done, progress.total);
+                                 showProgress(progress);
+                               })},
+                              hop([this, stop](const IngestCoordinator::BatchResult& batch) {
+                                finishImport(batch, stop.stop_requested() ? "Stopped" : "Imported");
+                              }));
+}
+
+void AppModel::cancelImport() {
+  importStop_.request_stop();
+  importStop_ = std::stop_source();
+}
+
+void AppModel::shutDown() {
+  cancelImport();
+  processStop_.request_stop();
+}
+
+void AppModel::beginImport(ImportSource source) {
+  importingSource_ = source;
+  importProcessed_ = 0;
+  importTotal_ = 0;
+  liveImport_.reset();
+  changed_.emit();
+}
+
+void AppModel::showProgress(const BatchProgress& progress) {
+  importProcessed_ = progress.done;
+  importTotal_ = progress.total;
+  liveImport_ = statsOf(progress);
+  changed_.emit();
+}
+
+void AppModel::finishImport(const IngestCoordinator::BatchResult& batch, const std::string& label) {
+  const ImportStats stats = statsOf(batch);
+  if (stats.added > 0) {
+    refreshArchive();
+  }
+  importingSource_.reset();
+  importProcessed_ = 0;
+  importTotal_ = 0;
+  liveImport_.reset();
+  lastImport_ = stats;
+  intakeStatus_ = summary(label, stats);
+  changed_.emit();
+}
+
+/// Counts the catalog on a pool thread; at most one count runs, and one more is
+/// remembered.
+void AppModel::refreshArchive() {
+  if (!catalog_) {
+    return;
+  }
+  if (totalsRunning_) {
+    totalsWanted_ = true;
+    return;
+  }
+  totalsRunning_ = true;
+  options_.pool.post([catalog = catalog_, show = hop([this](const ArchiveBreakdown& archive) {
+                                            archive_ = archive;
+                                            totalsRunning_ = false;
+                                            if (std::exchange(totalsWanted_, false)) {
+                                              refreshArchive();
+                                            }
+                                            changed_.emit();
+                                          })] {
+    try {
+      show(addedUp(mediaBreakdown(*catalog->newBackgroundContext())));
+    } catch (const CatalogError&) {
+      show(ArchiveBreakdown{});
+    }
+  });
+}
+
+}  // namespace vaultmere

@@ -1,0 +1,204 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "core/DestinationMonitor.h"
+
+#include <exception>
+#include <mutex>
+#include <string>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include "platform/Files.h"
+#include "platform/Log.h"
+
+namespace vaultmere {
+
+std::optional<ProbeResult> probeDestination(const Bookmark& bookmark) {
+  const auto root = bookmark.resolve();
+  const auto status = root ? fileStatus(*root) : std::nullopt;
+  const auto capacity = root ? capacityOf(*root) : std::nullopt;
+  if (!status || !capacity) {
+    return std::nullopt;
+  }
+  // Asked again: had the drive gone in between, these would be the numbers of
+  // what its mount point lies on.
+  if (bookmark.resolve() != root) {
+    return std::nullopt;
+  }
+  return ProbeResult{*root, status->stamp.device, *capacity, bookmark.completed(*root)};
+}
+
+void DestinationSurroundings::onOwnThread(std::function<void()> job) {
+  std::thread(std::move(job)).detach();
+}
+
+/// The way back to the main thread for those that may outlive the monitor.
+struct DestinationMonitor::Link {
+  DestinationMonitor* monitor = nullptr;  ///< main thread only; null once it is gone
+  std::mutex mutex;
+  MainThread* main = nullptr;  // guarded by mutex; null once the monitor is gone
+};
+
+void DestinationMonitor::postBack(const std::shared_ptr<Link>& link,
+                                  std::function<void(DestinationMonitor&)> task) {
+  const std::lock_guard lock(link->mutex);
+  if (link->main == nullptr) {
+    return;
+  }
+  link->main->post([link, task = std::move(task)] {
+    if (link->monitor != nullptr) {
+      task(*link->monitor);
+    }
+  });
+}
+
+DestinationMonitor::DestinationMonitor(MainThread& main, std::function<std::int64_t()> marginFloor,
+                                       Notify notify, std::shared_ptr<SpaceGate> gate,
+                                       DestinationSurroundings surroundings)
+    : main_(main),
+      marginFloor_(std::move(marginFloor)),
+      notify_(std::move(notify)),
+      gate_(std::move(gate)),
+      surroundings_(std::move(surroundings)),
+      link_(std::make_shared<Link>()) {
+  link_->monitor = this;
+  link_->main = &main_;
+  updateGate();
+  poll_ = main_.every(kPollInterval, [this] { refresh(); });
+  if (surroundings_.watchMounts) {
+    watcher_ = std::make_unique<MountWatcher>(
+        [link = link_] { postBack(link, [](DestinationMonitor& monitor) { monitor.refresh(); }); });
+  }
+}
+
+DestinationMonitor::~DestinationMonitor() {
+  link_->monitor = nullptr;
+  const std::lock_guard lock(link_->mutex);
+  link_->main = nullptr;
+}
+
+void DestinationMonitor::setDestination(const std::optional<Bookmark>& destination) {
+  if (destination == given_ || destination == destination_) {
+    return;
+  }
+  given_ = destination;
+  destination_ = destination;
+  // Whatever is on its way is about another place.
+  outstanding_.reset();
+  again_ = false;
+  patience_.stop();
+  found_ = {};
+  updateGate();
+  const auto url = destination ? std::optional(destination->path) : std::nullopt;
+  const bool moved = std::exchange(url_, url) != url;
+  if (moved) {
+    changed_.emit();
+  }
+}
+
+void DestinationMonitor::refresh() {
+  updateGate();
+  if (!destination_) {
+    publish(Unset{});
+  } else if (outstanding_) {
+    again_ = true;
+  } else {
+    startProbe();
+  }
+}
+
+void DestinationMonitor::startProbe() {
+  const std::uint64_t number = ++probes_;
+  outstanding_ = number;
+  const auto tell = [link = link_, number](const std::optional<ProbeResult>& result) {
+    postBack(link,
+             [number, result](DestinationMonitor& monitor) { monitor.onAnswer(number, result); });
+  };
+  try {
+    surroundings_.background([probe = surroundings_.probe, bookmark = *destination_, tell] {
+      try {
+        tell(probe(bookmark));
+      } catch (const std::exception&) {
+        tell(std::nullopt);
+      }
+    });
+  } catch (const std::system_error& error) {
+    // Nothing is known of the drive; the next poll tries again.
+    outstanding_.reset();
+    nsLog(std::string("Vaultmere: can't look for the destination — ") + error.what());
+    return;
+  }
+  // Posted when it is due, so that an answer that has come while the main
+  // thread was busy gets its turn first.
+  patience_ = main_.after(kPatience, [link = link_, number] {
+    postBack(link, [number](DestinationMonitor& monitor) { monitor.onNoAnswer(number); });
+  });
+}
+
+void DestinationMonitor::onAnswer(std::uint64_t number, const std::optional<ProbeResult>& result) {
+  if (outstanding_ != number) {
+    return;
+  }
+  outstanding_.reset();
+  patience_.stop();
+  const bool again = std::exchange(again_, false);
+  if (result) {
+    becomeOnline(*result);
+  } else {
+    becomeOffline();
+  }
+  if (again) {
+    refresh();
+  }
+}
+
+void DestinationMonitor::onNoAnswer(std::uint64_t number) {
+  if (outstanding_ == number) {
+    becomeOffline();
+  }
+}
+
+void DestinationMonitor::becomeOnline(const ProbeResult& result) {
+  found_ = {true, result.root, result.device, result.capacity, 0};
+  updateGate();
+  const bool moved = url_ != result.root || destination_ != result.bookmark;
+  url_ = result.root;
+  destination_ = result.bookmark;
+  const Status online = Online{result.capacity};
+  const bool differs = std::exchange(status_, online) != online;
+  if (moved || differs) {
+    changed_.emit();
+  }
+}
+
+void DestinationMonitor::becomeOffline() {
+  found_ = {};
+  updateGate();
+  if (isOnline()) {
+    postNotification();
+  }
+  publish(Offline{});
+}
+
+void DestinationMonitor::publish(const Status& status) {
+  if (std::exchange(status_, status) != status) {
+    changed_.emit();
+  }
+}
+
+void DestinationMonitor::updateGate() {
+  found_.marginFloor = marginFloor_();
+  gate_->update(found_);
+}
+
+void DestinationMonitor::postNotification() {
+  try {
+    surroundings_.background([notify = notify_] {
+      notify("Destination offline", "Vaultmere paused — reconnect the drive to resume backing up.");
+    });
+  } catch (const std::system_error&) {
+    // The status says it too.
+  }
+}
+
+}  // namespace vaultmere

@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <stop_token>
+#include <vector>
+
+#include "catalog/VaultmereCatalog.h"
+#include "core/HookVariables.h"
+#include "platform/ThreadPool.h"
+#include "platform/Vision.h"
+
+namespace vaultmere {
+
+/// Runs the real pipeline over a folder, twice, into the real catalog, and
+/// prints what became of each file as log lines that other programs read:
+/// "SELFTEST_BEGIN …", "SELFTEST_RESULT …", "SELFTEST_PHOTO …",
+/// "SELFTEST_END …". The order of their fields never changes.
+struct SelfTest {
+  std::shared_ptr<const VaultmereCatalog> catalog;
+  std::vector<std::filesystem::path> protectedFolders;
+  const Vision* vision = nullptr;
+  std::stop_token stop;  ///< ends the run without its last line
+
+  /// Starts the runs that the variables ask for, on the pool.
+  void tryHooks(const HookVariables& variables, ThreadPool& pool) const;
+
+  /// Freezes `folder` into `archive`, which is made when missing. Blocks.
+  void run(const std::string& folder, const std::string& archive) const;
+};
+
+}  // namespace vaultmere

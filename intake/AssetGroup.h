@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <atomic>
+#include <filesystem>
+#include <memory>
+#include <optional>
+
+namespace vaultmere {
+
+/// Counts the stills that go with one motion file. Any thread.
+class MotionUse {
+ public:
+  explicit MotionUse(int stills) : pending_(stills) {}
+
+  /// One still is done. True for the last of them when all have succeeded:
+  /// only then may the motion file go.
+  [[nodiscard]] bool finish(bool succeeded) {
+    if (!succeeded) {
+      allSucceeded_ = false;
+    }
+    return --pending_ == 0 && allSucceeded_;
+  }
+
+ private:
+  std::atomic<int> pending_;
+  std::atomic<bool> allSucceeded_{true};
+};
+
+/// One unit of work: a still with or without its motion file, or a video.
+struct AssetGroup {
+  std::filesystem::path primary;                ///< its bytes give the `id`
+  std::optional<std::filesystem::path> motion;  ///< the video half of a Live Photo
+  bool isVideo = false;                         ///< the primary is a video
+  std::shared_ptr<MotionUse> motionUse;         ///< null when no other still shares `motion`
+};
+
+}  // namespace vaultmere

@@ -1,0 +1,110 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "intake/GroupAnalysis.h"
+
+#include "analysis/CaptureDate.h"
+#include "analysis/ImageMetadata.h"
+#include "analysis/MediaTypes.h"
+#include "analysis/PixelStats.h"
+#include "analysis/VisionAnalysis.h"
+#include "intake/Archiver.h"
+#include "platform/Calendar.h"
+#include "platform/Text.h"
+
+namespace vaultmere {
+namespace {
+
+void takeLibraryValues(AnalyzedPhoto& photo, const PhotosMeta& meta) {
+  photo.photosUUID = meta.uuid;
+  photo.favorite = meta.favorite.value_or(false);
+  photo.tags = meta.albums;
+  photo.photoTypeFlags = meta.photoTypeFlags;
+}
+
+void takeStillMetadata(AnalyzedPhoto& photo, const ImageMetadata& metadata) {
+  photo.mimeType = metadata.mimeType;
+  photo.width = metadata.width;
+  photo.height = metadata.height;
+  photo.megapixels = metadata.megapixels;
+  photo.orientation = metadata.orientation;
+  photo.gpsLat = metadata.gpsLat;
+  photo.gpsLon = metadata.gpsLon;
+  photo.cameraMake = metadata.cameraMake;
+  photo.cameraModel = metadata.cameraModel;
+  photo.cameraLens = metadata.cameraLens;
+  photo.iso = metadata.iso;
+  photo.aperture = metadata.aperture;
+  photo.shutter = metadata.shutter;
+  photo.focalLength = metadata.focalLength;
+  photo.software = metadata.software;
+}
+
+void takePixels(AnalyzedPhoto& photo, const fs::path& file, const Vision* vision) {
+  if (const auto small = PixelStats::downscaled(file, PixelStats::kSamplePixels)) {
+    if (const auto stats = PixelStats::analyze(*small)) {
+      photo.avgHex = stats->hex;
+      photo.avgR = stats->avgR;
+      photo.avgG = stats->avgG;
+      photo.avgB = stats->avgB;
+      photo.colorFamily = stats->colorFamily;
+      photo.isBW = stats->isBW;
+    }
+  }
+  if (vision == nullptr) {
+    return;
+  }
+  if (const auto rendering = PixelStats::downscaled(file, kVisionPixels)) {
+    VisionAnalysis seen = analyzeVision(vision, *rendering, 1);
+    photo.labels = std::move(seen.labels);
+    photo.aestheticScore = seen.aestheticScore;
+  }
+}
+
+}  // namespace
+
+GroupAnalysis analyzeGroup(const AssetGroup& group, const PhotosMeta* meta, const Vision* vision,
+                           const std::stop_token& stop) {
+  GroupAnalysis analysis;
+  AnalyzedPhoto& photo = analysis.photo;
+  HashedFile hashed = hashFile(group.primary, ReadFrom::anywhere, stop);
+  analysis.primary = hashed.stamp;
+  photo.id = std::move(hashed.hash);
+  const std::string extension = lowerExtension(group.primary);
+  photo.ext = "." + extension;
+  const bool isVideo = mediaTypeOf(extension) == MediaType::video;
+  photo.mediaType = isVideo ? "video" : group.motion ? "live_photo" : "image";
+  photo.sizeBytes = hashed.stamp.size;
+  photo.originalFilename = displayName(group.primary);
+  photo.processedAt = internetDateTime(std::chrono::system_clock::now());
+  if (meta != nullptr) {
+    takeLibraryValues(photo, *meta);
+  }
+  CaptureDateCandidates dates;
+  if (!isVideo) {
+    const ImageMetadata metadata = ImageMetadata::read(group.primary);
+    takeStillMetadata(photo, metadata);
+    takePixels(photo, group.primary, vision);
+    dates.exif = metadata.dateTimeOriginal;
+    dates.gps = metadata.gpsDateTime;
+  }
+  if (meta != nullptr && meta->gpsLat) {
+    photo.gpsLat = meta->gpsLat;
+    photo.gpsLon = meta->gpsLon;
+  }
+  dates.photos = meta != nullptr ? meta->captureDate : std::nullopt;
+  dates.filename = dateFromFilename(group.primary.filename().native());
+  dates.filemtime = modificationDateString(group.primary);
+  CaptureDate date = resolveCaptureDate(dates);
+  photo.captureDate = std::move(date.captureDate);
+  photo.captureDateSource = std::move(date.captureDateSource);
+  photo.captureDateConfidence = std::move(date.captureDateConfidence);
+  if (group.motion) {
+    photo.liveMotionFile = photo.id + ".mov";
+    const auto status = fileStatus(*group.motion);
+    photo.liveMotionSize = status ? status->stamp.size : 0;
+    analysis.motion = status ? std::optional(status->stamp) : std::nullopt;
+  }
+  photo.targetPath = Archiver::targetPath(photo.captureDate, photo.id, photo.ext);
+  return analysis;
+}
+
+}  // namespace vaultmere

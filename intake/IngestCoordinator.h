@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstddef>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <stop_token>
+#include <vector>
+
+#include "intake/ImportLog.h"
+#include "intake/Ingestor.h"
+#include "platform/SerialQueue.h"
+
+namespace vaultmere {
+
+/// The counters of a batch.
+struct BatchProgress {
+  std::size_t done = 0;   ///< groups finished, whatever their outcome
+  std::size_t total = 0;  ///< groups in the batch
+  std::size_t added = 0;
+  std::size_t duplicate = 0;
+  std::size_t skipped = 0;
+  std::size_t failed = 0;
+  std::size_t junk = 0;  ///< found while the batch was put together
+  bool operator==(const BatchProgress&) const = default;
+};
+
+/// The groups that a batch works on at once: the active processors less 1, at
+/// least 2 and at most 8.
+[[nodiscard]] unsigned batchWidth(unsigned processors);
+
+/// Turns files into batches: decides what goes in, runs the groups several at a
+/// time, logs each outcome and reports progress.
+///
+/// A serial worker: its operations queue up on the queue that it is given, so
+/// that two coordinators on one queue never work at once; only the groups of
+/// one batch run side by side. Callbacks come on pool threads, in one order:
+/// start, progress, done; they must not block. A stop keeps further groups from
+/// starting, and those in flight run to their end.
+class IngestCoordinator : public std::enable_shared_from_this<IngestCoordinator> {
+ public:
+  struct Options {
+    Ingestor ingestor;
+    std::shared_ptr<ImportLog> log;
+    std::function<TimePoint()> now;  ///< the wall clock of the settle test
+    ThreadPool& pool;
+    SerialQueue& queue;
+    /// A watched file is left alone for so long after its last change.
+    std::chrono::seconds settleSeconds{5};
+  };
+
+  struct Observer {
+    std::function<void()> started;  ///< its turn has come; may be null
+    std::function<void(const BatchProgress&)> progress;
+  };
+
+  /// The results in the order of completion. They carry no `photo`: a batch may
+  /// be a whole library.
+  struct BatchResult {
+    std::vector<Ingestor::Result> results;
+    std::size_t junk = 0;       ///< of a drop
+    std::size_t unsettled = 0;  ///< of a pass: groups that still change
+  };
+  using Done = std::function<void(BatchResult)>;
+
+  explicit IngestCoordinator(Options options);
+
+  /// Takes dropped files and folders. Loose files group with one another,
+  /// a folder's files within their folder; junk is logged before work starts.
+  void ingestDropped(std::vector<std::filesystem::path> locations, bool deleteSource,
+                     std::stop_token stop, Observer observer, Done done);
+
+  /// Takes the settled groups of the watched folder's own files, and removes
+  /// them after success. Reports no progress when nothing has settled.
+  void drainInbox(std::filesystem::path folder, std::stop_token stop, Observer observer, Done done);
+
+  /// True when none of the group's files has changed for `settleSeconds`, as
+  /// far as can be read, and none is open for writing.
+  [[nodiscard]] bool isSettled(const AssetGroup& group) const;
+
+ private:
+  void logJunk(const std::vector<std::filesystem::path>& junk) const;
+
+  Options options_;
+};
+
+}  // namespace vaultmere

@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "intake/Ingestor.h"
+
+#include <iterator>
+
+#include "platform/Log.h"
+#include "platform/Text.h"
+
+namespace vaultmere {
+namespace {
+
+constexpr const char* kRefusedByGate = "destination offline or below margin";
+
+/// What the catalog records about a group once its copies stand.
+void fillInCopies(AnalyzedPhoto& photo, const Archiver::Archived& archived) {
+  photo.archivePath = displayPath(archived.archivePath);
+  photo.storage = "archive";
+  if (archived.liveMotionPath) {
+    photo.liveMotionPath = displayPath(*archived.liveMotionPath);
+  }
+}
+
+}  // namespace
+
+const char* outcomeText(IngestOutcome outcome) {
+  switch (outcome) {
+    case IngestOutcome::inserted:
+      return "inserted";
+    case IngestOutcome::duplicate:
+      return "duplicate";
+    case IngestOutcome::skipped:
+      return "skipped";
+    case IngestOutcome::failed:
+      break;
+  }
+  return "failed";
+}
+
+Ingestor::Ingestor(Options options)
+    : options_(std::move(options)),
+      archiver_({options_.archiveRoot, options_.acceptsDevice, options_.stop}) {}
+
+Ingestor::Result Ingestor::process(const AssetGroup& group, bool deleteSource,
+                                   const PhotosMeta* meta) const {
+  std::optional<GroupAnalysis> analysis;
+  Result result;
+  try {
+    result = run(group, deleteSource, meta, analysis);
+  } catch (const std::exception& error) {
+    result.outcome = IngestOutcome::failed;
+    result.error = validUtf8(error.what());
+  }
+  result.filename = displayName(group.primary);
+  const bool succeeded = result.photo.has_value();
+  const bool motionMayGo = group.motionUse ? group.motionUse->finish(succeeded) : succeeded;
+  if (succeeded && deleteSource) {
+    removeSources(group, *analysis, motionMayGo);
+  }
+  return result;
+}
+
+Ingestor::Result Ingestor::run(const AssetGroup& group, bool deleteSource, const PhotosMeta* meta,
+                               std::optional<GroupAnalysis>& analysis) const {
+  Result result;
+  analysis = analyzeGroup(group, meta, options_.vision, options_.stop);
+  AnalyzedPhoto photo = analysis->photo;
+  if (options_.gate && !options_.gate(photo.sizeBytes + photo.liveMotionSize.value_or(0))) {
+    result.outcome = IngestOutcome::skipped;
+    result.error = kRefusedByGate;
+    return result;
+  }
+  fillInCopies(photo, archiver_.archive(group.primary, group.motion, photo, deleteSource));
+  const auto written = options_.writer.write(photo);
+  result.outcome = written == CatalogWriter::Outcome::inserted ? IngestOutcome::inserted
+                                                               : IngestOutcome::duplicate;
+  result.photo = std::move(photo);
+  return result;
+}
+
+/// The motion file goes first: a process that is killed in between leaves a
+/// still that the next run knows, not a video that looks like an item.
+void Ingestor::removeSources(const AssetGroup& group, const GroupAnalysis& analysis,
+                             bool motionMayGo) const {
+  const fs::path target = options_.archiveRoot / analysis.photo.targetPath;
+  if (group.motion && analysis.motion && motionMayGo) {
+    removeSource(*group.motion, *analysis.motion,
+                 target.parent_path() / *analysis.photo.liveMotionFile);
+  }
+  removeSource(group.primary, analysis.primary, target);
+}
+
+void Ingestor::removeSource(const fs::path& source, const FileStamp& asRead,
+                            const fs::path& archived) const {
+  const auto now = fileStatus(source);
+  const auto archivedNow = fileStatus(archived);
+  const bool isUnchanged = now && now->stamp == asRead;
+  const bool isArchivedFile = !archivedNow || (now && archivedNow->stamp.sameFile(now->stamp));
+  if (!isUnchanged || isArchivedFile || protectedFolders().cover(source)) {
+    nsLog("Vaultmere: source stays — " + displayPath(source) +
+          (isUnchanged ? " is in the archive" : " has changed since it was read"));
+    return;
+  }
+  try {
+    removeFile(source);
+  } catch (const FileError& error) {
+    nsLog(std::string("Vaultmere: source stays — ") + error.what());
+  }
+}
+
+std::vector<Ingestor::Result> Ingestor::ingestFolder(const fs::path& folder,
+                                                     bool deleteSource) const {
+  std::vector<Result> results;
+  const ProtectedFolders protect = protectedFolders();
+  if (protect.cover(folder)) {
+    return results;
+  }
+  std::vector<fs::path> waiting{folder};
+  while (!waiting.empty()) {
+    const fs::path next = std::move(waiting.back());
+    waiting.pop_back();
+    FolderContent content = readFolder(next, protect);
+    for (const AssetGroup& group : groupFiles(std::move(content.files)).groups) {
+      if (options_.stop.stop_requested()) {
+        return results;
+      }
+      results.push_back(process(group, deleteSource));
+    }
+    std::move(content.folders.rbegin(), content.folders.rend(), std::back_inserter(waiting));
+  }
+  return results;
+}
+
+ProtectedFolders Ingestor::protectedFolders() const {
+  std::vector<fs::path> folders = options_.protectedFolders;
+  folders.push_back(options_.archiveRoot);
+  return ProtectedFolders(folders);
+}
+
+}  // namespace vaultmere

@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/Files.h"
+
+// Bytes of files that nobody vouches for: whatever lies outside reads as absent.
+namespace vaultmere {
+
+/// Up to `count` bytes from `offset` on; fewer at the end of the file, none when
+/// they can't be read. The file's own position stays where it is.
+[[nodiscard]] std::string readAt(const File& file, std::uint64_t offset, std::size_t count);
+
+/// Unsigned numbers of 1 to 8 bytes at offsets in a run of bytes.
+class ByteView {
+ public:
+  explicit ByteView(std::string_view bytes, std::endian order = std::endian::big)
+      : bytes_(bytes), order_(order) {}
+
+  [[nodiscard]] std::optional<std::uint64_t> number(std::size_t offset, std::size_t width) const;
+  /// `count` bytes from `offset` on; empty unless all of them are there.
+  [[nodiscard]] std::string_view slice(std::size_t offset, std::size_t count) const;
+  [[nodiscard]] std::string_view bytes() const { return bytes_; }
+
+ private:
+  std::string_view bytes_;
+  std::endian order_;
+};
+
+}  // namespace vaultmere

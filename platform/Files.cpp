@@ -1,0 +1,398 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "platform/Files.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <memory>
+#include <system_error>
+#include <utility>
+
+#include "platform/FaultPoint.h"
+#include "platform/Log.h"
+#include "platform/Text.h"
+#include "platform/Uuid.h"
+
+namespace vaultmere {
+namespace {
+
+/// Runs a system call, again when a signal interrupts it, unless a test wants
+/// it to fail. Gives its value; -1 with errno set on failure.
+template <typename Call>
+auto attempt(std::string_view step, const fs::path& path, Call&& call) -> decltype(call()) {
+  if (const int fault = faultAt(step, path); fault != 0) {
+    errno = fault;
+    return -1;
+  }
+  decltype(call()) result;
+  do {
+    result = call();
+  } while (result == -1 && errno == EINTR);
+  return result;
+}
+
+template <typename Call>
+auto require(std::string_view step, const fs::path& path, Call&& call) -> decltype(call()) {
+  const auto result = attempt(step, path, std::forward<Call>(call));
+  if (result == -1) {
+    throw FileError(step, path, errno);
+  }
+  return result;
+}
+
+FileKind kindOf(mode_t mode) {
+  if (S_ISREG(mode)) {
+    return FileKind::regular;
+  }
+  if (S_ISDIR(mode)) {
+    return FileKind::directory;
+  }
+  return S_ISLNK(mode) ? FileKind::symbolicLink : FileKind::other;
+}
+
+FileStatus statusOf(const struct stat& s) {
+  FileStatus status;
+  status.stamp = {s.st_dev, s.st_ino, s.st_size,
+                  std::int64_t{s.st_mtim.tv_sec} * 1'000'000'000 + s.st_mtim.tv_nsec};
+  status.kind = kindOf(s.st_mode);
+  status.permissions = s.st_mode & 0777U;
+  return status;
+}
+
+/// Says once a process that a file system doesn't do something that is only
+/// best effort.
+void logRefusal(std::atomic_flag& said, std::string_view what, const fs::path& path) {
+  const std::string reason = std::generic_category().message(errno);
+  if (!said.test_and_set()) {
+    nsLog(std::string("Vaultmere: ").append(what) + " isn't kept at " + displayPath(path) + ": " +
+          reason);
+  }
+}
+
+bool isRefusal(int code) {
+  return code == EINVAL || code == ENOTSUP || code == EROFS || code == ENOSYS || code == EPERM ||
+         code == EACCES || code == EBADF;
+}
+
+}  // namespace
+
+FileError::FileError(std::string_view operation, const fs::path& path, int code)
+    : std::runtime_error(std::string(operation) + " “" + displayPath(path) +
+                         "”: " + std::generic_category().message(code)),
+      code_(code) {}
+
+std::chrono::system_clock::time_point FileStatus::modified() const {
+  return std::chrono::system_clock::time_point(
+      std::chrono::duration_cast<std::chrono::system_clock::duration>(
+          std::chrono::nanoseconds(stamp.modifiedNanoseconds)));
+}
+
+std::optional<FileStatus> fileStatus(const fs::path& path) {
+  struct stat s {};
+  if (attempt("stat", path, [&] { return ::stat(path.c_str(), &s); }) == -1) {
+    return std::nullopt;
+  }
+  return statusOf(s);
+}
+
+std::optional<FileStatus> linkStatus(const fs::path& path) {
+  struct stat s {};
+  if (attempt("lstat", path, [&] { return ::lstat(path.c_str(), &s); }) == -1) {
+    return std::nullopt;
+  }
+  return statusOf(s);
+}
+
+bool isBeingWritten(const fs::path& path) {
+  // Whoever opens the file while we hold the lease has us told by this signal,
+  // whose default is to end the process.
+  [[maybe_unused]] static const auto ignored = ::signal(SIGIO, SIG_IGN);
+  const int descriptor = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  if (descriptor == -1) {
+    return false;
+  }
+  // A read lease is granted only while nobody has the file open for writing.
+  const bool isRefused = ::fcntl(descriptor, F_SETLEASE, F_RDLCK) == -1 && errno == EAGAIN;
+  ::close(descriptor);  // gives the lease back
+  return isRefused;
+}
+
+std::vector<DirectoryEntry> listDirectory(const fs::path& folder) {
+  const int descriptor = require("open", folder, [&] {
+    return ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK);
+  });
+  const std::unique_ptr<DIR, int (*)(DIR*)> stream(::fdopendir(descriptor), ::closedir);
+  if (!stream) {
+    const int code = errno;
+    ::close(descriptor);
+    throw FileError("open", folder, code);
+  }
+  std::vector<DirectoryEntry> entries;
+  for (;;) {
+    errno = faultAt("readdir", folder);
+    const dirent* entry = errno == 0 ? ::readdir(stream.get()) : nullptr;
+    if (entry == nullptr) {
+      if (errno != 0) {
+        throw FileError("read", folder, errno);
+      }
+      return entries;
+    }
+    const std::string_view name = entry->d_name;
+    if (name == "." || name == "..") {
+      continue;
+    }
+    DirectoryEntry found{folder / name, FileKind::other};
+    if (entry->d_type == DT_UNKNOWN) {
+      if (const auto status = linkStatus(found.path)) {
+        found.kind = status->kind;
+      }
+    } else {
+      found.kind = kindOf(DTTOIF(entry->d_type));
+    }
+    entries.push_back(std::move(found));
+  }
+}
+
+// MARK: File
+
+File::File(int descriptor, fs::path path) noexcept
+    : descriptor_(descriptor), path_(std::move(path)) {}
+
+File File::openForReading(const fs::path& path) {
+  File file(
+      require("open", path,
+              [&] { return ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); }),
+      path);
+  const FileKind kind = file.status().kind;
+  if (kind != FileKind::regular) {
+    throw FileError("open", path, kind == FileKind::directory ? EISDIR : EINVAL);
+  }
+  return file;
+}
+
+File File::createNew(const fs::path& path) {
+  return {require("create", path,
+                  [&] {
+                    return ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                                  0600);
+                  }),
+          path};
+}
+
+File File::openForAppending(const fs::path& path) {
+  return {
+      require("open", path,
+              [&] { return ::open(path.c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC, 0600); }),
+      path};
+}
+
+File::~File() {
+  if (descriptor_ >= 0) {
+    ::close(descriptor_);
+  }
+}
+
+File::File(File&& other) noexcept
+    : descriptor_(std::exchange(other.descriptor_, -1)), path_(std::move(other.path_)) {}
+
+File& File::operator=(File&& other) noexcept {
+  std::swap(descriptor_, other.descriptor_);
+  std::swap(path_, other.path_);
+  return *this;
+}
+
+std::size_t File::read(std::span<std::byte> buffer) {
+  std::size_t filled = 0;
+  while (filled < buffer.size()) {
+    const auto rest = buffer.subspan(filled);
+    const ssize_t count =
+        require("read", path_, [&] { return ::read(descriptor_, rest.data(), rest.size()); });
+    if (count == 0) {
+      break;
+    }
+    filled += static_cast<std::size_t>(count);
+  }
+  return filled;
+}
+
+void File::write(std::span<const std::byte> bytes) {
+  while (!bytes.empty()) {
+    const ssize_t count =
+        require("write", path_, [&] { return ::write(descriptor_, bytes.data(), bytes.size()); });
+    bytes = bytes.subspan(static_cast<std::size_t>(count));
+  }
+}
+
+void File::sync() {
+  require("fsync", path_, [&] { return ::fsync(descriptor_); });
+}
+
+void File::dropCache() noexcept { ::posix_fadvise(descriptor_, 0, 0, POSIX_FADV_DONTNEED); }
+
+void File::takeAttributes(const FileStatus& source) noexcept {
+  static std::atomic_flag modeSaid;
+  static std::atomic_flag timeSaid;
+  constexpr std::int64_t second = 1'000'000'000;
+  std::int64_t seconds = source.stamp.modifiedNanoseconds / second;
+  std::int64_t rest = source.stamp.modifiedNanoseconds % second;
+  if (rest < 0) {
+    rest += second;
+    seconds -= 1;
+  }
+  const timespec times[2] = {{0, UTIME_OMIT}, {seconds, rest}};
+  if (attempt("fchmod", path_, [&] { return ::fchmod(descriptor_, source.permissions); }) == -1) {
+    logRefusal(modeSaid, "the permission mode", path_);
+  }
+  if (attempt("futimens", path_, [&] { return ::futimens(descriptor_, times); }) == -1) {
+    logRefusal(timeSaid, "the modification time", path_);
+  }
+}
+
+FileStatus File::status() const {
+  struct stat s {};
+  require("fstat", path_, [&] { return ::fstat(descriptor_, &s); });
+  return statusOf(s);
+}
+
+bool File::endsWith(std::byte byte) const {
+  const std::int64_t size = status().stamp.size;
+  std::byte last{};
+  return size > 0 && ::pread(descriptor_, &last, 1, size - 1) == 1 && last == byte;
+}
+
+void File::close() {
+  const int descriptor = std::exchange(descriptor_, -1);
+  const int fault = faultAt("close", path_);
+  // A close that is interrupted has closed all the same: never again.
+  const int result = ::close(descriptor);
+  if (fault != 0 || (result == -1 && errno != EINTR)) {
+    throw FileError("close", path_, fault != 0 ? fault : errno);
+  }
+}
+
+// MARK: Names and folders
+
+void renameFile(const fs::path& from, const fs::path& to) {
+  if (attempt("rename", to, [&] { return ::rename(from.c_str(), to.c_str()); }) == -1) {
+    throw FileError("rename to", to, errno);
+  }
+}
+
+void removeFile(const fs::path& path) {
+  if (attempt("unlink", path, [&] { return ::unlink(path.c_str()); }) == -1) {
+    throw FileError("remove", path, errno);
+  }
+}
+
+void syncDirectory(const fs::path& folder) {
+  static std::atomic_flag said;
+  const int descriptor = attempt("opendir", folder, [&] {
+    return ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  });
+  if (descriptor == -1) {
+    if (!isRefusal(errno)) {
+      throw FileError("open", folder, errno);
+    }
+    logRefusal(said, "a flush of folders", folder);
+    return;
+  }
+  const int result = attempt("fsyncdir", folder, [&] { return ::fsync(descriptor); });
+  const int code = errno;
+  ::close(descriptor);
+  if (result == -1) {
+    if (!isRefusal(code)) {
+      throw FileError("flush", folder, code);
+    }
+    errno = code;
+    logRefusal(said, "a flush of folders", folder);
+  }
+}
+
+namespace {
+
+/// Makes one folder in an existing one. True when it wasn't there before.
+bool makeDirectory(const fs::path& folder, mode_t mode) {
+  if (attempt("mkdir", folder, [&] { return ::mkdir(folder.c_str(), mode); }) == 0) {
+    return true;
+  }
+  const int code = errno;
+  const auto status = fileStatus(folder);
+  if (status && status->kind == FileKind::directory) {
+    return false;
+  }
+  throw FileError("make folder", folder, code == EEXIST ? ENOTDIR : code);
+}
+
+/// The folder that holds a folder's entry; never empty.
+fs::path parentOf(const fs::path& folder) {
+  const fs::path parent = folder.parent_path();
+  return parent.empty() ? fs::path(".") : parent;
+}
+
+}  // namespace
+
+void makeDirectoriesBelow(const fs::path& root, const fs::path& relative) {
+  fs::path folder = root;
+  for (const fs::path& component : relative) {
+    const fs::path parent = folder;
+    folder /= component;
+    makeDirectory(folder, 0777);
+    // Flushed also when it was there: whoever made it may have been killed
+    // before its own flush.
+    syncDirectory(parent);
+  }
+}
+
+void makeDirectories(const fs::path& folder, mode_t mode) {
+  const auto status = fileStatus(folder);
+  if (status && status->kind == FileKind::directory) {
+    return;
+  }
+  if (folder.has_relative_path() && !folder.has_filename()) {  // a trailing slash
+    return makeDirectories(folder.parent_path(), mode);
+  }
+  if (folder.has_parent_path() && folder.parent_path() != folder) {
+    makeDirectories(folder.parent_path(), mode);
+  }
+  makeDirectory(folder, mode);
+  syncDirectory(parentOf(folder));
+}
+
+std::string readFile(const fs::path& path, std::size_t limit) {
+  File file = File::openForReading(path);
+  std::string bytes;
+  std::size_t filled = 0;
+  do {
+    bytes.resize(std::min(limit + 1, std::max<std::size_t>(4096, bytes.size() * 2)));
+    filled += file.read(std::as_writable_bytes(std::span(bytes).subspan(filled)));
+    if (filled > limit) {
+      throw FileError("read", path, EFBIG);
+    }
+  } while (filled == bytes.size());
+  bytes.resize(filled);
+  return bytes;
+}
+
+void writeFileAtomically(const fs::path& path, std::string_view bytes) {
+  const fs::path folder = parentOf(path);
+  const fs::path temporary = folder / ("." + path.filename().native() + "." + newUuid() + ".tmp");
+  File file = File::createNew(temporary);
+  try {
+    file.write(std::as_bytes(std::span(bytes)));
+    file.sync();
+    file.close();
+    renameFile(temporary, path);
+  } catch (...) {
+    ::unlink(temporary.c_str());
+    throw;
+  }
+  syncDirectory(folder);
+}
+
+}  // namespace vaultmere

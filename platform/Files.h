@@ -1,0 +1,145 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+// The file layer: the one place that talks to the system about files. Every
+// call retries on EINTR, loops over short transfers, closes on exec, and
+// passes a fault point named after the system call.
+namespace vaultmere {
+
+namespace fs = std::filesystem;
+
+/// Files are hashed and copied in pieces of this many bytes.
+inline constexpr std::size_t kFileChunk = 1024 * 1024;
+
+/// A file-system call that failed: "open “IMG_1.jpg”: Permission denied".
+class FileError : public std::runtime_error {
+ public:
+  FileError(std::string_view operation, const fs::path& path, int code);
+  /// The errno.
+  [[nodiscard]] int code() const noexcept { return code_; }
+
+ private:
+  int code_;
+};
+
+enum class FileKind { regular, directory, symbolicLink, other };
+
+/// What identifies a file and tells whether it has been written since.
+struct FileStamp {
+  dev_t device = 0;
+  ino_t inode = 0;
+  std::int64_t size = 0;
+  std::int64_t modifiedNanoseconds = 0;  ///< since 1970-01-01T00:00:00Z
+  bool operator==(const FileStamp&) const = default;
+
+  [[nodiscard]] bool sameFile(const FileStamp& other) const {
+    return device == other.device && inode == other.inode;
+  }
+};
+
+struct FileStatus {
+  FileStamp stamp;
+  FileKind kind = FileKind::other;
+  mode_t permissions = 0;
+
+  [[nodiscard]] std::chrono::system_clock::time_point modified() const;
+};
+
+/// The status behind a path, links followed or not; absent when nothing is
+/// there or it can't be told.
+[[nodiscard]] std::optional<FileStatus> fileStatus(const fs::path& path);
+[[nodiscard]] std::optional<FileStatus> linkStatus(const fs::path& path);
+
+/// True when some process is known to have the file open for writing. False
+/// also where the system can't tell: another user's file, a network share.
+[[nodiscard]] bool isBeingWritten(const fs::path& path);
+
+struct DirectoryEntry {
+  fs::path path;
+  FileKind kind = FileKind::other;
+};
+
+/// The entries of a folder in the system's order, without "." and "..".
+/// Throws FileError when it can't be opened or read.
+[[nodiscard]] std::vector<DirectoryEntry> listDirectory(const fs::path& folder);
+
+/// An open file. Closed when destroyed; `close` also reports.
+class File {
+ public:
+  /// Opens a regular file without blocking: a FIFO, socket, device or folder
+  /// is an error (EINVAL, EISDIR for a folder), not a wait.
+  [[nodiscard]] static File openForReading(const fs::path& path);
+  /// Makes a new file, readable and writable by the owner alone. Fails with
+  /// EEXIST when anything is there, a dangling link included.
+  [[nodiscard]] static File createNew(const fs::path& path);
+  /// Opens for appending, making the file (0600) when it's missing.
+  [[nodiscard]] static File openForAppending(const fs::path& path);
+
+  ~File();
+  File(File&& other) noexcept;
+  File& operator=(File&& other) noexcept;
+
+  /// Reads up to a full span; 0 means the end.
+  [[nodiscard]] std::size_t read(std::span<std::byte> buffer);
+  void write(std::span<const std::byte> bytes);
+  /// Flushes data and size to the medium (fsync).
+  void sync();
+  /// Asks the system to forget the file's cached pages, so that the next
+  /// reader gets them from the medium. Best effort.
+  void dropCache() noexcept;
+  /// Keeps the modification time and the permission bits of `source`. File
+  /// systems that know neither get one log line a process and stay as they are.
+  void takeAttributes(const FileStatus& source) noexcept;
+  [[nodiscard]] FileStatus status() const;
+  /// True when the last byte of the file is `byte`; false for an empty file.
+  [[nodiscard]] bool endsWith(std::byte byte) const;
+  void close();
+  [[nodiscard]] int descriptor() const noexcept { return descriptor_; }
+  [[nodiscard]] const fs::path& path() const noexcept { return path_; }
+
+ private:
+  File(int descriptor, fs::path path) noexcept;
+  int descriptor_ = -1;
+  fs::path path_;
+};
+
+/// rename(2): replaces what is there, atomically on one file system.
+void renameFile(const fs::path& from, const fs::path& to);
+
+/// unlink(2).
+void removeFile(const fs::path& path);
+
+/// Flushes a folder's entries. File systems that refuse it (exFAT, CIFS, FUSE)
+/// are passed over with one log line a process; a real failure throws.
+void syncDirectory(const fs::path& folder);
+
+/// Makes `root`/`relative` with all the folders between, each flushed in its
+/// parent. `root` itself is never made: when it is missing, this fails.
+void makeDirectoriesBelow(const fs::path& root, const fs::path& relative);
+
+/// Makes a folder with its parents, each flushed in its parent. `mode` goes to
+/// the folders that are made.
+void makeDirectories(const fs::path& folder, mode_t mode = 0777);
+
+/// Reads a whole file of at most `limit` bytes. Throws FileError, with EFBIG
+/// for a larger one.
+[[nodiscard]] std::string readFile(const fs::path& path, std::size_t limit);
+
+/// Replaces a file whole: temporary name, flush, rename, flush of the folder.
+/// Whoever reads sees the old bytes or the new ones. The file is 0600.
+void writeFileAtomically(const fs::path& path, std::string_view bytes);
+
+}  // namespace vaultmere

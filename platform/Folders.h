@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <filesystem>
+#include <optional>
+
+#include "platform/Files.h"
+
+namespace vaultmere {
+
+/// Where the program keeps its own files on this machine.
+struct Folders {
+  std::filesystem::path data;      ///< catalog, log, caches: `$XDG_DATA_HOME/Vaultmere`
+  std::filesystem::path settings;  ///< `defaults.json`: `$XDG_CONFIG_HOME/Vaultmere`
+
+  /// By the XDG base directory rules; a relative or missing variable counts as
+  /// unset, and without a HOME the password database is asked. Makes nothing.
+  [[nodiscard]] static Folders ofUser();
+};
+
+/// Holds a data folder for one process, from construction to destruction.
+class FolderLock {
+ public:
+  /// Makes the folder (0700) when it's missing. Absent when another process,
+  /// or this one, holds it. Throws FileError when the folder can't be made or
+  /// locked.
+  [[nodiscard]] static std::optional<FolderLock> acquire(const std::filesystem::path& folder);
+
+ private:
+  explicit FolderLock(File file) : file_(std::move(file)) {}
+  File file_;  // the lock goes when it is closed, also by a crash
+};
+
+}  // namespace vaultmere

@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "platform/Bitmap.h"
+#include "platform/Files.h"
+#include "platform/ImageFormat.h"
+
+struct _VipsImage;
+struct _VipsSource;
+
+// libvips for the image files of this directory.
+namespace vaultmere {
+
+/// Starts the library once, with its cache off and one thread an image (several
+/// images run at once), and keeps its warnings off standard error.
+void prepareVips();
+
+struct VipsRelease {
+  void operator()(_VipsImage* image) const noexcept;
+  void operator()(_VipsSource* source) const noexcept;
+};
+using VipsImageHandle = std::unique_ptr<_VipsImage, VipsRelease>;
+
+/// The library's words for what has gone wrong last, taken out of its buffer.
+[[nodiscard]] std::string takeVipsError();
+
+/// A still that can be opened several times, each time by the one loader of its
+/// container. One thread at a time.
+class VipsStill {
+ public:
+  /// `file` must stay open as long as this and what it has opened.
+  VipsStill(const File& file, const ImageFormat& format);
+  /// A JPEG in memory, which must stay as long.
+  explicit VipsStill(std::span<const std::uint8_t> jpeg);
+
+  /// Opens the first image as far as its header; pixels are decoded when they
+  /// are asked for. `shrink` is 1, 2, 4 or 8 and only heeded by the loaders that
+  /// save work by it, see `canShrink`. Null when the loader refuses.
+  [[nodiscard]] VipsImageHandle open(int shrink = 1) const;
+
+  /// True when decoding at a half, a quarter or an eighth costs less.
+  [[nodiscard]] bool canShrink() const;
+
+ private:
+  ImageFormat format_;
+  std::unique_ptr<_VipsSource, VipsRelease> source_;
+  std::string magickName_;  ///< for the two containers that ImageMagick reads
+};
+
+/// The size that an opened image has, and what its loader says about it.
+struct VipsHeader {
+  int width = 0;
+  int height = 0;
+  std::uint64_t bytesPerPixel = 0;
+  /// The decoder keeps all coefficients: a progressive JPEG.
+  bool keepsCoefficients = false;
+};
+[[nodiscard]] VipsHeader headerOf(const VipsImageHandle& image);
+
+/// A block of metadata that the loader has found, such as "exif-data"; empty
+/// when there is none.
+[[nodiscard]] std::string blockOf(const VipsImageHandle& image, const char* name);
+
+/// An image over pixels of 1 or 3 bytes each, which must outlive it.
+[[nodiscard]] VipsImageHandle imageOver(std::span<const std::uint8_t> pixels, int width, int height,
+                                        int bands);
+
+/// Decodes and scales to at most `maxPixels` on the longer side, in sRGB and
+/// turned upright: by the image's own orientation, or by `orientation` in its
+/// place. Absent when that fails, or takes longer than a decode ever should.
+[[nodiscard]] std::optional<Bitmap> render(const VipsImageHandle& image, int maxPixels,
+                                           std::optional<int> orientation);
+
+}  // namespace vaultmere

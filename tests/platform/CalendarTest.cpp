@@ -1,0 +1,157 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <ostream>
+
+#include "platform/Calendar.h"
+
+namespace vaultmere {
+
+void PrintTo(const CivilTime& time, std::ostream* out) {
+  *out << time.year << '-' << time.month << '-' << time.day << ' ' << time.hour << ':'
+       << time.minute << ':' << time.second;
+}
+
+namespace {
+
+std::string utcOf(const CivilTime& local) {
+  const auto moment = secondsOfLocalTime(local);
+  return moment ? internetDateTime(*moment) : "absent";
+}
+
+TEST(Calendar, LocalTimesAreMomentsInTheZone) {
+  const struct {
+    const char* name;
+    const char* zone;
+    CivilTime local;
+    const char* utc;
+    bool reversible = true;
+  } rows[] = {
+      {"winter", "Europe/Berlin", {2021, 1, 1, 0, 30, 0}, "2020-12-31T23:30:00Z"},
+      {"summer", "Europe/Berlin", {2021, 7, 1, 0, 30, 0}, "2021-06-30T22:30:00Z"},
+      {"the other half of the world",
+       "America/New_York",
+       {2021, 7, 1, 22, 0, 0},
+       "2021-07-02T02:00:00Z"},
+      {"skipped", "Europe/Berlin", {2021, 3, 28, 2, 30, 0}, "2021-03-28T01:00:00Z", false},
+      {"just before it", "Europe/Berlin", {2021, 3, 28, 1, 59, 59}, "2021-03-28T00:59:59Z"},
+      {"occurs twice", "Europe/Berlin", {2021, 10, 31, 2, 30, 0}, "2021-10-31T00:30:00Z"},
+      {"skipped half an hour",
+       "Australia/Lord_Howe",
+       {2021, 10, 3, 2, 10, 0},
+       "2021-10-02T15:30:00Z",
+       false},
+      {"skipped whole day",
+       "Pacific/Apia",
+       {2011, 12, 30, 12, 0, 0},
+       "2011-12-30T10:00:00Z",
+       false},
+      {"29 February", "UTC", {2000, 2, 29, 23, 59, 59}, "2000-02-29T23:59:59Z"},
+      {"before 1970", "UTC", {1969, 12, 31, 23, 59, 59}, "1969-12-31T23:59:59Z"},
+  };
+  for (const auto& row : rows) {
+    ::setenv("TZ", row.zone, 1);
+    EXPECT_EQ(utcOf(row.local), row.utc) << row.name;
+    if (row.reversible) {
+      EXPECT_EQ(localTime(*momentOfLocalTime(row.local)), row.local) << row.name;
+    }
+  }
+}
+
+TEST(Calendar, FarDatesComeBackAsTheyWent) {
+  for (const char* zone : {"UTC", "Europe/Berlin", "America/New_York", "Pacific/Apia"}) {
+    ::setenv("TZ", zone, 1);
+    for (const int year : {1, 2, 1582, 1600, 1883, 1901, 2037, 2038, 2100, 9998, 9999}) {
+      for (const int month : {1, 7, 12}) {
+        const CivilTime time{year, month, 15, 12, 34, 56};
+        const auto moment = secondsOfLocalTime(time);
+        ASSERT_TRUE(moment) << zone << ' ' << year;
+        EXPECT_EQ(localTime(*moment), time) << zone;
+      }
+    }
+    EXPECT_FALSE(momentOfLocalTime({1, 1, 1, 0, 0, 0}));
+    EXPECT_FALSE(momentOfLocalTime({9999, 12, 31, 23, 59, 59}));
+    EXPECT_TRUE(momentOfLocalTime({1678, 1, 1, 0, 0, 0}));
+    EXPECT_TRUE(momentOfLocalTime({2261, 12, 31, 0, 0, 0}));
+    EXPECT_EQ(localTime(TimePoint::max()).year, 2262);
+    EXPECT_EQ(localTime(TimePoint::min()).year, 1677);
+    EXPECT_GE(localTime(sys_seconds::max()).year, 9999);
+    EXPECT_LE(localTime(sys_seconds::min()).year, 1);
+  }
+}
+
+TEST(Calendar, TheVariableNamesAZoneInSeveralWays) {
+  const CivilTime noon{2021, 7, 1, 12, 0, 0};
+  const char* berlin = "2021-07-01T10:00:00Z";
+  for (const char* text : {"Europe/Berlin", ":Europe/Berlin", "/usr/share/zoneinfo/Europe/Berlin",
+                           ":/usr/share/zoneinfo/Europe/Berlin"}) {
+    ::setenv("TZ", text, 1);
+    EXPECT_EQ(utcOf(noon), berlin) << text;
+  }
+  ::unsetenv("TZ");
+  const std::string system = utcOf(noon);
+  for (const char* text : {"", ":", "Nowhere/Land", "/etc/passwd", "../../etc/passwd", "\xFF",
+                           ":/etc/localtime", "/usr/share/zoneinfo/", "Europe"}) {
+    ::setenv("TZ", text, 1);
+    EXPECT_EQ(utcOf(noon), system) << text;
+  }
+}
+
+TEST(Calendar, RefusesFieldsOutOfRange) {
+  ::setenv("TZ", "Europe/Berlin", 1);
+  const CivilTime rows[] = {
+      {0, 1, 1, 0, 0, 0},     {10000, 1, 1, 0, 0, 0},  {2021, 0, 1, 0, 0, 0},
+      {2021, 13, 1, 0, 0, 0}, {2021, 1, 0, 0, 0, 0},   {2021, 4, 31, 0, 0, 0},
+      {2021, 2, 29, 0, 0, 0}, {1900, 2, 29, 0, 0, 0},  {2021, 1, 1, 24, 0, 0},
+      {2021, 1, 1, 0, 60, 0}, {2021, 1, 1, 0, 0, 60},  {2021, 1, 1, -1, 0, 0},
+      {2021, 1, 1, 0, -1, 0}, {2021, 1, 1, 0, 0, -1},  {-1, 1, 1, 0, 0, 0},
+      {2021, -1, 1, 0, 0, 0}, {2021, 257, 1, 0, 0, 0}, {2021, 1, 257, 0, 0, 0},
+  };
+  for (const CivilTime& row : rows) {
+    EXPECT_FALSE(secondsOfLocalTime(row)) << testing::PrintToString(row);
+    EXPECT_FALSE(secondsOfUtcTime(row)) << testing::PrintToString(row);
+  }
+}
+
+TEST(Calendar, ReadsInternetDateTimes) {
+  const struct {
+    const char* text;
+    const char* utc;  ///< null when it isn't one
+  } rows[] = {
+      {"2021-06-01T10:11:12Z", "2021-06-01T10:11:12Z"},
+      {"2021-06-01T10:11:12+02:00", "2021-06-01T08:11:12Z"},
+      {"2021-01-01T00:00:00-05:30", "2021-01-01T05:30:00Z"},
+      {"0001-01-02T00:00:00Z", "0001-01-02T00:00:00Z"},
+      {"9999-12-31T23:59:59Z", "9999-12-31T23:59:59Z"},
+      {"", nullptr},
+      {"2021-06-01T10:11:12", nullptr},
+      {"2021-06-01T10:11:12z", nullptr},
+      {"2021-06-01 10:11:12Z", nullptr},
+      {"2021-06-01T10:11:12.5Z", nullptr},
+      {"2021-06-01T10:11:12+0200", nullptr},
+      {"2021-06-01T10:11:12+02:60", nullptr},
+      {"2021-06-01T10:11:12+24:00", nullptr},
+      {"2021-06-01T10:11:12Zz", nullptr},
+      {"2021-06-01T10:11:12+02:00 ", nullptr},
+      {"2021-02-30T10:11:12Z", nullptr},
+      {"2021-6-001T10:11:12Z", nullptr},
+      {"+021-06-01T10:11:12Z", nullptr},
+      {"2021-06-01T10:11: 2Z", nullptr},
+      {"2021-06-01T24:00:00Z", nullptr},
+  };
+  for (const auto& row : rows) {
+    const auto moment = parseInternetSeconds(row.text);
+    ASSERT_EQ(moment.has_value(), row.utc != nullptr) << row.text;
+    if (moment) {
+      EXPECT_EQ(internetDateTime(*moment), row.utc) << row.text;
+    }
+  }
+  EXPECT_FALSE(parseInternetDateTime("9999-12-31T23:59:59Z"));
+  const TimePoint fraction =
+      *parseInternetDateTime("1969-12-31T23:59:59Z") + std::chrono::milliseconds(900);
+  EXPECT_EQ(internetDateTime(fraction), "1969-12-31T23:59:59Z") << "cut, not rounded";
+}
+
+}  // namespace
+}  // namespace vaultmere

@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vaultmere {
+
+/// Makes one step of the file layer go wrong, counted from 1, while it is in
+/// scope. One at a time in a process.
+class FaultPlan {
+ public:
+  /// Lets everything pass, and counts.
+  FaultPlan();
+  /// Fails the n-th step with an errno.
+  static FaultPlan failing(std::size_t number, int code) { return FaultPlan(number, code, {}); }
+  /// Fails the n-th step of one name.
+  static FaultPlan failing(std::string_view step, std::size_t number, int code) {
+    return FaultPlan(number, code, step);
+  }
+  /// Ends the process at the n-th step, as SIGKILL does.
+  static FaultPlan killing(std::size_t number) { return FaultPlan(number, kKill, {}); }
+  ~FaultPlan();
+  FaultPlan(const FaultPlan&) = delete;
+  FaultPlan& operator=(const FaultPlan&) = delete;
+
+  /// True when the step was reached.
+  [[nodiscard]] bool wasHit() const;
+
+ private:
+  static constexpr int kKill = -1;
+  FaultPlan(std::size_t number, int code, std::string_view step);
+};
+
+}  // namespace vaultmere

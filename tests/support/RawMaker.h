@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include "tests/support/Metadata.h"
+#include "tests/support/Painter.h"
+
+namespace vaultmere {
+
+/// A JPEG for quick showing, beside the sensor's data.
+struct RawPreview {
+  int width = 160;
+  int height = 120;
+  /// Empty for the RAW's own painter; another one tells which of the two
+  /// pictures a reader has shown.
+  Painter painter{};
+};
+
+struct DngOptions {
+  int width = 128;  ///< of the sensor; even, at least 32
+  int height = 96;
+  std::string make = "Halden";
+  std::string model = "Halden H1";
+  Painter painter = gradient({20, 60, 200}, {240, 200, 40});
+  std::optional<RawPreview> preview{};
+  /// Dates, exposure, lens, position, orientation. An embedded thumbnail isn't
+  /// for RAW files: `preview` is.
+  Metadata metadata{};
+};
+
+/// Makes or replaces an uncompressed 16-bit Bayer (RGGB) DNG, which LibRaw opens
+/// and develops. Colours come out near the painter's, not equal to them. The
+/// same options give the same bytes. Throws std::runtime_error.
+void makeDng(const std::filesystem::path& path, const DngOptions& options = {});
+
+}  // namespace vaultmere

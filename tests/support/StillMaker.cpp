@@ -1,0 +1,270 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "tests/support/StillMaker.h"
+
+#include <fmt/format.h>
+#include <vips/vips.h>
+
+#include <algorithm>
+#include <memory>
+#include <mutex>
+#include <stdexcept>
+#include <string_view>
+
+#include "tests/support/FileTools.h"
+#include "tests/support/HeifTurn.h"
+#include "tests/support/Raster.h"
+
+namespace vaultmere {
+
+namespace {
+
+struct Release {
+  void operator()(VipsImage* image) const noexcept { g_object_unref(image); }
+  void operator()(VipsBlob* blob) const noexcept { vips_area_unref(VIPS_AREA(blob)); }
+};
+using Picture = std::unique_ptr<VipsImage, Release>;
+using Profile = std::unique_ptr<VipsBlob, Release>;
+
+[[noreturn]] void fail(std::string_view what) {
+  std::string words = vips_error_buffer();
+  vips_error_clear();
+  throw std::runtime_error(fmt::format("{}: {}", what, words));
+}
+
+void startVips() {
+  static std::once_flag once;
+  std::call_once(once, [] {
+    if (VIPS_INIT("vaultmere-test-media") != 0) fail("libvips");
+  });
+}
+
+/// What a format can hold, and how libvips is told to write it.
+struct Format {
+  StillFormat format;
+  const char* name;
+  const char* suffix;  ///< empty: by ImageMagick, under `name`
+  bool grey;
+  bool alpha;
+  int deepBits;  ///< what it has beside 8; 8 for none
+  bool frames;
+  bool metadata;
+};
+
+constexpr Format kFormats[] = {
+    {StillFormat::jpeg, "JPEG", ".jpg", true, false, 8, false, true},
+    {StillFormat::heic, "HEIC", ".heic", false, true, 10, false, true},
+    {StillFormat::avif, "AVIF", ".avif", false, true, 8, false, true},
+    {StillFormat::png, "PNG", ".png", true, true, 16, false, true},
+    {StillFormat::webp, "WebP", ".webp", false, true, 8, true, true},
+    {StillFormat::tiff, "TIFF", ".tif", true, true, 16, false, true},
+    {StillFormat::gif, "GIF", ".gif", false, true, 8, true, false},
+    {StillFormat::bmp, "BMP", "", false, false, 8, false, false},
+    {StillFormat::psd, "PSD", "", false, true, 8, false, true},
+    {StillFormat::jp2, "JP2", ".jp2", true, false, 8, false, true},
+};
+
+const Format& formatOf(const StillOptions& options) {
+  for (const Format& format : kFormats) {
+    if (format.format == options.format) return format;
+  }
+  throw std::runtime_error("an unknown still format");
+}
+
+bool isHeif(const StillOptions& options) {
+  return options.format == StillFormat::heic || options.format == StillFormat::avif;
+}
+
+void check(const StillOptions& options, const Format& format) {
+  const auto refuse = [&format](bool refused, std::string_view what) {
+    if (refused) throw std::runtime_error(fmt::format("{} pictures have no {}", format.name, what));
+  };
+  refuse(options.alpha && !format.alpha, "alpha channel");
+  refuse(options.colours == ColourModel::grey && !format.grey, "grey form");
+  refuse(options.colours == ColourModel::cmyk && options.format != StillFormat::jpeg &&
+             options.format != StillFormat::tiff,
+         "inks");
+  refuse(options.colours == ColourModel::palette && options.format != StillFormat::png &&
+             options.format != StillFormat::gif,
+         "palette");
+  refuse(options.bits != 8 && options.bits != format.deepBits,
+         fmt::format("{}-bit channels", options.bits));
+  refuse(options.frames != 1 && !format.frames, "frames");
+  refuse(options.containerTurn != 0 && !isHeif(options), "turn of the container's");
+  // libheif would pad such a picture and write it as a grid of one.
+  refuse(options.format == StillFormat::heic && (std::min(options.width, options.height) < 64 ||
+                                                 options.width % 2 != 0 || options.height % 2 != 0),
+         "odd sizes, nor any below 64 pixels");
+  refuse(!options.metadata.empty() && !format.metadata, "metadata that can be written");
+}
+
+int shownOrientation(const StillOptions& options) {
+  if (!options.upright) return 1;
+  switch (options.containerTurn) {
+    case 90:
+      return 8;
+    case 180:
+      return 3;
+    case 270:
+      return 6;
+    default:
+      return options.metadata.orientation.value_or(1);
+  }
+}
+
+Picture painted(const StillOptions& options) {
+  const bool grey = options.colours == ColourModel::grey;
+  const bool wide = options.bits > 8;
+  RasterOptions raster{.width = options.width,
+                       .height = options.height,
+                       .bands = (grey ? 1 : 3) + (options.alpha ? 1 : 0),
+                       .wide = wide,
+                       .orientation = shownOrientation(options)};
+  std::vector<std::uint8_t> pixels = paint(raster, options.painter);
+  for (int frame = 1; frame < options.frames; ++frame) {
+    raster.negative = !raster.negative;
+    const std::vector<std::uint8_t> next = paint(raster, options.painter);
+    pixels.insert(pixels.end(), next.begin(), next.end());
+  }
+  Picture picture(vips_image_new_from_memory_copy(pixels.data(), pixels.size(), options.width,
+                                                  options.height * options.frames, raster.bands,
+                                                  wide ? VIPS_FORMAT_USHORT : VIPS_FORMAT_UCHAR));
+  if (!picture) fail("painting");
+  if (grey) {
+    picture->Type = wide ? VIPS_INTERPRETATION_GREY16 : VIPS_INTERPRETATION_B_W;
+  } else {
+    picture->Type = wide ? VIPS_INTERPRETATION_RGB16 : VIPS_INTERPRETATION_sRGB;
+  }
+  if (options.frames > 1) {
+    vips_image_set_int(picture.get(), VIPS_META_PAGE_HEIGHT, options.height);
+  }
+  return picture;
+}
+
+const char* profileName(ColourProfile profile) {
+  switch (profile) {
+    case ColourProfile::srgb:
+      return "srgb";
+    case ColourProfile::displayP3:
+      return "p3";
+    case ColourProfile::cmyk:
+      return "cmyk";
+    case ColourProfile::none:
+      break;
+  }
+  return nullptr;
+}
+
+void setBlob(VipsImage* picture, const char* name, std::string_view bytes) {
+  vips_image_set_blob_copy(picture, name, bytes.data(), bytes.size());
+}
+
+Picture inked(Picture picture) {
+  VipsImage* inks = nullptr;
+  if (vips_icc_transform(picture.get(), &inks, "cmyk", "input_profile", "srgb", "intent",
+                         VIPS_INTENT_RELATIVE, nullptr) != 0) {
+    fail("turning colours into inks");
+  }
+  return Picture(inks);
+}
+
+void setProfile(VipsImage* picture, ColourProfile profile) {
+  vips_image_remove(picture, VIPS_META_ICC_NAME);
+  const char* name = profileName(profile);
+  if (name == nullptr) return;
+  VipsBlob* loaded = nullptr;
+  if (vips_profile_load(name, &loaded, nullptr) != 0) fail("loading a profile");
+  const Profile blob(loaded);
+  std::size_t size = 0;
+  const void* bytes = vips_blob_get(blob.get(), &size);
+  setBlob(picture, VIPS_META_ICC_NAME, {static_cast<const char*>(bytes), size});
+}
+
+// libvips writes the EXIF block of HEIC and AVIF itself, and drops from it what
+// it doesn't also find among its own fields.
+void setHeifMetadata(VipsImage* picture, const Metadata& metadata) {
+  const std::string exif = exifBlock(metadata);
+  if (!exif.empty()) {
+    setBlob(picture, VIPS_META_EXIF_NAME, std::string("Exif\0\0", 6) + exif);
+  }
+  const std::string xmp = xmpPacket(metadata);
+  if (!xmp.empty()) setBlob(picture, VIPS_META_XMP_NAME, xmp);
+  vips_image_set_int(picture, VIPS_META_ORIENTATION, metadata.orientation.value_or(1));
+  if (metadata.thumbnail) {
+    setBlob(picture, "jpeg-thumbnail-data",
+            stillBytes({.width = metadata.thumbnail->width,
+                        .height = metadata.thumbnail->height,
+                        .painter = metadata.thumbnail->painter}));
+  }
+}
+
+std::string saverOptions(const StillOptions& options) {
+  const std::string quality = fmt::format("Q={}", options.quality);
+  const std::string lossless = options.lossless ? ",lossless" : "";
+  const std::string interlace = options.progressive ? ",interlace" : "";
+  const bool heifMetadata = !options.metadata.empty() || options.profile != ColourProfile::none;
+  const std::string heifStrip = heifMetadata ? "" : ",strip";
+  const std::string depth = fmt::format(",bitdepth={}", options.bits);
+  switch (options.format) {
+    case StillFormat::jpeg:
+      return quality + interlace;
+    case StillFormat::heic:
+      return quality + ",effort=0,subsample-mode=on" + depth + heifStrip;
+    case StillFormat::avif:
+      return quality + ",effort=0,compression=av1,subsample-mode=on" + depth + heifStrip;
+    case StillFormat::png:
+      return (options.colours == ColourModel::palette ? "palette" : "compression=6") + interlace;
+    case StillFormat::webp:
+      return quality + lossless;
+    case StillFormat::jp2:
+      return quality + lossless;
+    case StillFormat::tiff:
+      return "compression=lzw";
+    case StillFormat::gif:
+    case StillFormat::bmp:
+    case StillFormat::psd:
+      break;
+  }
+  return {};
+}
+
+std::string saved(VipsImage* picture, const StillOptions& options, const Format& format) {
+  void* buffer = nullptr;
+  std::size_t size = 0;
+  const std::string suffix = fmt::format("{}[{}]", format.suffix, saverOptions(options));
+  const bool byMagick = *format.suffix == '\0';
+  const int failed =
+      byMagick ? vips_magicksave_buffer(picture, &buffer, &size, "format", format.name, nullptr)
+               : vips_image_write_to_buffer(picture, suffix.c_str(), &buffer, &size, nullptr);
+  if (failed != 0) fail(fmt::format("writing {}", format.name));
+  std::string bytes(static_cast<const char*>(buffer), size);
+  g_free(buffer);
+  return bytes;
+}
+
+}  // namespace
+
+std::string stillBytes(const StillOptions& options) {
+  startVips();
+  const Format& format = formatOf(options);
+  check(options, format);
+  Picture picture = painted(options);
+  if (options.colours == ColourModel::cmyk) picture = inked(std::move(picture));
+  setProfile(picture.get(), options.profile);
+  if (isHeif(options)) {
+    if (!options.metadata.empty()) setHeifMetadata(picture.get(), options.metadata);
+    const std::string bytes = saved(picture.get(), options, format);
+    return options.containerTurn == 0 ? bytes : withHeifTurn(bytes, options.containerTurn);
+  }
+  std::string bytes = saved(picture.get(), options, format);
+  // libvips puts an EXIF block of its own into these two.
+  if (options.format == StillFormat::jpeg || options.format == StillFormat::webp) {
+    bytes = withoutExif(bytes);
+  }
+  return options.metadata.empty() ? bytes : withMetadata(bytes, options.metadata);
+}
+
+void makeStill(const std::filesystem::path& path, const StillOptions& options) {
+  writeText(path, stillBytes(options));
+}
+
+}  // namespace vaultmere
