@@ -7,7 +7,6 @@
 #include <array>
 #include <charconv>
 
-#include "platform/Calendar.h"
 #include "platform/Files.h"
 
 namespace vaultmere {
@@ -72,10 +71,14 @@ std::optional<std::string> dateFromFilename(std::string_view name) {
 
 std::optional<std::string> modificationDateString(const std::filesystem::path& path) {
   const auto status = fileStatus(path);
-  return status ? std::optional(localDateString(status->modified())) : std::nullopt;
+  return status ? std::optional(localDateString(status->stamp.modified())) : std::nullopt;
 }
 
 std::string localDateString(TimePoint moment) {
+  return localDateString(std::chrono::floor<std::chrono::seconds>(moment));
+}
+
+std::string localDateString(sys_seconds moment) {
   const CivilTime time = localTime(moment);
   return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}", time.year, time.month, time.day,
                      time.hour, time.minute, time.second);

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/MainThread.h"
+#include "platform/Calendar.h"
 
 // When an item was taken: a fixed chain of sources, of which the first that says
 // anything wins. Dates are texts of a wall clock without a zone, in the form
@@ -46,5 +46,6 @@ struct CaptureDate {
 
 /// A moment's wall clock in the machine's zone.
 [[nodiscard]] std::string localDateString(TimePoint moment);
+[[nodiscard]] std::string localDateString(sys_seconds moment);
 
 }  // namespace vaultmere

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "catalog/CatalogDate.h"
 
+#include <algorithm>
 #include <charconv>
+#include <cmath>
+#include <cstdint>
 
 #include "platform/Calendar.h"
 
@@ -40,22 +43,30 @@ CatalogDate CatalogDate::of(TimePoint moment) {
   // Whole seconds and the rest apart: a double of nanoseconds since 1970 would
   // already have lost some of them.
   const auto whole = std::chrono::floor<std::chrono::seconds>(moment);
-  return {static_cast<double>(whole.time_since_epoch().count()) - kReferenceEpoch +
-          std::chrono::duration_cast<Seconds>(moment - whole).count()};
+  return {of(whole).seconds + std::chrono::duration_cast<Seconds>(moment - whole).count()};
+}
+
+CatalogDate CatalogDate::of(std::chrono::sys_seconds moment) {
+  return {static_cast<double>(moment.time_since_epoch().count()) - kReferenceEpoch};
 }
 
 TimePoint CatalogDate::moment() const {
-  const double since1970 = seconds + kReferenceEpoch;
   const double limit = std::chrono::duration_cast<Seconds>(Duration::max()).count() * 0.999;
-  const double bounded = std::min(std::max(since1970, -limit), limit);
+  const double bounded = std::clamp(seconds + kReferenceEpoch, -limit, limit);
   return TimePoint(std::chrono::duration_cast<Duration>(Seconds(bounded)));
 }
 
+std::chrono::sys_seconds CatalogDate::wholeSeconds() const {
+  constexpr double limit = 1e15;
+  const double bounded = std::clamp(std::floor(seconds + kReferenceEpoch), -limit, limit);
+  return std::chrono::sys_seconds(std::chrono::seconds(static_cast<std::int64_t>(bounded)));
+}
+
 std::optional<CatalogDate> parseCatalogDate(std::string_view text) {
-  auto moment = parseInternetDateTime(text);
+  auto moment = parseInternetSeconds(text);
   if (!moment) {
     if (const auto civil = parseZoneless(text)) {
-      moment = momentOfLocalTime(*civil);
+      moment = secondsOfLocalTime(*civil);
     }
   }
   return moment ? std::optional(CatalogDate::of(*moment)) : std::nullopt;

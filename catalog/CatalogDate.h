@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <chrono>
 #include <compare>
 #include <optional>
 #include <string_view>
@@ -15,8 +16,12 @@ struct CatalogDate {
   auto operator<=>(const CatalogDate&) const = default;
 
   [[nodiscard]] static CatalogDate of(TimePoint moment);
-  /// Moments that the clock's type can't hold are moved to its ends.
+  [[nodiscard]] static CatalogDate of(std::chrono::sys_seconds moment);
+  /// Moments that the clock's type can't hold (before 1677, after 2262) are
+  /// moved to its ends.
   [[nodiscard]] TimePoint moment() const;
+  /// The whole second at or before the moment.
+  [[nodiscard]] std::chrono::sys_seconds wholeSeconds() const;
 };
 
 /// Reads the internet date-time form (with its zone mark), else

@@ -41,7 +41,7 @@ Photo rowOf(const AnalyzedPhoto& from) {
     row.captureDate = parseCatalogDate(*from.captureDate);
   }
   if (row.captureDate) {
-    row.year = localTime(row.captureDate->moment()).year;
+    row.year = localTime(row.captureDate->wholeSeconds()).year;
   }
   row.captureDateSource = from.captureDateSource;
   row.captureDateConfidence = from.captureDateConfidence;

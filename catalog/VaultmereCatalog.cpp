@@ -16,7 +16,7 @@ constexpr std::chrono::milliseconds kPauseBetweenAttempts{500};
 
 std::shared_ptr<CatalogContext> openStore(const std::filesystem::path& store, ThreadPool& pool) {
   try {
-    makeDirectories(store.parent_path(), 0700);
+    makePrivateFolder(store.parent_path());
   } catch (const FileError& error) {
     throw CatalogError(error.what());
   }

@@ -89,11 +89,12 @@ void DestinationMonitor::setDestination(const std::optional<Bookmark>& destinati
   patience_.stop();
   found_ = {};
   updateGate();
-  const auto url = destination ? std::optional(destination->path) : std::nullopt;
-  const bool moved = std::exchange(url_, url) != url;
-  if (moved) {
-    changed_.emit();
+  url_ = destination ? std::optional(destination->path) : std::nullopt;
+  // What was known is about another place, and nobody has lost it.
+  if (isOnline()) {
+    status_ = Offline{};
   }
+  changed_.emit();
 }
 
 void DestinationMonitor::refresh() {

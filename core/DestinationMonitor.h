@@ -91,7 +91,7 @@ class DestinationMonitor {
   [[nodiscard]] const std::optional<Bookmark>& resolvedBookmark() const { return destination_; }
 
   /// Another destination, or none. Doesn't look for it: `refresh` does, and
-  /// until its answer `status` stays and the gate is closed. Setting what is
+  /// until its answer nothing is online and the gate is closed. Setting what is
   /// set, or its resolved bookmark, changes nothing.
   void setDestination(const std::optional<Bookmark>& destination);
   /// Hands the margin on to the gate, then looks for the destination; `status`

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include <string_view>
+#include <string>
+#include <utility>
 
 #include "demo/Album.h"
 #include "demo/Cameras.h"

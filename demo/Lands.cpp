@@ -54,6 +54,7 @@ Outline ridgeTop(const RidgeLook& look, const Noise& noise, int ridge) {
 Painter ridges(const RidgeLook& look, std::uint64_t seed) {
   const Noise noise(seed);
   std::vector<Outline> tops;
+  tops.reserve(kRidges);
   for (int ridge = 0; ridge < kRidges; ++ridge) tops.push_back(ridgeTop(look, noise, ridge));
   return [look, noise, tops](double x, double y) {
     for (int ridge = kRidges - 1; ridge >= 0; --ridge) {

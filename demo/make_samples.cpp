@@ -9,6 +9,7 @@
 #include <exception>
 #include <mutex>
 #include <thread>
+#include <utility>
 
 #include "demo/Album.h"
 #include "tests/support/FileTools.h"

@@ -92,7 +92,7 @@ GroupAnalysis analyzeGroup(const AssetGroup& group, const PhotosMeta* meta, cons
   }
   dates.photos = meta != nullptr ? meta->captureDate : std::nullopt;
   dates.filename = dateFromFilename(group.primary.filename().native());
-  dates.filemtime = modificationDateString(group.primary);
+  dates.filemtime = localDateString(hashed.stamp.modified());
   CaptureDate date = resolveCaptureDate(dates);
   photo.captureDate = std::move(date.captureDate);
   photo.captureDateSource = std::move(date.captureDateSource);

@@ -89,7 +89,8 @@ bool IngestCoordinator::isSettled(const AssetGroup& group) const {
   const TimePoint now = options_.now();
   const auto settled = [&](const fs::path& file) {
     const auto status = fileStatus(file);
-    return status && now - status->modified() >= options_.settleSeconds && !isBeingWritten(file);
+    return status && now - status->stamp.modified() >= options_.settleSeconds &&
+           !isBeingWritten(file);
   };
   return settled(group.primary) && (!group.motion || settled(*group.motion));
 }

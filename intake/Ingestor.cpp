@@ -77,33 +77,43 @@ Ingestor::Result Ingestor::run(const AssetGroup& group, bool deleteSource, const
   return result;
 }
 
-/// The motion file goes first: a process that is killed in between leaves a
-/// still that the next run knows, not a video that looks like an item.
+/// The motion file goes first, and without it the still stays: a motion file
+/// left alone would look like an item of its own to the next run.
 void Ingestor::removeSources(const AssetGroup& group, const GroupAnalysis& analysis,
                              bool motionMayGo) const {
   const fs::path target = options_.archiveRoot / analysis.photo.targetPath;
-  if (group.motion && analysis.motion && motionMayGo) {
-    removeSource(*group.motion, *analysis.motion,
-                 target.parent_path() / *analysis.photo.liveMotionFile);
+  if (group.motion && motionMayGo) {
+    const fs::path motionTarget = target.parent_path() / *analysis.photo.liveMotionFile;
+    if (!removeSource(*group.motion, analysis.motion, motionTarget)) {
+      return;
+    }
   }
   removeSource(group.primary, analysis.primary, target);
 }
 
-void Ingestor::removeSource(const fs::path& source, const FileStamp& asRead,
+/// True when the source is gone.
+bool Ingestor::removeSource(const fs::path& source, const std::optional<FileStamp>& asRead,
                             const fs::path& archived) const {
   const auto now = fileStatus(source);
   const auto archivedNow = fileStatus(archived);
-  const bool isUnchanged = now && now->stamp == asRead;
-  const bool isArchivedFile = !archivedNow || (now && archivedNow->stamp.sameFile(now->stamp));
-  if (!isUnchanged || isArchivedFile || protectedFolders().cover(source)) {
-    nsLog("Vaultmere: source stays — " + displayPath(source) +
-          (isUnchanged ? " is in the archive" : " has changed since it was read"));
-    return;
+  const char* reason = nullptr;
+  if (!now || now->stamp != asRead) {
+    reason = "it has changed since it was read";
+  } else if (!archivedNow) {
+    reason = "its archived file is out of reach";
+  } else if (archivedNow->stamp.sameFile(now->stamp) || protectedFolders().cover(source)) {
+    reason = "it lies in the archive";
+  }
+  if (reason != nullptr) {
+    nsLog("Vaultmere: source stays — " + displayPath(source) + ": " + reason);
+    return false;
   }
   try {
     removeFile(source);
+    return true;
   } catch (const FileError& error) {
     nsLog(std::string("Vaultmere: source stays — ") + error.what());
+    return false;
   }
 }
 

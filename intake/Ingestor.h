@@ -72,7 +72,7 @@ class Ingestor {
              std::optional<GroupAnalysis>& analysis) const;
   void removeSources(const AssetGroup& group, const GroupAnalysis& analysis,
                      bool motionMayGo) const;
-  void removeSource(const std::filesystem::path& source, const FileStamp& asRead,
+  bool removeSource(const std::filesystem::path& source, const std::optional<FileStamp>& asRead,
                     const std::filesystem::path& archived) const;
 
   Options options_;

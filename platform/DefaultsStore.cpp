@@ -68,7 +68,7 @@ void DefaultsStore::remove(const std::string& key) {
 
 void DefaultsStore::save() const {
   try {
-    makeDirectories(file_.parent_path(), 0700);
+    makePrivateFolder(file_.parent_path());
     // Bytes that aren't UTF-8 can come in with a typed text; they must not
     // keep the other choices from being stored.
     writeFileAtomically(file_,

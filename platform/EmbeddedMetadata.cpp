@@ -30,8 +30,8 @@ constexpr std::uint64_t kMaxWholeFile = std::uint64_t{256} << 20;
 /// of files that are larger than this.
 constexpr std::uint64_t kMaxChunkedFile = std::uint64_t{1} << 30;
 
-/// Enough for all that stands before the pictures of a CR3.
-constexpr std::size_t kCr3HeadBytes = std::size_t{16} << 20;
+/// Enough for all that stands before the pictures in a file made of boxes.
+constexpr std::size_t kBoxedHeadBytes = std::size_t{16} << 20;
 
 void prepareExiv2() {
   static std::once_flag once;
@@ -218,8 +218,8 @@ Exiv2::BasicIo::AutoPtr openIo(const File& file, const ImageFormat& format, std:
   const auto size = static_cast<std::uint64_t>(file.status().stamp.size);
   const bool tiffLike =
       format.container == ImageContainer::tiff || format.container == ImageContainer::raw;
-  if (format.mimeType == "image/x-canon-cr3") {
-    bytes = readAt(file, 0, kCr3HeadBytes);
+  if (format.container == ImageContainer::heif || format.mimeType == "image/x-canon-cr3") {
+    bytes = readAt(file, 0, kBoxedHeadBytes);
   } else if (tiffLike && size <= kMaxWholeFile) {
     bytes = readAt(file, 0, static_cast<std::size_t>(size));
   } else if (!tiffLike && format.container != ImageContainer::jpeg && size > kMaxChunkedFile) {
@@ -231,6 +231,14 @@ Exiv2::BasicIo::AutoPtr openIo(const File& file, const ImageFormat& format, std:
   }
   return Exiv2::BasicIo::AutoPtr(
       new Exiv2::FileIo(fmt::format("/proc/self/fd/{}", file.descriptor())));
+}
+
+/// The containers in which Exiv2's size is the first image's, not that of a
+/// preview beside it.
+bool tellsSize(ImageContainer container) {
+  return container == ImageContainer::jpeg || container == ImageContainer::png ||
+         container == ImageContainer::webp || container == ImageContainer::gif ||
+         container == ImageContainer::heif;
 }
 
 void mapSize(const Exiv2::Image& image, ImageProperties& properties) {
@@ -260,8 +268,7 @@ void readEmbeddedMetadata(const File& file, const ImageFormat& format,
     } catch (const std::exception&) {
       // A damaged file: what came before the damage has been kept.
     }
-    if (format.container == ImageContainer::jpeg || format.container == ImageContainer::png ||
-        format.container == ImageContainer::webp || format.container == ImageContainer::gif) {
+    if (tellsSize(format.container)) {
       mapSize(*image, properties);
     }
     mapExif(image->exifData(), properties);

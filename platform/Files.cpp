@@ -87,10 +87,10 @@ FileError::FileError(std::string_view operation, const fs::path& path, int code)
                          "”: " + std::generic_category().message(code)),
       code_(code) {}
 
-std::chrono::system_clock::time_point FileStatus::modified() const {
+std::chrono::system_clock::time_point FileStamp::modified() const {
   return std::chrono::system_clock::time_point(
       std::chrono::duration_cast<std::chrono::system_clock::duration>(
-          std::chrono::nanoseconds(stamp.modifiedNanoseconds)));
+          std::chrono::nanoseconds(modifiedNanoseconds)));
 }
 
 std::optional<FileStatus> fileStatus(const fs::path& path) {
@@ -362,6 +362,17 @@ void makeDirectories(const fs::path& folder, mode_t mode) {
   }
   makeDirectory(folder, mode);
   syncDirectory(parentOf(folder));
+}
+
+void makePrivateFolder(const fs::path& folder) {
+  makeDirectories(folder, 0700);
+  const auto status = fileStatus(folder);
+  if (status && status->permissions != 0700) {
+    static std::atomic_flag said;
+    if (attempt("chmod", folder, [&] { return ::chmod(folder.c_str(), 0700); }) == -1) {
+      logRefusal(said, "a private mode", folder);
+    }
+  }
 }
 
 std::string readFile(const fs::path& path, std::size_t limit) {

@@ -22,7 +22,7 @@ namespace vaultmere {
 namespace fs = std::filesystem;
 
 /// Files are hashed and copied in pieces of this many bytes.
-inline constexpr std::size_t kFileChunk = 1024 * 1024;
+inline constexpr std::size_t kFileChunk = std::size_t{1024} * 1024;
 
 /// A file-system call that failed: "open “IMG_1.jpg”: Permission denied".
 class FileError : public std::runtime_error {
@@ -45,6 +45,7 @@ struct FileStamp {
   std::int64_t modifiedNanoseconds = 0;  ///< since 1970-01-01T00:00:00Z
   bool operator==(const FileStamp&) const = default;
 
+  [[nodiscard]] std::chrono::system_clock::time_point modified() const;
   [[nodiscard]] bool sameFile(const FileStamp& other) const {
     return device == other.device && inode == other.inode;
   }
@@ -54,8 +55,6 @@ struct FileStatus {
   FileStamp stamp;
   FileKind kind = FileKind::other;
   mode_t permissions = 0;
-
-  [[nodiscard]] std::chrono::system_clock::time_point modified() const;
 };
 
 /// The status behind a path, links followed or not; absent when nothing is
@@ -133,6 +132,10 @@ void makeDirectoriesBelow(const fs::path& root, const fs::path& relative);
 /// Makes a folder with its parents, each flushed in its parent. `mode` goes to
 /// the folders that are made.
 void makeDirectories(const fs::path& folder, mode_t mode = 0777);
+
+/// The same for a folder that only its owner may enter: 0700, also when it was
+/// there with a looser mode, as far as the file system allows.
+void makePrivateFolder(const fs::path& folder);
 
 /// Reads a whole file of at most `limit` bytes. Throws FileError, with EFBIG
 /// for a larger one.

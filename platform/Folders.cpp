@@ -58,7 +58,7 @@ Folders Folders::ofUser() {
 }
 
 std::optional<FolderLock> FolderLock::acquire(const fs::path& folder) {
-  makeDirectories(folder, 0700);
+  makePrivateFolder(folder);
   File file = File::openForAppending(folder / "lock");
   int code = faultAt("flock", file.path());
   while (code == 0 && ::flock(file.descriptor(), LOCK_EX | LOCK_NB) == -1) {

@@ -5,6 +5,7 @@
 #include <exception>
 #include <mutex>
 
+#include "platform/EmbeddedMetadata.h"
 #include "platform/Files.h"
 #include "platform/ImageFormat.h"
 #include "platform/RawFile.h"
@@ -19,7 +20,7 @@ constexpr std::uint64_t kLargeDecodeBytes = std::uint64_t{128} << 20;
 
 constexpr auto kMaxBytes = static_cast<std::uint64_t>(kMaxDecodeBytes);
 
-std::unique_lock<std::mutex> turnFor(std::uint64_t bytes) {
+std::unique_lock<std::mutex> placeFor(std::uint64_t bytes) {
   static std::mutex largeDecode;
   std::unique_lock<std::mutex> lock(largeDecode, std::defer_lock);
   if (bytes > kLargeDecodeBytes) {
@@ -28,22 +29,24 @@ std::unique_lock<std::mutex> turnFor(std::uint64_t bytes) {
   return lock;
 }
 
-/// The largest reduction that the loader offers and that leaves `maxPixels`.
+/// The largest reduction that the loader offers and that leaves `maxPixels`, and
+/// a row or column of even the narrowest strip: the loader ends the process over
+/// one that comes out empty.
 int shrinkFor(const VipsStill& still, const VipsHeader& header, int maxPixels) {
   if (!still.canShrink()) {
     return 1;
   }
-  const int side = std::max(header.width, header.height);
+  const auto [shorter, longer] = std::minmax(header.size.width, header.size.height);
   int shrink = 8;
-  while (shrink > 1 && side / shrink < maxPixels) {
+  while (shrink > 1 && (longer / shrink < maxPixels || shorter < shrink)) {
     shrink /= 2;
   }
   return shrink;
 }
 
 std::uint64_t decodeBytes(const VipsHeader& header, int shrink) {
-  const std::uint64_t pixels =
-      static_cast<std::uint64_t>(header.width) * static_cast<std::uint64_t>(header.height);
+  const std::uint64_t pixels = static_cast<std::uint64_t>(header.size.width) *
+                               static_cast<std::uint64_t>(header.size.height);
   const auto factor = static_cast<std::uint64_t>(shrink);
   const std::uint64_t coefficients = header.keepsCoefficients ? pixels * 2 : 0;
   return (pixels / (factor * factor) + coefficients) * header.bytesPerPixel;
@@ -56,16 +59,35 @@ std::optional<Bitmap> decodeStill(const VipsStill& still, int maxPixels,
     return std::nullopt;
   }
   const VipsHeader header = headerOf(image);
+  const int turn = orientation.value_or(header.orientation);
+  const PixelSize size = fitted(header.size, maxPixels, turn);
   const int shrink = shrinkFor(still, header, maxPixels);
   const std::uint64_t bytes = decodeBytes(header, shrink);
   if (bytes > kMaxBytes) {
     return std::nullopt;
   }
-  const auto turn = turnFor(bytes);
+  const auto place = placeFor(bytes);
   if (shrink > 1) {
     image = still.open(shrink);
   }
-  return image ? render(image, maxPixels, orientation) : std::nullopt;
+  auto bitmap = image ? render(image, size, turn) : std::nullopt;
+  if (!bitmap) {
+    image = still.open(shrink);
+    image = image ? readableRows(image) : nullptr;
+    bitmap = image ? render(image, size, turn) : std::nullopt;
+  }
+  return bitmap;
+}
+
+/// The EXIF orientation, for the containers whose loader passes it by.
+std::optional<int> orientationBeside(const File& file, const ImageFormat& format) {
+  if (format.container != ImageContainer::png && format.container != ImageContainer::psd &&
+      format.container != ImageContainer::jpeg2000) {
+    return std::nullopt;
+  }
+  ImageProperties properties;
+  readEmbeddedMetadata(file, format, properties);
+  return static_cast<int>(properties.orientation.value_or(1));
 }
 
 bool isTransposed(int orientation) { return orientation >= 5; }
@@ -74,7 +96,7 @@ bool isTransposed(int orientation) { return orientation >= 5; }
 /// shape is that of the turned picture has been turned by the camera.
 int previewOrientation(const RawHeader& raw, const VipsHeader& preview) {
   const bool sensorIsUpright = raw.width < raw.height;
-  const bool previewIsUpright = preview.width < preview.height;
+  const bool previewIsUpright = preview.size.width < preview.size.height;
   return isTransposed(raw.orientation) && sensorIsUpright != previewIsUpright ? 1 : raw.orientation;
 }
 
@@ -90,7 +112,7 @@ std::optional<Bitmap> decodePreview(RawFile& raw, int maxPixels, int atLeast) {
     return std::nullopt;
   }
   const VipsHeader header = headerOf(image);
-  if (std::max(header.width, header.height) < atLeast) {
+  if (std::max(header.size.width, header.size.height) < atLeast) {
     return std::nullopt;
   }
   return decodeStill(still, maxPixels, previewOrientation(raw.header(), header));
@@ -104,14 +126,16 @@ std::optional<Bitmap> developScaled(RawFile& raw, int maxPixels) {
   if (bytes > kMaxBytes) {
     return std::nullopt;
   }
-  const auto turn = turnFor(bytes);
+  const auto place = placeFor(bytes);
   const auto developed = raw.develop(half);
   if (!developed) {
     return std::nullopt;
   }
   const VipsImageHandle image =
       imageOver(developed->pixels, developed->width, developed->height, developed->bands);
-  return image ? render(image, maxPixels, header.orientation) : std::nullopt;
+  const PixelSize size =
+      fitted({developed->width, developed->height}, maxPixels, header.orientation);
+  return image ? render(image, size, header.orientation) : std::nullopt;
 }
 
 std::optional<Bitmap> decodeRaw(const File& file, const ImageFormat& format, int maxPixels) {
@@ -149,7 +173,7 @@ std::optional<Bitmap> decodeScaled(const std::filesystem::path& path, int maxPix
         return std::nullopt;
       }
     }
-    return decodeStill(VipsStill(file, *format), maxPixels, std::nullopt);
+    return decodeStill(VipsStill(file, *format), maxPixels, orientationBeside(file, *format));
   } catch (const std::exception&) {
     return std::nullopt;
   }

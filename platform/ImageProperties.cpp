@@ -24,14 +24,16 @@ void readHeif(const File& file, const ImageFormat& format, ImageProperties& prop
       xmp = blockOf(image, "heif-mime-1");
     }
     readMetadataBlocks(blockOf(image, "exif-data"), xmp, properties);
+  } else {
+    readEmbeddedMetadata(file, format, properties);  // a cut file may still have its tags
   }
   const auto orientation = heifOrientation(file);
   properties.orientation = orientation;
   if (image) {
     const VipsHeader header = headerOf(image);
     const bool transposed = orientation.value_or(1) >= 5;
-    properties.pixelWidth = transposed ? header.height : header.width;
-    properties.pixelHeight = transposed ? header.width : header.height;
+    properties.pixelWidth = transposed ? header.size.height : header.size.width;
+    properties.pixelHeight = transposed ? header.size.width : header.size.height;
   }
 }
 
@@ -88,8 +90,8 @@ void readSize(const File& file, const ImageFormat& format, ImageProperties& prop
     properties.pixelHeight = static_cast<double>(declared->height);
   } else if (const VipsImageHandle image = VipsStill(file, format).open()) {
     const VipsHeader header = headerOf(image);
-    properties.pixelWidth = header.width;
-    properties.pixelHeight = header.height;
+    properties.pixelWidth = header.size.width;
+    properties.pixelHeight = header.size.height;
   }
 }
 

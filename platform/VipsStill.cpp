@@ -4,8 +4,13 @@
 #include <fmt/format.h>
 #include <vips/vips.h>
 
+#include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <mutex>
+#include <stdexcept>
+#include <utility>
+#include <vector>
 
 #include "platform/ByteView.h"
 
@@ -38,6 +43,9 @@ VipsSource* sourceOver(const File& file, ImageContainer container) {
   vips_area_unref(VIPS_AREA(blob));
   return source;
 }
+
+/// How many rows at a time are read of a damaged image.
+constexpr int kStripRows = 8;
 
 /// What only one thread sees of a decode that may have to be given up.
 struct Deadline {
@@ -78,15 +86,17 @@ VipsImageHandle withOrientation(VipsImage* image, int orientation) {
   return VipsImageHandle(copy);
 }
 
-/// An image without a profile is left out of colour management, whose tables
-/// take as long to build as a small picture to decode.
-VipsImageHandle scaled(VipsImage* image, int maxPixels) {
+/// Exactly at the size: left to itself, the library takes a long strip down to
+/// no rows at all, and ends the process over it. An image without a profile is
+/// left out of colour management, whose tables take as long to build as a small
+/// picture to decode.
+VipsImageHandle scaled(VipsImage* image, PixelSize size) {
   VipsImage* out = nullptr;
   if (vips_image_get_typeof(image, VIPS_META_ICC_NAME) != 0) {
-    vips_thumbnail_image(image, &out, maxPixels, "height", maxPixels, "size", VIPS_SIZE_DOWN,
+    vips_thumbnail_image(image, &out, size.width, "height", size.height, "size", VIPS_SIZE_FORCE,
                          "export_profile", "srgb", nullptr);
   } else {
-    vips_thumbnail_image(image, &out, maxPixels, "height", maxPixels, "size", VIPS_SIZE_DOWN,
+    vips_thumbnail_image(image, &out, size.width, "height", size.height, "size", VIPS_SIZE_FORCE,
                          nullptr);
   }
   return VipsImageHandle(out);
@@ -168,7 +178,9 @@ VipsImageHandle VipsStill::open(int shrink) const {
       vips_webpload_source(source, &image, "access", access, "scale", 1.0 / shrink, nullptr);
       break;
     case ImageContainer::png:
-      vips_pngload_source(source, &image, "access", access, nullptr);
+      // By default this loader makes black rows of those that a cut file lacks.
+      vips_pngload_source(source, &image, "access", access, "fail_on", VIPS_FAIL_ON_TRUNCATED,
+                          nullptr);
       break;
     case ImageContainer::gif:
       vips_gifload_source(source, &image, "access", access, nullptr);
@@ -201,10 +213,10 @@ bool VipsStill::canShrink() const {
 VipsHeader headerOf(const VipsImageHandle& image) {
   VipsImage* in = image.get();
   VipsHeader header;
-  header.width = vips_image_get_width(in);
-  header.height = vips_image_get_height(in);
+  header.size = {vips_image_get_width(in), vips_image_get_height(in)};
   header.bytesPerPixel = static_cast<std::uint64_t>(vips_image_get_bands(in)) *
                          vips_format_sizeof(vips_image_get_format(in));
+  header.orientation = vips_image_get_orientation(in);
   int multiscan = 0;
   header.keepsCoefficients = vips_image_get_typeof(in, "jpeg-multiscan") != 0 &&
                              vips_image_get_int(in, "jpeg-multiscan", &multiscan) == 0 &&
@@ -223,6 +235,12 @@ std::string blockOf(const VipsImageHandle& image, const char* name) {
 }
 
 VipsImageHandle imageOver(std::span<const std::uint8_t> pixels, int width, int height, int bands) {
+  const std::size_t needed = static_cast<std::size_t>(std::max(0, width)) *
+                             static_cast<std::size_t>(std::max(0, height)) *
+                             static_cast<std::size_t>(bands);
+  if (needed == 0 || pixels.size() < needed) {
+    return nullptr;
+  }
   prepareVips();
   VipsImage* image = vips_image_new_from_memory(pixels.data(), pixels.size(), width, height, bands,
                                                 VIPS_FORMAT_UCHAR);
@@ -234,13 +252,59 @@ VipsImageHandle imageOver(std::span<const std::uint8_t> pixels, int width, int h
   return VipsImageHandle(image);
 }
 
-std::optional<Bitmap> render(const VipsImageHandle& image, int maxPixels,
-                             std::optional<int> orientation) {
-  VipsImageHandle turned;
-  if (orientation) {
-    turned = withOrientation(image.get(), *orientation);
+VipsImageHandle readableRows(const VipsImageHandle& image) {
+  VipsImageHandle copy(vips_image_new_memory());
+  if (vips_image_pipelinev(copy.get(), VIPS_DEMAND_STYLE_THINSTRIP, image.get(), nullptr) != 0) {
+    vips_error_clear();
+    return nullptr;
   }
-  VipsImageHandle out = scaled(turned ? turned.get() : image.get(), maxPixels);
+  const std::unique_ptr<VipsRegion, decltype(&g_object_unref)> region(vips_region_new(image.get()),
+                                                                      &g_object_unref);
+  const VipsHeader header = headerOf(image);
+  const std::size_t rowBytes =
+      static_cast<std::size_t>(header.bytesPerPixel) * static_cast<std::size_t>(header.size.width);
+  std::vector<VipsPel> grey(rowBytes, 0x80);
+  bool readable = true;
+  for (int top = 0; top < header.size.height; top += kStripRows) {
+    const int rows = std::min(kStripRows, header.size.height - top);
+    std::size_t size = 0;
+    const std::unique_ptr<VipsPel, decltype(&g_free)> strip(
+        readable ? vips_region_fetch(region.get(), 0, top, header.size.width, rows, &size)
+                 : nullptr,
+        &g_free);
+    readable = strip != nullptr;
+    if (!readable && top == 0) {
+      vips_error_clear();
+      return nullptr;
+    }
+    for (int row = 0; row < rows; ++row) {
+      VipsPel* pixels =
+          readable ? strip.get() + static_cast<std::size_t>(row) * rowBytes : grey.data();
+      if (vips_image_write_line(copy.get(), top + row, pixels) != 0) {
+        vips_error_clear();
+        return nullptr;
+      }
+    }
+  }
+  vips_error_clear();
+  return copy;
+}
+
+PixelSize fitted(PixelSize size, int maxPixels, int orientation) {
+  if (orientation >= 5) {
+    std::swap(size.width, size.height);
+  }
+  const double scale =
+      std::min(1.0, static_cast<double>(maxPixels) / std::max(size.width, size.height));
+  const auto side = [&](int full) {
+    return std::max(1, static_cast<int>(std::lround(full * scale)));
+  };
+  return {side(size.width), side(size.height)};
+}
+
+std::optional<Bitmap> render(const VipsImageHandle& image, PixelSize size, int orientation) {
+  const VipsImageHandle turned = withOrientation(image.get(), orientation);
+  VipsImageHandle out = turned ? scaled(turned.get(), size) : nullptr;
   out = out ? inSrgb(std::move(out)) : nullptr;
   if (!out) {
     vips_error_clear();
@@ -249,14 +313,14 @@ std::optional<Bitmap> render(const VipsImageHandle& image, int maxPixels,
   Deadline deadline;
   vips_image_set_progress(out.get(), TRUE);
   g_signal_connect(out.get(), "eval", G_CALLBACK(giveUpWhenLate), &deadline);
-  std::size_t size = 0;
-  const std::unique_ptr<void, decltype(&g_free)> bytes(vips_image_write_to_memory(out.get(), &size),
-                                                       &g_free);
+  std::size_t count = 0;
+  const std::unique_ptr<void, decltype(&g_free)> bytes(
+      vips_image_write_to_memory(out.get(), &count), &g_free);
   if (!bytes) {
     vips_error_clear();
     return std::nullopt;
   }
-  return premultiplied({static_cast<const std::uint8_t*>(bytes.get()), size},
+  return premultiplied({static_cast<const std::uint8_t*>(bytes.get()), count},
                        vips_image_get_width(out.get()), vips_image_get_height(out.get()),
                        vips_image_get_bands(out.get()));
 }

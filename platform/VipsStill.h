@@ -53,10 +53,15 @@ class VipsStill {
   std::string magickName_;  ///< for the two containers that ImageMagick reads
 };
 
-/// The size that an opened image has, and what its loader says about it.
-struct VipsHeader {
+struct PixelSize {
   int width = 0;
   int height = 0;
+};
+
+/// What the loader says about an opened image.
+struct VipsHeader {
+  PixelSize size;
+  int orientation = 1;  ///< EXIF code of the turn that is still to be made
   std::uint64_t bytesPerPixel = 0;
   /// The decoder keeps all coefficients: a progressive JPEG.
   bool keepsCoefficients = false;
@@ -67,14 +72,22 @@ struct VipsHeader {
 /// when there is none.
 [[nodiscard]] std::string blockOf(const VipsImageHandle& image, const char* name);
 
-/// An image over pixels of 1 or 3 bytes each, which must outlive it.
+/// An image over pixels of 1 or 3 bytes each, which must outlive it. Null when
+/// there are too few of them.
 [[nodiscard]] VipsImageHandle imageOver(std::span<const std::uint8_t> pixels, int width, int height,
                                         int bands);
 
-/// Decodes and scales to at most `maxPixels` on the longer side, in sRGB and
-/// turned upright: by the image's own orientation, or by `orientation` in its
-/// place. Absent when that fails, or takes longer than a decode ever should.
-[[nodiscard]] std::optional<Bitmap> render(const VipsImageHandle& image, int maxPixels,
-                                           std::optional<int> orientation);
+/// The rows of a damaged image that can be decoded, and grey for the others, in
+/// memory. Null when not even the first can.
+[[nodiscard]] VipsImageHandle readableRows(const VipsImageHandle& image);
+
+/// The size that an image of `size` is shown in: turned by the EXIF code, its
+/// longer side at most `maxPixels`, neither side below 1, never enlarged.
+[[nodiscard]] PixelSize fitted(PixelSize size, int maxPixels, int orientation);
+
+/// Decodes an image, turns it by the EXIF code and scales it to exactly `size`,
+/// in sRGB. Absent when that fails, or takes longer than a decode ever should.
+[[nodiscard]] std::optional<Bitmap> render(const VipsImageHandle& image, PixelSize size,
+                                           int orientation);
 
 }  // namespace vaultmere

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "catalog/CatalogDate.h"
 #include "catalog/VaultmereCatalog.h"
 #include "intake/Ingestor.h"
 #include "platform/Sha256.h"

@@ -148,7 +148,7 @@ TEST(Ingestor, TheArchivedFileIsNeverTakenForASource) {
   ASSERT_FALSE(fs::exists(source));
   // A hard link beside the sources, and the archive's own file by another path.
   fs::create_hard_link(target, source);
-  setModified(source, fileStatus(source)->modified());
+  setModified(source, fileStatus(source)->stamp.modified());
   (void)ingestor.process({source, {}, false, {}}, true);
   EXPECT_TRUE(fs::exists(source));
   fs::remove(source);

@@ -3,8 +3,10 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstddef>
 #include <cstring>
 #include <memory>
 #include <numbers>
@@ -187,12 +189,12 @@ class PictureTrack {
   // Every row turned round by one pixel a frame.
   [[nodiscard]] std::vector<std::uint8_t> moved(const std::vector<std::uint8_t>& picture,
                                                 long frame) const {
-    const auto row = static_cast<std::size_t>(3 * options_.width);
-    const std::size_t shift = 3 * (static_cast<std::size_t>(frame) % (row / 3));
+    const std::ptrdiff_t row = 3 * std::ptrdiff_t{options_.width};
+    const std::ptrdiff_t shift = 3 * (frame % options_.width);
     std::vector<std::uint8_t> result(picture.size());
-    for (std::size_t start = 0; start < picture.size(); start += row) {
-      std::memcpy(&result[start], &picture[start + shift], row - shift);
-      std::memcpy(&result[start + row - shift], &picture[start], shift);
+    auto to = result.begin();
+    for (auto from = picture.begin(); from != picture.end(); from += row) {
+      to = std::rotate_copy(from, from + shift, from + row, to);
     }
     return result;
   }

@@ -14,11 +14,13 @@ struct Plan {
   std::atomic<std::size_t> number{0};
   std::atomic<int> code{0};
   std::atomic<bool> hit{false};
-  std::string step;  // set while no hook is installed
+  std::string step;  // this and the next are set while no hook is installed
+  std::string part;
 } plan;
 
-int hook(std::string_view step, const std::filesystem::path&) {
-  if (!plan.step.empty() && plan.step != step) {
+int hook(std::string_view step, const std::filesystem::path& path) {
+  if ((!plan.step.empty() && plan.step != step) ||
+      path.native().find(plan.part) == std::string::npos) {
     return 0;
   }
   if (++plan.passed != plan.number) {
@@ -33,14 +35,13 @@ int hook(std::string_view step, const std::filesystem::path&) {
 
 }  // namespace
 
-FaultPlan::FaultPlan() : FaultPlan(0, 0, {}) {}
-
-FaultPlan::FaultPlan(std::size_t number, int code, std::string_view step) {
+FaultPlan::FaultPlan(std::size_t number, int code, std::string_view step, std::string_view part) {
   plan.passed = 0;
   plan.number = number;
   plan.code = code;
   plan.hit = false;
   plan.step = step;
+  plan.part = part;
   setFaultHook(hook);
 }
 

@@ -12,13 +12,12 @@ namespace vaultmere {
 /// scope. One at a time in a process.
 class FaultPlan {
  public:
-  /// Lets everything pass, and counts.
-  FaultPlan();
   /// Fails the n-th step with an errno.
   static FaultPlan failing(std::size_t number, int code) { return FaultPlan(number, code, {}); }
-  /// Fails the n-th step of one name.
-  static FaultPlan failing(std::string_view step, std::size_t number, int code) {
-    return FaultPlan(number, code, step);
+  /// Fails the n-th step of one name, of those whose path has `part` in it.
+  static FaultPlan failing(std::string_view step, std::size_t number, int code,
+                           std::string_view part = {}) {
+    return FaultPlan(number, code, step, part);
   }
   /// Ends the process at the n-th step, as SIGKILL does.
   static FaultPlan killing(std::size_t number) { return FaultPlan(number, kKill, {}); }
@@ -31,7 +30,7 @@ class FaultPlan {
 
  private:
   static constexpr int kKill = -1;
-  FaultPlan(std::size_t number, int code, std::string_view step);
+  FaultPlan(std::size_t number, int code, std::string_view step, std::string_view part = {});
 };
 
 }  // namespace vaultmere

@@ -109,8 +109,8 @@ Exiv2::ExifData exifData(const Metadata& metadata) {
 Exiv2::XmpData xmpData(const Metadata& metadata) {
   startXmp();
   Exiv2::XmpData xmp;
-  for (const auto& [key, text] : metadata.xmp) {
-    translated(key, [&] { xmp[key] = text; });
+  for (const auto& entry : metadata.xmp) {
+    translated(entry.first, [&] { xmp[entry.first] = entry.second; });
   }
   return xmp;
 }

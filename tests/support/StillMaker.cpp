@@ -214,7 +214,6 @@ std::string saverOptions(const StillOptions& options) {
     case StillFormat::png:
       return (options.colours == ColourModel::palette ? "palette" : "compression=6") + interlace;
     case StillFormat::webp:
-      return quality + lossless;
     case StillFormat::jp2:
       return quality + lossless;
     case StillFormat::tiff:

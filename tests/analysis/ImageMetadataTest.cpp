@@ -1,0 +1,203 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <gtest/gtest.h>
+
+#include "analysis/ImageMetadata.h"
+#include "tests/support/FileTools.h"
+#include "tests/support/StillMaker.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace vaultmere {
+namespace {
+
+ImageProperties properties() {
+  ImageProperties properties;
+  properties.mimeType = "image/jpeg";
+  properties.pixelWidth = 4000;
+  properties.pixelHeight = 3000;
+  return properties;
+}
+
+TEST(ImageMetadata, IsReadFromAFileInOnePass) {
+  const TemporaryFolder folder;
+  StillOptions options;
+  options.width = 320;
+  options.height = 200;
+  options.metadata.orientation = 6;
+  options.metadata.exif = {{"Exif.Photo.DateTimeOriginal", "2021:06:01 10:11:12"},
+                           {"Exif.Image.Make", " Northlight  "},
+                           {"Exif.Photo.ISOSpeedRatings", "400 200"},
+                           {"Exif.Photo.FNumber", "28/10"},
+                           {"Exif.Photo.ExposureTime", "1/250"},
+                           {"Exif.Photo.FocalLength", "35/1"}};
+  options.metadata.xmp = {{"Xmp.aux.Lens", "Northlight 35mm"}};
+  options.metadata.gps = GpsPosition{-33.5, -151.25};
+  options.metadata.gpsDateStamp = "2021:06:01";
+  options.metadata.gpsTimeStamp = "10:11:12.50";
+  makeStill(folder / "a.jpg", options);
+
+  const ImageMetadata metadata = ImageMetadata::read(folder / "a.jpg");
+  EXPECT_EQ(metadata.width, 320);
+  EXPECT_EQ(metadata.height, 200);
+  EXPECT_EQ(metadata.megapixels, 0.064);
+  EXPECT_EQ(metadata.orientation, 6);
+  EXPECT_EQ(metadata.mimeType, "image/jpeg");
+  EXPECT_EQ(metadata.dateTimeOriginal, "2021-06-01T10:11:12");
+  EXPECT_EQ(metadata.gpsDateTime, "2021-06-01T10:11:12");
+  EXPECT_NEAR(metadata.gpsLat.value(), -33.5, 1e-6);
+  EXPECT_NEAR(metadata.gpsLon.value(), -151.25, 1e-6);
+  EXPECT_EQ(metadata.cameraMake, "Northlight");
+  EXPECT_EQ(metadata.cameraModel, std::nullopt);
+  EXPECT_EQ(metadata.cameraLens, "Northlight 35mm");
+  EXPECT_EQ(metadata.iso, 400);
+  EXPECT_EQ(metadata.aperture, 2.8);
+  EXPECT_EQ(metadata.shutter, 1 / 250.0);
+  EXPECT_EQ(metadata.focalLength, 35);
+}
+
+TEST(ImageMetadata, IsEmptyForWhatIsNoImage) {
+  const TemporaryFolder folder;
+  writeText(folder / "text.jpg", "no picture");
+  EXPECT_EQ(ImageMetadata::read(folder / "text.jpg"), ImageMetadata{});
+  EXPECT_EQ(ImageMetadata::read(folder / "missing.jpg"), ImageMetadata{});
+
+  ImageMetadata onlyType;
+  onlyType.mimeType = "image/jpeg";
+  writeText(folder / "begun.jpg", "\xFF\xD8\xFF");
+  EXPECT_EQ(ImageMetadata::read(folder / "begun.jpg"), onlyType);
+}
+
+TEST(ImageMetadata, FillsEachFieldByItself) {
+  ImageProperties partial = properties();
+  partial.pixelHeight.reset();
+  partial.exif["ISOSpeedRatings"] = std::vector<double>{};
+  partial.exif["FNumber"] = "2.8";
+  partial.exif["FocalLength"] = 35.0;
+  const ImageMetadata metadata = ImageMetadata::of(partial);
+  EXPECT_EQ(metadata.width, 4000);
+  EXPECT_EQ(metadata.height, std::nullopt);
+  EXPECT_EQ(metadata.megapixels, std::nullopt);
+  EXPECT_EQ(metadata.orientation, 1);
+  EXPECT_EQ(metadata.iso, std::nullopt);
+  EXPECT_EQ(metadata.aperture, std::nullopt) << "a text is no number";
+  EXPECT_EQ(metadata.focalLength, 35);
+
+  partial.exif["ApertureValue"] = 2.97;
+  EXPECT_EQ(ImageMetadata::of(partial).aperture, 2.97);
+  partial.exif["FNumber"] = 2.8;
+  EXPECT_EQ(ImageMetadata::of(partial).aperture, 2.8);
+}
+
+TEST(ImageMetadata, NormalisesDates) {
+  const struct {
+    const char* original;
+    const char* date;  // null: absent
+  } rows[] = {
+      {"2021:06:01 10:11:12", "2021-06-01T10:11:12"},
+      {"2021-06-01 10:11:12", "2021-06-01T10:11:12"},
+      {"2021-06-01T10:11:12+02:00", "2021-06-01T10:11:12"},
+      {"2021:06:01 10:11:12.345", "2021-06-01T10:11:12"},
+      {" \t2021:06:01 10:11:12 ", "2021-06-01T10:11:12"},
+      {"2020:00:00 00:00:00", "2020-00-00T00:00:00"},
+      {"2021:xx:01 10:11:12", "2021-xx-01T10:11:12"},
+      {"2021:\xC3\xA4\xC3\xA4:01 10:11:12", "2021-\xC3\xA4\xC3\xA4-01T10:11:12"},
+      {"0000:00:00 00:00:00", nullptr},
+      {"0000:06:01 10:11:12", nullptr},
+      {"2021/06/01 10:11:12", nullptr},
+      {"2021:06:01 10:11:1", nullptr},
+      {"2021:06:01 10:11:1 ", nullptr},
+      {"2021:06:\xC3\xA4\xC3\xA4 10:11", nullptr},  // 19 bytes, but fewer characters
+      {"\n2021:06:01 10:11:12", nullptr},           // newlines stay
+      {"", nullptr},
+  };
+  for (const auto& row : rows) {
+    const auto expected = row.date ? std::optional<std::string>(row.date) : std::nullopt;
+    ImageProperties dated = properties();
+    dated.exif["DateTimeOriginal"] = row.original;
+    EXPECT_EQ(ImageMetadata::of(dated).dateTimeOriginal, expected) << row.original;
+    dated.exif["DateTimeDigitized"] = "2019:01:02 03:04:05";
+    EXPECT_EQ(ImageMetadata::of(dated).dateTimeOriginal, expected.value_or("2019-01-02T03:04:05"))
+        << row.original;
+  }
+}
+
+TEST(ImageMetadata, JoinsTheGpsStamps) {
+  const struct {
+    const char* date;
+    const char* time;
+    const char* stamp;  // null: absent
+  } rows[] = {
+      {"2021:06:01", "10:11:12", "2021-06-01T10:11:12"},
+      {"2021:06:01", "10:11:12.50", "2021-06-01T10:11:12"},
+      {"2021:06:01", "10:11:1", "2021-06-01T00:00:00"},
+      {"2021:06:01", nullptr, "2021-06-01T00:00:00"},
+      {"2021:06:01 and more:", "10:11:12", "2021-06-01 and more-T10:11:12"},
+      {"2021:6:01", "10:11:12", nullptr},
+      {nullptr, "10:11:12", nullptr},
+  };
+  for (const auto& row : rows) {
+    ImageProperties stamped = properties();
+    if (row.date) stamped.gps["DateStamp"] = row.date;
+    if (row.time) stamped.gps["TimeStamp"] = row.time;
+    EXPECT_EQ(ImageMetadata::of(stamped).gpsDateTime,
+              row.stamp ? std::optional<std::string>(row.stamp) : std::nullopt);
+  }
+}
+
+TEST(ImageMetadata, SignsThePositionByExactReferences) {
+  const struct {
+    const char* latitudeRef;
+    const char* longitudeRef;
+    double latitude, longitude;
+  } rows[] = {
+      {"N", "E", 10, 20},     {"S", "W", -10, -20},       {"s", "w", 10, 20},
+      {"S ", "West", 10, 20}, {nullptr, nullptr, 10, 20},
+  };
+  for (const auto& row : rows) {
+    ImageProperties placed = properties();
+    placed.gps["Latitude"] = 10.0;
+    placed.gps["Longitude"] = 20.0;
+    if (row.latitudeRef) placed.gps["LatitudeRef"] = row.latitudeRef;
+    if (row.longitudeRef) placed.gps["LongitudeRef"] = row.longitudeRef;
+    EXPECT_EQ(ImageMetadata::of(placed).gpsLat, row.latitude);
+    EXPECT_EQ(ImageMetadata::of(placed).gpsLon, row.longitude);
+  }
+
+  ImageProperties half = properties();
+  half.gps["Latitude"] = 10.0;
+  EXPECT_EQ(ImageMetadata::of(half).gpsLat, std::nullopt);
+  half.gps["Longitude"] = "20";
+  EXPECT_EQ(ImageMetadata::of(half).gpsLat, std::nullopt) << "both must be numbers";
+  half.gps["Latitude"] = 0.0;
+  half.gps["Longitude"] = 0.0;
+  EXPECT_EQ(ImageMetadata::of(half).gpsLat, 0);
+  EXPECT_EQ(ImageMetadata::of(half).gpsLon, 0);
+}
+
+TEST(ImageMetadata, TrimsCameraTexts) {
+  const struct {
+    const char* make;
+    const char* trimmed;  // null: absent
+  } rows[] = {
+      {"  Northlight\r\n", "Northlight"},
+      {"\xC2\xA0North light\xE3\x80\x80", "North light"},
+      {"\xC3\xA9", "\xC3\xA9"},
+      {" \t\n", nullptr},
+      {"", nullptr},
+  };
+  for (const auto& row : rows) {
+    ImageProperties named = properties();
+    named.tiff["Make"] = row.make;
+    EXPECT_EQ(ImageMetadata::of(named).cameraMake,
+              row.trimmed ? std::optional<std::string>(row.trimmed) : std::nullopt)
+        << row.make;
+  }
+  ImageProperties lenses = properties();
+  lenses.exif["LensModel"] = "  ";
+  lenses.exifAux["LensModel"] = " 50mm ";
+  EXPECT_EQ(ImageMetadata::of(lenses).cameraLens, "50mm");
+  lenses.exif["LensModel"] = "35mm";
+  EXPECT_EQ(ImageMetadata::of(lenses).cameraLens, "35mm");
+}
+
+}  // namespace
+}  // namespace vaultmere

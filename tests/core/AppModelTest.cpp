@@ -1,0 +1,208 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "core/AppModel.h"
+#include "platform/ManualMainThread.h"
+#include "tests/intake/Archive.h"
+#include "tests/support/LogCapture.h"
+
+namespace vaultmere {
+namespace {
+
+/// The whole program but its window, on a clock that a test turns.
+class AppModelTest : public testing::Test {
+ protected:
+  ~AppModelTest() override {
+    if (model_) {
+      model_->shutDown();
+    }
+    archive_.pool.join();
+  }
+
+  AppModel& start(HookVariables hooks = {}) {
+    DestinationSurroundings surroundings;
+    surroundings.watchMounts = false;
+    model_ =
+        std::make_unique<AppModel>(AppModel::Options{main_,
+                                                     archive_.pool,
+                                                     {archive_.data(), archive_.folder / "config"},
+                                                     std::move(hooks),
+                                                     [](const std::string&, const std::string&) {},
+                                                     nullptr,
+                                                     [](std::chrono::milliseconds) {},
+                                                     surroundings});
+    return *model_;
+  }
+
+  AppModel& startWithDestination() {
+    AppModel& model = start();
+    model.settings().setMarginGB(0);
+    model.settings().setDestinationRoot(archive_.root());
+    EXPECT_TRUE(main_.runUntil([&] { return model.destination().isOnline(); }));
+    return model;
+  }
+
+  /// Drops and waits for the end; gives the summary.
+  std::string drop(const std::vector<fs::path>& locations) {
+    bool began = false;
+    const auto connection = model_->changed().connect([&] { began |= model_->isImporting(); });
+    model_->importDropped(locations);
+    EXPECT_TRUE(main_.runUntil([&] { return began && !model_->isImporting(); }));
+    sigc::connection(connection).disconnect();
+    return model_->intakeStatus();
+  }
+
+  Archive archive_;
+  ManualMainThread main_{parseCatalogDate("2030-01-01T00:00:00Z")->moment()};
+  std::unique_ptr<AppModel> model_;
+};
+
+TEST_F(AppModelTest, RefusesDropsInWords) {
+  AppModel& model = start();
+  EXPECT_EQ(model.status(), "Ready");
+  model.importDropped({archive_.sources()});
+  EXPECT_EQ(model.intakeStatus(), "Set a destination first.");
+  model.settings().setDestinationRoot(archive_.root());
+  fs::remove(archive_.root());
+  model.destination().refresh();
+  EXPECT_TRUE(main_.runUntil([&] {
+    return std::holds_alternative<DestinationMonitor::Offline>(model.destination().status());
+  }));
+  model.importDropped({archive_.sources()});
+  EXPECT_EQ(model.intakeStatus(), "Destination offline — reconnect it to import.");
+}
+
+TEST_F(AppModelTest, SaysWhatBecameOfADrop) {
+  AppModel& model = startWithDestination();
+  archive_.source("known.jpg", "known");
+  EXPECT_EQ(drop({archive_.sources()}), "Imported: 1 new");
+  archive_.source("1.jpg", "1");
+  archive_.source("2.jpg", "2");
+  archive_.source("3.mp4", "3");
+  archive_.source("a.txt", "t");
+  archive_.source("b.txt", "t");
+  EXPECT_EQ(drop({archive_.sources()}), "Imported: 3 new, 1 duplicate, 2 junk");
+  EXPECT_EQ(model.lastImport(), (ImportStats{3, 1, 0, 0, 2}));
+  EXPECT_FALSE(model.liveImport());
+  EXPECT_TRUE(main_.runUntil([&] { return model.photoCount() == 4; }));
+  EXPECT_EQ(model.archive(), (ArchiveBreakdown{4, 3, 1, 8, 7, 1}));
+  EXPECT_EQ(drop({archive_.sources() / "a.txt"}), "Imported: 0 new, 1 junk");
+  EXPECT_EQ(drop({archive_.root()}),
+            "Nothing importable found in that drop (no images or videos, or no access).");
+  EXPECT_FALSE(filesBelow(archive_.sources()).empty());
+  model.settings().setDeleteSourceAfterIntake(true);
+  drop({archive_.sources()});
+  EXPECT_EQ(filesBelow(archive_.sources()), (Strings{"a.txt", "b.txt"}));
+}
+
+TEST_F(AppModelTest, StopEndsTheRunningAndTheWaitingDrops) {
+  AppModel& model = startWithDestination();
+  for (int i = 0; i < 30; ++i) {
+    archive_.source("one/" + std::to_string(i) + ".jpg", std::to_string(i));
+  }
+  archive_.source("two/x.jpg", "x");
+  int ended = 0;
+  bool wasImporting = false;
+  std::string firstSummary;
+  model.changed().connect([&] {
+    if (model.importProcessed() == 2) {
+      model.cancelImport();
+    }
+    if (wasImporting && !model.isImporting()) {
+      firstSummary = ended++ == 0 ? model.intakeStatus() : firstSummary;
+    }
+    wasImporting = model.isImporting();
+  });
+  model.importDropped({archive_.sources() / "one"});
+  model.importDropped({archive_.sources() / "two"});
+  EXPECT_TRUE(main_.runUntil([&] { return ended == 2; }));
+  EXPECT_EQ(firstSummary.substr(0, 9), "Stopped: ");
+  EXPECT_LT(archive_.rows().size(), 30U);
+  for (const std::string& row : archive_.rows()) {
+    EXPECT_EQ(row.find(Archive::hashOf("x")), std::string::npos);
+  }
+}
+
+TEST_F(AppModelTest, TheMarginSkipsWhatWouldNotFit) {
+  AppModel& model = startWithDestination();
+  const fs::path source = archive_.source("a.jpg", "a");
+  model.settings().setMarginGB(9'000'000'000);
+  model.settings().setDeleteSourceAfterIntake(true);
+  EXPECT_TRUE(main_.runUntil([&] { return model.destination().isOnline(); }));
+  EXPECT_EQ(drop({source}), "Imported: 0 new, 1 skipped (no space)");
+  EXPECT_TRUE(fs::exists(source));
+}
+
+TEST_F(AppModelTest, ADestinationThatVanishesInTheMiddleCostsNothing) {
+  AppModel& model = startWithDestination();
+  for (int i = 0; i < 20; ++i) {
+    archive_.source(std::to_string(i) + ".jpg", std::to_string(i));
+  }
+  model.settings().setDeleteSourceAfterIntake(true);
+  model.changed().connect([&] {
+    if (model.importProcessed() == 3) {
+      fs::rename(archive_.root(), archive_.folder / "unplugged");
+    }
+  });
+  drop({archive_.sources()});
+  EXPECT_FALSE(fs::exists(archive_.root()));
+  const std::size_t archived = filesBelow(archive_.folder / "unplugged").size();
+  EXPECT_LT(archived, 20U);
+  EXPECT_GE(filesBelow(archive_.sources()).size(), 20 - archived);
+}
+
+TEST_F(AppModelTest, ANewDestinationTakesOver) {
+  AppModel& model = startWithDestination();
+  const fs::path other = archive_.folder / "other";
+  fs::create_directories(other);
+  archive_.source("a.jpg", "a");
+  model.settings().setDestinationRoot(other);
+  EXPECT_TRUE(main_.runUntil([&] { return model.destination().isOnline(); }));
+  EXPECT_EQ(drop({archive_.sources()}), "Imported: 1 new");
+  EXPECT_EQ(filesBelow(other).size(), 1U);
+  EXPECT_TRUE(archive_.files().empty());
+}
+
+TEST_F(AppModelTest, ABrokenCatalogIsShownAndRunsNothing) {
+  const LogCapture log;
+  fs::create_directories(archive_.data());
+  writeText(archive_.data() / "Vaultmere.sqlite", std::string(4096, 'x'));
+  AppModel& model = start({archive_.sources().string(), archive_.root().string()});
+  EXPECT_EQ(model.status().substr(0, 15), "Catalog error: ");
+  EXPECT_TRUE(log.contains("Vaultmere: failed to open catalog — "));
+  EXPECT_FALSE(log.contains("SELFTEST"));
+  model.importDropped({archive_.sources()});
+  EXPECT_EQ(model.intakeStatus(), "Set a destination first.");
+}
+
+TEST_F(AppModelTest, TheSelfTestPrintsItsLines) {
+  const LogCapture log;
+  archive_.source("IMG_20210305_101112.jpg", "one");
+  archive_.source("twin.jpg", "one");
+  archive_.source("x.json", "{}");
+  archive_.source("x.txt", "t");
+  archive_.source("d\n.jpg", "odd");
+  start({archive_.sources().string(), archive_.root().string()});
+  EXPECT_TRUE(main_.runUntil([&] {
+    main_.post([] {});  // keeps looking
+    return log.contains("SELFTEST_END");
+  }));
+  const std::string id = Archive::hashOf("one");
+  EXPECT_TRUE(log.contains("SELFTEST_BEGIN dir=" + archive_.sources().string() +
+                           " archive=" + archive_.root().string()));
+  EXPECT_TRUE(log.contains("SELFTEST_RESULT IMG_20210305_101112.jpg -> inserted "));
+  EXPECT_TRUE(log.contains("SELFTEST_RESULT twin.jpg -> duplicate "));
+  EXPECT_TRUE(log.contains("SELFTEST_PHOTO IMG_20210305_101112.jpg hash=" + id.substr(0, 12) +
+                           " wxh=0x0 date=2021-03-05T10:11:12(filename) color=nil bw=false "
+                           "target=2021/2021-03/" +
+                           id + ".jpg labels= aesthetic=nil"));
+  EXPECT_TRUE(log.contains("SELFTEST_END count=3 redup=3/3"));
+}
+
+TEST_F(AppModelTest, TheSelfTestNeedsBothVariables) {
+  const LogCapture log;
+  start({archive_.sources().string(), std::nullopt});
+  archive_.pool.join();
+  EXPECT_FALSE(log.contains("SELFTEST"));
+}
+
+}  // namespace
+}  // namespace vaultmere
