@@ -22,6 +22,7 @@ std::vector<std::string> labelsOf(std::vector<Classification> classifications) {
       [](const Classification& a, const Classification& b) { return a.confidence > b.confidence; });
   classifications.resize(std::min(classifications.size(), kMaxLabels));
   std::vector<std::string> labels;
+  labels.reserve(classifications.size());
   for (Classification& classification : classifications) {
     labels.push_back(std::move(classification.identifier));
   }

@@ -212,9 +212,11 @@ void mapXmp(const Exiv2::XmpData& data, ImageProperties& properties) {
   }
 }
 
-/// A reader over the file, as Exiv2 should see it: the descriptor that has been
-/// checked, or the bytes. `bytes` must outlive it.
-Exiv2::BasicIo::AutoPtr openIo(const File& file, const ImageFormat& format, std::string& bytes) {
+using ImageHandle = std::unique_ptr<Exiv2::Image>;
+
+/// The file as Exiv2 should see it: by the descriptor that has been checked, or
+/// read into `bytes`, which must outlive the image. Null when it is too large.
+ImageHandle openImage(const File& file, const ImageFormat& format, std::string& bytes) {
   const auto size = static_cast<std::uint64_t>(file.status().stamp.size);
   const bool tiffLike =
       format.container == ImageContainer::tiff || format.container == ImageContainer::raw;
@@ -223,14 +225,14 @@ Exiv2::BasicIo::AutoPtr openIo(const File& file, const ImageFormat& format, std:
   } else if (tiffLike && size <= kMaxWholeFile) {
     bytes = readAt(file, 0, static_cast<std::size_t>(size));
   } else if (!tiffLike && format.container != ImageContainer::jpeg && size > kMaxChunkedFile) {
-    return Exiv2::BasicIo::AutoPtr();
+    return nullptr;
   }
-  if (!bytes.empty()) {
-    return Exiv2::BasicIo::AutoPtr(new Exiv2::MemIo(
-        reinterpret_cast<const Exiv2::byte*>(bytes.data()), static_cast<long>(bytes.size())));
+  if (bytes.empty()) {
+    const std::string path = fmt::format("/proc/self/fd/{}", file.descriptor());
+    return ImageHandle(Exiv2::ImageFactory::open(path, false).release());
   }
-  return Exiv2::BasicIo::AutoPtr(
-      new Exiv2::FileIo(fmt::format("/proc/self/fd/{}", file.descriptor())));
+  const auto* const data = reinterpret_cast<const Exiv2::byte*>(bytes.data());
+  return ImageHandle(Exiv2::ImageFactory::open(data, static_cast<long>(bytes.size())).release());
 }
 
 /// The containers in which Exiv2's size is the first image's, not that of a
@@ -255,11 +257,7 @@ void readEmbeddedMetadata(const File& file, const ImageFormat& format,
   prepareExiv2();
   try {
     std::string bytes;
-    Exiv2::BasicIo::AutoPtr io = openIo(file, format, bytes);
-    if (io.get() == nullptr) {
-      return;
-    }
-    const std::unique_ptr<Exiv2::Image> image(Exiv2::ImageFactory::open(io).release());
+    const ImageHandle image = openImage(file, format, bytes);
     if (!image) {
       return;
     }

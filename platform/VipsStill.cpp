@@ -141,7 +141,7 @@ void VipsRelease::operator()(_VipsImage* image) const noexcept { g_object_unref(
 void VipsRelease::operator()(_VipsSource* source) const noexcept { g_object_unref(source); }
 
 std::string takeVipsError() {
-  const std::string words = vips_error_buffer();
+  std::string words = vips_error_buffer();
   vips_error_clear();
   return words;
 }

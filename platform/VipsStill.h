@@ -11,8 +11,10 @@
 #include "platform/Files.h"
 #include "platform/ImageFormat.h"
 
+// NOLINTBEGIN(bugprone-reserved-identifier): the library's own names
 struct _VipsImage;
 struct _VipsSource;
+// NOLINTEND(bugprone-reserved-identifier)
 
 // libvips for the image files of this directory.
 namespace vaultmere {

@@ -26,7 +26,7 @@ struct Archive {
 
   [[nodiscard]] fs::path sources() const { return folder / "sources"; }
   [[nodiscard]] fs::path root() const { return folder / "archive"; }
-  [[nodiscard]] fs::path data() const { return folder / "data"; }
+  [[nodiscard]] fs::path data() const { return folder / "data" / "Vaultmere"; }
 
   /// A source with these bytes, last changed at noon UTC of a day.
   fs::path source(const std::string& name, const std::string& bytes,

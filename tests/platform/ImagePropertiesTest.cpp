@@ -13,6 +13,8 @@
 namespace vaultmere {
 namespace {
 
+using namespace std::string_view_literals;
+
 Metadata fullMetadata() {
   Metadata metadata;
   metadata.exif = {{"Exif.Photo.DateTimeOriginal", "2021:06:01 10:11:12"},
@@ -215,9 +217,9 @@ TEST_F(ImagePropertiesReader, RefusesWhatIsNoImage) {
   ASSERT_EQ(::mkfifo((folder / "pipe.jpg").c_str(), 0600), 0);
   writeText(folder / "empty.jpg", "");
   writeText(folder / "text.jpg", "BM is how this text begins, and it is no picture.");
-  writeText(folder / "film.heic", std::string("\0\0\0\x18"
-                                              "ftypqt  \0\0\0\0qt  ",
-                                              24));
+  writeText(folder / "film.heic",
+            "\0\0\0\x14"
+            "ftypqt  \0\0\0\0qt  "sv);
   for (const char* name : {"pipe.jpg", "empty.jpg", "text.jpg", "film.heic", "missing.jpg", "."}) {
     EXPECT_FALSE(readImageProperties(folder / name)) << name;
   }

@@ -2,6 +2,7 @@
 #include "tests/support/TemporaryFolder.h"
 
 #include <stdlib.h>
+#include <sys/mount.h>
 
 #include <cerrno>
 #include <string>
@@ -12,9 +13,12 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// A test may have taken all permissions away; without them nothing below can
-// be listed or removed.
+// A test may have mounted something here, which must neither be emptied nor
+// stand in the way. And it may have taken all permissions away; without them
+// nothing below can be listed or removed.
 void openUp(const fs::path& folder) {
+  while (::umount2(folder.c_str(), MNT_DETACH | UMOUNT_NOFOLLOW) == 0) {
+  }
   std::error_code error;
   fs::permissions(folder, fs::perms::owner_all, fs::perm_options::add, error);
   for (fs::directory_iterator entry(folder, error), end; !error && entry != end;

@@ -7,7 +7,7 @@ namespace vaultmere {
 
 /// A folder of its own for one test, below the system's temporary directory.
 /// It goes with everything in it when this is destroyed, folders without
-/// permissions included.
+/// permissions included. What a test has mounted inside is unmounted first.
 class TemporaryFolder {
  public:
   /// Throws std::system_error when the folder can't be made.

@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+//
+// Freezing a camera's card, next to the least that a freeze has to do.
+#include <fmt/format.h>
+
+#include <memory>
+
+#include "bench/BareFreeze.h"
+#include "bench/Benchmark.h"
+#include "bench/CameraCard.h"
+#include "bench/Freezer.h"
+#include "bench/Ratio.h"
+
+namespace vaultmere::bench {
+namespace {
+
+constexpr int kPictures = 200;
+constexpr int kRounds = 5;
+
+void freezeCard(const fs::path& folder) {
+  const fs::path sources = folder / "card";
+  makeFresh(sources);
+  const std::vector<CardPicture> card = makeCameraCard(sources, kPictures);
+  const fs::path oursFolder = folder / "ours";
+  const fs::path bareFolder = folder / "bare";
+  std::unique_ptr<Freezer> ours;
+  std::unique_ptr<BareFreeze> bare;
+  const Rounds rounds = measure(kRounds,
+                                {[&] {
+                                   ours.reset();
+                                   makeFresh(oursFolder);
+                                   ours = std::make_unique<Freezer>(oursFolder);
+                                 },
+                                 [&] { ours->freeze(sources, card.size()); }},
+                                {[&] {
+                                   bare.reset();
+                                   makeFresh(bareFolder);
+                                   bare = std::make_unique<BareFreeze>(bareFolder);
+                                 },
+                                 [&] { bare->freeze(card, batchWidth(activeProcessors())); }});
+  const auto time = [](const Spread& seconds) { return fmt::format("{:.2f} s", seconds.median); };
+  report({fmt::format("freeze {} pictures of 12 megapixels", kPictures), "bare loop",
+          Wanted::atMost, 1.15},
+         time(rounds.ours()), time(rounds.reference()), rounds.timeRatio());
+}
+
+}  // namespace
+}  // namespace vaultmere::bench
+
+int main(int argc, char** argv) {
+  return vaultmere::bench::runBenchmark(argc, argv, vaultmere::bench::freezeCard);
+}

@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "bench/Ratio.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <stdexcept>
+
+namespace vaultmere::bench {
+namespace {
+
+double secondsOf(const Side& side) {
+  if (side.prepare) {
+    side.prepare();
+  }
+  ::sync();
+  const auto start = std::chrono::steady_clock::now();
+  side.run();
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+Spread spreadOf(std::vector<double> values) {
+  if (values.empty()) {
+    throw std::logic_error("nothing was measured");
+  }
+  std::sort(values.begin(), values.end());
+  const std::size_t middle = values.size() / 2;
+  const double median =
+      values.size() % 2 == 1 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
+  return {median, values.front(), values.back()};
+}
+
+Spread quotients(const std::vector<double>& over, const std::vector<double>& under) {
+  std::vector<double> values;
+  std::transform(over.begin(), over.end(), under.begin(), std::back_inserter(values),
+                 [](double a, double b) { return a / b; });
+  return spreadOf(std::move(values));
+}
+
+}  // namespace
+
+void Rounds::add(double ours, double reference) {
+  ours_.push_back(ours);
+  reference_.push_back(reference);
+}
+
+Spread Rounds::ours() const { return spreadOf(ours_); }
+Spread Rounds::reference() const { return spreadOf(reference_); }
+Spread Rounds::timeRatio() const { return quotients(ours_, reference_); }
+Spread Rounds::speedRatio() const { return quotients(reference_, ours_); }
+
+Rounds measure(int rounds, const Side& ours, const Side& reference) {
+  secondsOf(ours);
+  secondsOf(reference);
+  Rounds measured;
+  for (int round = 0; round < rounds; ++round) {
+    if (round % 2 == 0) {
+      const double first = secondsOf(ours);
+      measured.add(first, secondsOf(reference));
+    } else {
+      const double first = secondsOf(reference);
+      measured.add(secondsOf(ours), first);
+    }
+  }
+  return measured;
+}
+
+void report(const Claim& claim, const std::string& ours, const std::string& reference,
+            const Spread& ratio) {
+  const bool atLeast = claim.wanted == Wanted::atLeast;
+  const bool holds = atLeast ? ratio.median >= claim.bound : ratio.median <= claim.bound;
+  fmt::print("{}: ours {}, {} {}, ratio {:.2f} ({:.2f} to {:.2f}), wanted {} {:.2f}: {}\n",
+             claim.name, ours, claim.reference, reference, ratio.median, ratio.least, ratio.most,
+             atLeast ? "at least" : "at most", claim.bound, holds ? "ok" : "BELOW");
+  std::fflush(stdout);
+}
+
+}  // namespace vaultmere::bench

@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+// How a claim is measured. Machines are noisy, so nothing here is a number of
+// its own: everything is a ratio to a reference that runs by turns with ours,
+// in the same process and on the same files.
+namespace vaultmere::bench {
+
+/// One of the two things that are compared.
+struct Side {
+  std::function<void()> prepare;  ///< before each run, untimed; may be null
+  std::function<void()> run;      ///< throws when it didn't do its work
+};
+
+/// A number seen in several rounds.
+struct Spread {
+  double median = 0;
+  double least = 0;
+  double most = 0;
+};
+
+/// The wall times of the rounds, in seconds.
+class Rounds {
+ public:
+  void add(double ours, double reference);
+
+  [[nodiscard]] Spread ours() const;
+  [[nodiscard]] Spread reference() const;
+  /// Our time over the reference's, round by round: what disturbs the machine
+  /// for longer than a round disturbs both.
+  [[nodiscard]] Spread timeRatio() const;
+  /// The reference's time over ours: the ratio of the two speeds.
+  [[nodiscard]] Spread speedRatio() const;
+
+ private:
+  std::vector<double> ours_;
+  std::vector<double> reference_;
+};
+
+/// Runs ours and the reference by turns, once each unrecorded and then `rounds`
+/// times; who goes first changes from round to round. Every run starts with
+/// nothing left for the system to write.
+[[nodiscard]] Rounds measure(int rounds, const Side& ours, const Side& reference);
+
+enum class Wanted { atLeast, atMost };
+
+struct Claim {
+  std::string name;
+  std::string reference;  ///< what ours is compared with
+  Wanted wanted = Wanted::atLeast;
+  double bound = 0;  ///< of the ratio
+};
+
+/// Prints the line of one claim: name, ours, reference, ratio, bound, and "ok"
+/// or "BELOW" as its last word. The values come with their units.
+void report(const Claim& claim, const std::string& ours, const std::string& reference,
+            const Spread& ratio);
+
+}  // namespace vaultmere::bench
