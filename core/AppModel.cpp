@@ -81,7 +81,11 @@ AppModel::AppModel(Options options)
           options_.destination),
       importLog_(
           std::make_shared<ImportLog>(options_.folders.data / "import-log.jsonl", options_.pool)),
-      ingestQueue_(options_.pool) {
+      ingestQueue_(options_.pool),
+      inbox_(options_.main, options_.pool,
+             [this](const std::filesystem::path& folder, InboxDoor::Done done) {
+               return drainInbox(folder, std::move(done));
+             }) {
   settings_.changed().connect(sigc::mem_fun(*this, &AppModel::settingsChanged));
   destination_.changed().connect(sigc::mem_fun(*this, &AppModel::destinationChanged));
   startCatalog();
@@ -133,6 +137,8 @@ void AppModel::configurePipeline() {
     return;
   }
   cancelImport();
+  watchStop_.request_stop();
+  watchStop_ = std::stop_source();
   coordinator_.reset();
   configuredRoot_.reset();
   if (!root) {
@@ -172,6 +178,12 @@ void AppModel::destinationChanged() {
     settings_.updateDestination(*found);
   }
   configurePipeline();
+  // Before the first answer the gate would only turn the files away.
+  const bool isKnown = !std::holds_alternative<DestinationMonitor::Unset>(destination_.status());
+  inbox_.watch(coordinator_ && isKnown ? settings_.inbox() : std::nullopt);
+  if (!std::exchange(wasOnline_, destination_.isOnline()) && wasOnline_) {
+    inbox_.pass();  // what was turned away meanwhile
+  }
   changed_.emit();
 }
 
@@ -202,6 +214,25 @@ void AppModel::importDropped(std::vector<std::filesystem::path> locations) {
                               }));
 }
 
+bool AppModel::drainInbox(const std::filesystem::path& folder, InboxDoor::Done done) {
+  if (!coordinator_) {
+    return false;
+  }
+  coordinator_->drainInbox(
+      folder, watchStop_.get_token(),
+      {hop([this] { beginImport(ImportSource::watch); }),
+       hop([this](const BatchProgress& progress) { showProgress(progress); })},
+      hop([this, done = std::move(done)](const IngestCoordinator::BatchResult& batch) {
+        if (batch.results.empty()) {
+          clearImport();
+        } else {
+          finishImport(batch, "Watch");
+        }
+        done(batch);
+      }));
+  return true;
+}
+
 void AppModel::cancelImport() {
   importStop_.request_stop();
   importStop_ = std::stop_source();
@@ -209,14 +240,13 @@ void AppModel::cancelImport() {
 
 void AppModel::shutDown() {
   cancelImport();
+  watchStop_.request_stop();
   processStop_.request_stop();
 }
 
 void AppModel::beginImport(ImportSource source) {
+  clearImport();
   importingSource_ = source;
-  importProcessed_ = 0;
-  importTotal_ = 0;
-  liveImport_.reset();
   changed_.emit();
 }
 
@@ -227,15 +257,19 @@ void AppModel::showProgress(const BatchProgress& progress) {
   changed_.emit();
 }
 
+void AppModel::clearImport() {
+  importingSource_.reset();
+  importProcessed_ = 0;
+  importTotal_ = 0;
+  liveImport_.reset();
+}
+
 void AppModel::finishImport(const IngestCoordinator::BatchResult& batch, const std::string& label) {
   const ImportStats stats = statsOf(batch);
   if (stats.added > 0) {
     refreshArchive();
   }
-  importingSource_.reset();
-  importProcessed_ = 0;
-  importTotal_ = 0;
-  liveImport_.reset();
+  clearImport();
   lastImport_ = stats;
   intakeStatus_ = summary(label, stats);
   changed_.emit();

@@ -16,6 +16,7 @@
 #include "catalog/VaultmereCatalog.h"
 #include "core/DestinationMonitor.h"
 #include "core/HookVariables.h"
+#include "core/InboxDoor.h"
 #include "core/SettingsStore.h"
 #include "core/SpaceGate.h"
 #include "intake/IngestCoordinator.h"
@@ -112,7 +113,9 @@ class AppModel {
   void configurePipeline();
   void settingsChanged();
   void destinationChanged();
+  bool drainInbox(const std::filesystem::path& folder, InboxDoor::Done done);
   void beginImport(ImportSource source);
+  void clearImport();
   void showProgress(const BatchProgress& progress);
   void finishImport(const IngestCoordinator::BatchResult& batch, const std::string& label);
   void refreshArchive();
@@ -147,7 +150,10 @@ class AppModel {
   bool totalsWanted_ = false;   ///< another one has been asked for meanwhile
   std::shared_ptr<IngestCoordinator> coordinator_;
   std::optional<std::filesystem::path> configuredRoot_;
-  std::stop_source importStop_;
+  std::stop_source importStop_;  ///< the user's drops
+  std::stop_source watchStop_;   ///< passes over the watched folder
+  bool wasOnline_ = false;
+  InboxDoor inbox_;
   Timer statsTimer_;
 };
 

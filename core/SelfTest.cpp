@@ -65,6 +65,9 @@ void SelfTest::run(const std::string& folder, const std::string& archive) const 
                            protectedFolders, vision, stop});
   nsLog(fmt::format("SELFTEST_BEGIN dir={} archive={}", folder, archive));
   const auto first = ingestor.ingestFolder(folder, false);
+  if (stop.stop_requested()) {
+    return;
+  }
   for (const Ingestor::Result& result : first) {
     nsLog(fmt::format("SELFTEST_RESULT {} -> {} {}", result.filename, outcomeText(result.outcome),
                       result.error.value_or("")));

@@ -21,7 +21,7 @@ struct SelfTest {
   std::shared_ptr<const VaultmereCatalog> catalog;
   std::vector<std::filesystem::path> protectedFolders;
   const Vision* vision = nullptr;
-  std::stop_token stop;  ///< ends the run without its last line
+  std::stop_token stop;  ///< ends the run, without further lines
 
   /// Starts the runs that the variables ask for, on the pool.
   void tryHooks(const HookVariables& variables, ThreadPool& pool) const;

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "intake/Batch.h"
+#include "intake/InboxWatcher.h"
 #include "platform/Text.h"
 #include "platform/Uuid.h"
 
@@ -47,7 +48,7 @@ void IngestCoordinator::ingestDropped(std::vector<fs::path> locations, bool dele
                                            std::move(found.groups), deleteSource, "intake", stop,
                                            BatchProgress{.junk = junk}, observer.progress,
                                            [done, junk](std::vector<Ingestor::Result> results) {
-                                             done({std::move(results), junk, 0});
+                                             done({std::move(results), junk, 0, 0});
                                            },
                                            std::move(turn)})
         ->start();
@@ -66,8 +67,9 @@ void IngestCoordinator::drainInbox(fs::path folder, std::stop_token stop, Observ
                               [&](const AssetGroup& group) { return self->isSettled(group); });
     const auto unsettled = static_cast<std::size_t>(groups.end() - firstUnsettled);
     groups.erase(firstUnsettled, groups.end());
+    const std::uint64_t listing = unsettled > 0 ? listingFingerprint(folder) : 0;
     if (groups.empty()) {
-      done({{}, 0, unsettled});
+      done({{}, 0, unsettled, listing});
       return;
     }
     if (observer.started) {

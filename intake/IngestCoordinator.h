@@ -61,6 +61,8 @@ class IngestCoordinator : public std::enable_shared_from_this<IngestCoordinator>
     std::vector<Ingestor::Result> results;
     std::size_t junk = 0;       ///< of a drop
     std::size_t unsettled = 0;  ///< of a pass: groups that still change
+    /// Of a pass that found such: see `listingFingerprint`.
+    std::uint64_t listing = 0;
   };
   using Done = std::function<void(BatchResult)>;
 
