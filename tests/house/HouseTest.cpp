@@ -126,6 +126,8 @@ TEST_F(HouseRules, KeepLibrariesWhereTheyBelong) {
       {"tests/intake/ATest.cpp", "<sqlite3.h>", "SQLite has no business here"},
       {"tests/support/A.cpp", "<vips/vips.h>", ""},
       {"tests/support/A.h", "<vips/vips.h>", "libvips belongs into .cpp files"},
+      {"demo/A.cpp", "<vips/vips.h>", "libvips has no business here"},
+      {"bench/A.h", "<SQLiteCpp/SQLiteCpp.h>", ""},
   };
   for (const auto& c : cases) {
     const bool isHeader = std::string(c.file).ends_with(".h");
