@@ -45,7 +45,8 @@ Ingestor::Result Ingestor::process(const AssetGroup& group, bool deleteSource,
   std::optional<GroupAnalysis> analysis;
   Result result;
   try {
-    result = run(group, deleteSource, meta, analysis);
+    analysis = analyzeGroup(group, meta, options_.vision, options_.stop);
+    result = freeze(group, analysis->photo, deleteSource);
   } catch (const std::exception& error) {
     result.outcome = IngestOutcome::failed;
     result.error = validUtf8(error.what());
@@ -59,17 +60,15 @@ Ingestor::Result Ingestor::process(const AssetGroup& group, bool deleteSource,
   return result;
 }
 
-Ingestor::Result Ingestor::run(const AssetGroup& group, bool deleteSource, const PhotosMeta* meta,
-                               std::optional<GroupAnalysis>& analysis) const {
+Ingestor::Result Ingestor::freeze(const AssetGroup& group, AnalyzedPhoto photo,
+                                  bool sourcesGo) const {
   Result result;
-  analysis = analyzeGroup(group, meta, options_.vision, options_.stop);
-  AnalyzedPhoto photo = analysis->photo;
   if (options_.gate && !options_.gate(photo.sizeBytes + photo.liveMotionSize.value_or(0))) {
     result.outcome = IngestOutcome::skipped;
     result.error = kRefusedByGate;
     return result;
   }
-  fillInCopies(photo, archiver_.archive(group.primary, group.motion, photo, deleteSource));
+  fillInCopies(photo, archiver_.archive(group.primary, group.motion, photo, sourcesGo));
   const auto written = options_.writer.write(photo);
   result.outcome = written == CatalogWriter::Outcome::inserted ? IngestOutcome::inserted
                                                                : IngestOutcome::duplicate;

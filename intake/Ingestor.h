@@ -68,8 +68,7 @@ class Ingestor {
   [[nodiscard]] ProtectedFolders protectedFolders() const;
 
  private:
-  Result run(const AssetGroup& group, bool deleteSource, const PhotosMeta* meta,
-             std::optional<GroupAnalysis>& analysis) const;
+  Result freeze(const AssetGroup& group, AnalyzedPhoto photo, bool sourcesGo) const;
   void removeSources(const AssetGroup& group, const GroupAnalysis& analysis,
                      bool motionMayGo) const;
   bool removeSource(const std::filesystem::path& source, const std::optional<FileStamp>& asRead,

@@ -47,7 +47,7 @@ VipsSource* sourceOver(const File& file, ImageContainer container) {
 /// How many rows at a time are read of a damaged image.
 constexpr int kStripRows = 8;
 
-/// What only one thread sees of a decode that may have to be given up.
+/// When a decode is given up.
 struct Deadline {
   std::chrono::steady_clock::time_point at = std::chrono::steady_clock::now() + kMaxDecodeTime;
 };
@@ -87,15 +87,16 @@ VipsImageHandle withOrientation(VipsImage* image, int orientation) {
 }
 
 /// Exactly at the size: left to itself, the library takes a long strip down to
-/// no rows at all, and ends the process over it. An image without a profile is
-/// left out of colour management, whose tables take as long to build as a small
-/// picture to decode.
+/// no rows at all, and ends the process over it.
+///
+/// An image without a profile, or with one that isn't for its kind of pixels,
+/// is left out of colour management, whose tables take as long to build as a
+/// small picture to decode.
 VipsImageHandle scaled(VipsImage* image, PixelSize size) {
   VipsImage* out = nullptr;
-  if (vips_image_get_typeof(image, VIPS_META_ICC_NAME) != 0) {
-    vips_thumbnail_image(image, &out, size.width, "height", size.height, "size", VIPS_SIZE_FORCE,
-                         "export_profile", "srgb", nullptr);
-  } else {
+  if (vips_image_get_typeof(image, VIPS_META_ICC_NAME) == 0 ||
+      vips_thumbnail_image(image, &out, size.width, "height", size.height, "size", VIPS_SIZE_FORCE,
+                           "export_profile", "srgb", nullptr) != 0) {
     vips_thumbnail_image(image, &out, size.width, "height", size.height, "size", VIPS_SIZE_FORCE,
                          nullptr);
   }

@@ -23,8 +23,9 @@ struct FixedVision : Vision {
 TEST(VisionAnalysis, KeepsTheTenBestLabels) {
   FixedVision vision;
   for (int i = 0; i < 12; ++i) {
+    const int pair = i / 2;  // two of each confidence, in the order that must stay
     vision.observations.classifications.push_back(
-        {"label" + std::to_string(i), 0.1F + 0.05F * static_cast<float>(i / 2)});
+        {"label" + std::to_string(i), 0.1F + 0.05F * static_cast<float>(pair)});
   }
   vision.observations.classifications.push_back({"weak", 0.0999F});
   vision.observations.classifications.push_back({"broken", std::nanf("")});

@@ -14,7 +14,7 @@
 namespace vaultmere {
 namespace {
 
-constexpr int kCuts = 40;
+constexpr std::size_t kCuts = 40;
 constexpr int kWrongBytes = 25;
 
 /// A small file of each format, with all the metadata that fits in.

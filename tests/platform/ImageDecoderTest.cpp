@@ -141,6 +141,29 @@ TEST_F(ImageDecoder, ConvertsWideGamutAndGrey) {
   }
 }
 
+TEST_F(ImageDecoder, PassesOverAProfileForOtherPixels) {
+  // Three channels' profile on a grey picture: some programs leave it there.
+  StillOptions wide = still(StillFormat::jpeg);
+  wide.profile = ColourProfile::displayP3;
+  makeStill(folder / "profiled.jpg", wide);
+  const std::string profiled = slurp(folder / "profiled.jpg");
+  const std::size_t segment = profiled.find("ICC_PROFILE") - 4;
+  const auto byteAt = [&](std::size_t at) {
+    return std::size_t{static_cast<unsigned char>(profiled.at(at))};
+  };
+  const std::size_t length = 2 + byteAt(segment + 2) * 256 + byteAt(segment + 3);
+  StillOptions odd = still(StillFormat::jpeg);
+  odd.painter = flat({90, 90, 90});
+  odd.colours = ColourModel::grey;
+  makeStill(folder / "odd.jpg", odd);
+  const std::string grey = slurp(folder / "odd.jpg");
+  writeText(folder / "odd.jpg",
+            grey.substr(0, 2) + profiled.substr(segment, length) + grey.substr(2));
+  const auto bitmap = decodeScaled(folder / "odd.jpg", 40);
+  ASSERT_TRUE(bitmap);
+  EXPECT_TRUE(isNear(colourAt(*bitmap, 0.5, 0.5), {90, 90, 90}, 3));
+}
+
 TEST_F(ImageDecoder, PremultipliesTransparency) {
   StillOptions options = still(StillFormat::png);
   options.alpha = true;
@@ -333,9 +356,9 @@ TEST_F(ImageDecoder, WorksOnManyThreads) {
   }
   makeDng(folder / "raw", {});
   paths.push_back(folder / "raw");
-  std::vector<std::jthread> threads;
-  for (int thread = 0; thread < 4; ++thread) {
-    threads.emplace_back([&paths] {
+  std::array<std::jthread, 4> threads;
+  for (std::jthread& thread : threads) {
+    thread = std::jthread([&paths] {
       for (const auto& path : paths) {
         EXPECT_TRUE(decodeScaled(path, 64)) << path;
       }

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <array>
 #include <thread>
 
 #include "platform/ImageProperties.h"
@@ -250,9 +251,9 @@ TEST_F(ImagePropertiesReader, WorksOnManyThreads) {
   StillOptions options;
   options.metadata = fullMetadata();
   makeStill(folder / "a.jpg", options);
-  std::vector<std::jthread> threads;
-  for (int thread = 0; thread < 8; ++thread) {
-    threads.emplace_back([this] {
+  std::array<std::jthread, 8> threads;
+  for (std::jthread& thread : threads) {
+    thread = std::jthread([this] {
       for (int i = 0; i < 50; ++i) {
         const auto properties = readImageProperties(folder / "a.jpg");
         ASSERT_TRUE(properties);
