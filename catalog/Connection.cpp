@@ -3,10 +3,12 @@
 
 #include <SQLiteCpp/SQLiteCpp.h>
 #include <fmt/format.h>
+#include <sqlite3.h>
 
 #include <map>
 
 #include "catalog/CatalogError.h"
+#include "catalog/StoreFunctions.h"
 #include "platform/FaultPoint.h"
 #include "platform/Log.h"
 
@@ -33,6 +35,12 @@ using StatementCache = std::map<std::string, std::unique_ptr<SQLite::Statement>,
 
 struct Statement::Impl {
   SQLite::Statement& statement;
+  std::unique_ptr<SQLite::Statement> owned;  ///< null: the connection's list has it
+
+  explicit Impl(SQLite::Statement& listed) : statement(listed) {}
+  explicit Impl(std::unique_ptr<SQLite::Statement> own) : statement(*own), owned(std::move(own)) {}
+  Impl(const Impl&) = delete;
+  Impl& operator=(const Impl&) = delete;
   ~Impl() {
     statement.tryReset();
     statement.clearBindings();
@@ -91,6 +99,7 @@ struct Connection::Impl {
 Connection::Connection(const std::filesystem::path& file)
     : impl_(attempt(fmt::format("open “{}”", file.string()),
                     [&] { return std::make_unique<Impl>(file); })) {
+  addStoreFunctions(impl_->database.getHandle());
   execute(
       "PRAGMA journal_mode = WAL;"
       "PRAGMA synchronous = FULL;"
@@ -111,7 +120,43 @@ Statement Connection::prepare(std::string_view sql) {
     });
     found = impl_->statements.emplace(sql, std::move(statement)).first;
   }
-  return Statement(std::unique_ptr<Statement::Impl>(new Statement::Impl{*found->second}));
+  return Statement(std::unique_ptr<Statement::Impl>(new Statement::Impl(*found->second)));
+}
+
+Statement Connection::prepareOnce(std::string_view sql) {
+  auto statement = attempt("catalog", [&] {
+    return std::make_unique<SQLite::Statement>(impl_->database, std::string(sql));
+  });
+  return Statement(std::unique_ptr<Statement::Impl>(new Statement::Impl(std::move(statement))));
+}
+
+// MARK: Interruptible
+
+Interruptible::Interruptible(Connection& connection, std::stop_token stop)
+    : connection_(connection), stop_(std::move(stop)) {
+  constexpr int kSteps = 1000;  // of the store's machine: far below a millisecond
+  sqlite3_progress_handler(
+      connection_.impl_->database.getHandle(), kSteps,
+      [](void* token) { return static_cast<std::stop_token*>(token)->stop_requested() ? 1 : 0; },
+      &stop_);
+}
+
+Interruptible::~Interruptible() {
+  sqlite3_progress_handler(connection_.impl_->database.getHandle(), 0, nullptr, nullptr);
+}
+
+// MARK: Snapshot
+
+Snapshot::Snapshot(Connection& connection) : connection_(connection) {
+  connection_.execute("BEGIN");
+}
+
+Snapshot::~Snapshot() {
+  try {
+    connection_.execute("ROLLBACK");
+  } catch (const CatalogError&) {
+    // Nothing was written; a failed statement may have ended it already.
+  }
 }
 
 // MARK: Transaction

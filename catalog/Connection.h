@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <string_view>
 
@@ -62,9 +63,41 @@ class Connection {
   /// The same text must not be running already. Throws CatalogError.
   [[nodiscard]] Statement prepare(std::string_view sql);
 
+  /// Prepares a statement for one run, for texts of many shapes: a user's
+  /// filter. Throws CatalogError.
+  [[nodiscard]] Statement prepareOnce(std::string_view sql);
+
  private:
+  friend class Interruptible;
   struct Impl;
   std::unique_ptr<Impl> impl_;
+};
+
+/// A scope whose statements fail with CatalogError soon after `stop` was
+/// requested, also in the middle of a long search. Scopes don't nest.
+class Interruptible {
+ public:
+  Interruptible(Connection& connection, std::stop_token stop);
+  ~Interruptible();
+  Interruptible(const Interruptible&) = delete;
+  Interruptible& operator=(const Interruptible&) = delete;
+
+ private:
+  Connection& connection_;
+  std::stop_token stop_;
+};
+
+/// A scope that reads: all of its statements see one state of the store,
+/// whatever others write meanwhile. Not inside a `Transaction`.
+class Snapshot {
+ public:
+  explicit Snapshot(Connection& connection);
+  ~Snapshot();
+  Snapshot(const Snapshot&) = delete;
+  Snapshot& operator=(const Snapshot&) = delete;
+
+ private:
+  Connection& connection_;
 };
 
 /// A scope that writes: takes the store's one write lock at once (BEGIN

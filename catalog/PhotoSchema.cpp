@@ -82,14 +82,45 @@ const std::array kAttributes{
 
 struct Index {
   const char* name;
-  const char* attribute;
+  const char* columns;
+  const char* condition;  ///< of the rows that stand in it; empty: all
 };
 constexpr std::array kIndexes{
-    Index{"byCaptureDate", "captureDate"}, Index{"byYear", "year"},
-    Index{"byColorFamily", "colorFamily"}, Index{"byMediaType", "mediaType"},
-    Index{"byFavorite", "favorite"},       Index{"byPhotosUUID", "photosUUID"},
-    Index{"byTrashedAt", "trashedAt"},     Index{"byStackedUnder", "stackedUnder"},
+    Index{"byCaptureDate", "captureDate", ""}, Index{"byYear", "year", ""},
+    Index{"byColorFamily", "colorFamily", ""}, Index{"byMediaType", "mediaType", ""},
+    Index{"byFavorite", "favorite", ""},       Index{"byPhotosUUID", "photosUUID", ""},
+    Index{"byTrashedAt", "trashedAt", ""},     Index{"byStackedUnder", "stackedUnder", ""},
 };
+
+// What the screens list: neither trashed nor below a stack. The two columns
+// also end each index: the store reads the row itself for a column that it
+// doesn't find there, whatever the condition says.
+#define SHOWN "trashedAt IS NULL AND stackedUnder IS NULL"
+#define SHOWN_COLUMNS ", trashedAt, stackedUnder"
+#define FILTERED "year, mediaType, ext, colorFamily, placeCountry, cameraModel, sizeBytes, favorite"
+#define BY_CAPTURE "captureDate, processedAt, pk"
+// The two sorts with all that a filter looks at, so that a page and a facet
+// are found without reading rows; each single filter in the order of capture;
+// the texts of the search. `PhotoQueries.cpp` names them.
+constexpr std::array kListIndexes{
+    Index{"shownByAdded", "processedAt, captureDate, pk, " FILTERED SHOWN_COLUMNS, SHOWN},
+    Index{"shownByCapture", BY_CAPTURE ", " FILTERED SHOWN_COLUMNS, SHOWN},
+    Index{"shownByYear", "year, " BY_CAPTURE SHOWN_COLUMNS, SHOWN},
+    Index{"shownByExt", "ext, " BY_CAPTURE SHOWN_COLUMNS, SHOWN},
+    Index{"shownByColor", "colorFamily, " BY_CAPTURE SHOWN_COLUMNS,
+          SHOWN " AND colorFamily IS NOT NULL"},
+    Index{"shownByCountry", "placeCountry, " BY_CAPTURE SHOWN_COLUMNS,
+          SHOWN " AND placeCountry IS NOT NULL"},
+    Index{"shownByCamera", "cameraModel, " BY_CAPTURE SHOWN_COLUMNS, SHOWN},
+    Index{"shownBySize", "sizeBytes, " BY_CAPTURE SHOWN_COLUMNS, SHOWN},
+    Index{"shownFavorites", BY_CAPTURE ", favorite" SHOWN_COLUMNS, SHOWN " AND favorite = 1"},
+    Index{"shownTexts", "placeName, caption, originalFilename" SHOWN_COLUMNS, SHOWN},
+    Index{"allByMediaType", "mediaType, " BY_CAPTURE ", sizeBytes" SHOWN_COLUMNS, ""},
+};
+#undef SHOWN
+#undef SHOWN_COLUMNS
+#undef FILTERED
+#undef BY_CAPTURE
 
 // The link tables keep the order of their rows: labels stand best first.
 constexpr const char* kOtherTables = R"(
@@ -146,6 +177,13 @@ std::set<std::string> existingColumns(Connection& connection) {
     names.insert(statement.text(0));
   }
   return names;
+}
+
+void addIndex(Connection& connection, const Index& index) {
+  const std::string_view condition = index.condition;
+  connection.execute(fmt::format("CREATE INDEX IF NOT EXISTS {} ON Photo ({}){}{}", index.name,
+                                 index.columns, condition.empty() ? "" : " WHERE ", condition)
+                         .c_str());
 }
 
 int storedVersion(Connection& connection) {
@@ -232,10 +270,11 @@ void prepareSchema(Connection& connection) {
     }
   }
   connection.execute(kOtherTables);
-  for (const Index& index : kIndexes) {
-    connection.execute(
-        fmt::format("CREATE INDEX IF NOT EXISTS {} ON Photo ({})", index.name, index.attribute)
-            .c_str());
+  for (const std::span<const Index> indexes :
+       {std::span<const Index>(kIndexes), std::span<const Index>(kListIndexes)}) {
+    for (const Index& index : indexes) {
+      addIndex(connection, index);
+    }
   }
   connection.execute(fmt::format("PRAGMA user_version = {}", kSchemaVersion).c_str());
   transaction.commit();

@@ -50,19 +50,24 @@ std::shared_ptr<CatalogContext> VaultmereCatalog::newBackgroundContext() const {
   return std::make_shared<CatalogContext>(store_, pool_);
 }
 
+std::vector<MediaTotal> mediaTotals(Connection& connection) {
+  std::vector<MediaTotal> totals;
+  auto rows = connection.prepare(
+      "SELECT mediaType, count(*), sum(sizeBytes) FROM Photo INDEXED BY allByMediaType"
+      " GROUP BY mediaType");
+  while (rows.step()) {
+    totals.push_back({rows.text(0), rows.integer(1), rows.integer(2)});
+  }
+  return totals;
+}
+
 std::vector<MediaTotal> mediaBreakdown(CatalogContext& context) {
   return context.perform([](Connection& connection) {
-    std::vector<MediaTotal> totals;
     try {
-      auto rows = connection.prepare(
-          "SELECT mediaType, count(mediaType), sum(sizeBytes) FROM Photo GROUP BY mediaType");
-      while (rows.step()) {
-        totals.push_back({rows.text(0), rows.integer(1), rows.integer(2)});
-      }
+      return mediaTotals(connection);
     } catch (const CatalogError&) {
-      totals.clear();
+      return std::vector<MediaTotal>();
     }
-    return totals;
   });
 }
 

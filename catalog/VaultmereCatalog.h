@@ -52,8 +52,11 @@ class VaultmereCatalog {
   std::shared_ptr<CatalogContext> viewContext_;
 };
 
-/// Count and bytes of each media type; empty when the store can't be read.
-/// Reads the whole table: not for the main thread.
+/// Count and bytes of each media type, by name. Throws CatalogError.
+[[nodiscard]] std::vector<MediaTotal> mediaTotals(Connection& connection);
+
+/// The same in the context's turn; empty when the store can't be read.
+/// Reads an index as long as the table: not for the main thread.
 [[nodiscard]] std::vector<MediaTotal> mediaBreakdown(CatalogContext& context);
 
 }  // namespace vaultmere

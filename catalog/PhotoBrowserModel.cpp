@@ -1,0 +1,278 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "catalog/PhotoBrowserModel.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <map>
+#include <optional>
+
+#include "catalog/CatalogError.h"
+#include "platform/Log.h"
+
+namespace vaultmere {
+
+struct PhotoBrowserModel::Count {
+  std::int64_t state = 0;  ///< of the store: another number after each commit
+  std::int64_t total = 0;
+};
+
+struct PhotoBrowserModel::Page {
+  std::optional<Count> count;  ///< with the first page
+  std::vector<Photo> photos;
+  std::string error;  ///< empty: it was read
+};
+
+namespace {
+
+std::int64_t stateOf(Connection& connection) {
+  auto version = connection.prepare("PRAGMA data_version");
+  version.step();
+  return version.integer(0);
+}
+
+}  // namespace
+
+PhotoBrowserModel::PhotoBrowserModel(const VaultmereCatalog& catalog, MainThread& main)
+    : main_(main),
+      listContext_(catalog.newBackgroundContext()),
+      facetContext_(catalog.newBackgroundContext()) {
+  startOver();
+  pollTimer_ = main_.every(kPollInterval, [this] { poll(); });
+}
+
+PhotoBrowserModel::~PhotoBrowserModel() {
+  listStop_.request_stop();
+  facetStop_.request_stop();
+}
+
+template <typename Operation>
+auto PhotoBrowserModel::hop(Operation operation) {
+  return [&main = main_, weak = std::weak_ptr<bool>(alive_),
+          operation = std::move(operation)](auto value) {
+    main.post([weak, operation, value = std::move(value)] {
+      if (weak.lock()) {
+        operation(value);
+      }
+    });
+  };
+}
+
+void PhotoBrowserModel::setFilter(const PhotoFilter& filter) {
+  if (filter != filter_) {
+    filter_ = filter;
+    reset();
+  }
+}
+
+void PhotoBrowserModel::setSort(SortOrder sort) {
+  if (sort != sort_) {
+    sort_ = sort;
+    reset();
+  }
+}
+
+void PhotoBrowserModel::reset() {
+  items_.clear();
+  listed_.clear();
+  startOver();
+}
+
+/// Begins anew; what is listed stays until the first page takes its place.
+void PhotoBrowserModel::startOver() {
+  listStop_.request_stop();
+  listStop_ = std::stop_source();
+  page_ = 0;
+  nextOffset_ = 0;
+  reachedEnd_ = false;
+  loading_ = false;
+  replaces_ = true;
+  loadNextPage();
+  reloadFacets();
+}
+
+void PhotoBrowserModel::loadNextPage() {
+  if (loading_ || reachedEnd_) {
+    return;
+  }
+  loading_ = true;
+  ++revision_;
+  auto show = hop([this, load = ++load_](const Page& page) {
+    if (load == load_) {
+      showPage(page);
+    }
+  });
+  PageRequest request{sort_, nextOffset_, kPageSize, total_};
+  listContext_->performAsync([predicate = filter_.predicate(), request, isFirst = page_ == 0,
+                              stop = listStop_.get_token(),
+                              show = std::move(show)](Connection& connection) mutable {
+    Page page;
+    try {
+      const Interruptible interruptible(connection, stop);
+      const Snapshot snapshot(connection);
+      if (isFirst) {
+        request.matches = countPhotos(connection, predicate);
+        page.count = Count{stateOf(connection), request.matches};
+      }
+      page.photos = fetchPage(connection, predicate, request);
+    } catch (const CatalogError& error) {
+      page.error = error.what();
+    }
+    show(std::move(page));
+  });
+  changed_.emit();
+}
+
+void PhotoBrowserModel::showPage(const Page& page) {
+  loading_ = false;
+  if (replaces_) {
+    items_.clear();
+    listed_.clear();
+  }
+  if (!page.error.empty()) {
+    nsLog(fmt::format("Vaultmere: gallery fetch failed — {}", page.error));
+    changed_.emit();
+    return;
+  }
+  replaces_ = false;
+  if (page.count) {
+    total_ = page.count->total;
+    countedState_ = page.count->state;
+  }
+  reachedEnd_ = page.photos.size() < std::size_t{kPageSize};
+  ++page_;
+  nextOffset_ += static_cast<std::int64_t>(page.photos.size());
+  for (const Photo& photo : page.photos) {
+    // A row that new ones have moved back is there already.
+    if (listed_.insert(photo.id).second) {
+      items_.push_back(photo);
+    }
+  }
+  changed_.emit();
+}
+
+void PhotoBrowserModel::reloadFacets() {
+  facetStop_.request_stop();
+  facetStop_ = std::stop_source();
+  auto show = hop([this, stop = facetStop_.get_token()](const FacetSet& facets) {
+    if (!stop.stop_requested()) {
+      facets_ = facets;
+      changed_.emit();
+    }
+  });
+  facetContext_->performAsync([predicate = filter_.predicate(), stop = facetStop_.get_token(),
+                               show = std::move(show)](Connection& connection) {
+    if (stop.stop_requested()) {
+      return;
+    }
+    try {
+      const Interruptible interruptible(connection, stop);
+      show(computeFacets(connection, predicate));
+    } catch (const CatalogError&) {
+      // The facets stay as they were.
+    }
+  });
+}
+
+void PhotoBrowserModel::poll() {
+  if (loading_ || polling_) {
+    return;
+  }
+  polling_ = true;
+  auto show = hop([this, revision = revision_](const std::optional<Count>& count) {
+    polling_ = false;
+    if (count && revision == revision_) {
+      showCount(*count);
+    }
+  });
+  listContext_->performAsync([predicate = filter_.predicate(), stop = listStop_.get_token(),
+                              known = countedState_,
+                              show = std::move(show)](Connection& connection) {
+    std::optional<Count> count;
+    try {
+      const Interruptible interruptible(connection, stop);
+      const Snapshot snapshot(connection);
+      // A store that nobody has written to has no other count.
+      if (const std::int64_t state = stateOf(connection); state != known) {
+        count = Count{state, countPhotos(connection, predicate)};
+      }
+    } catch (const CatalogError&) {
+      // The next tick tries again.
+    }
+    show(count);
+  });
+}
+
+void PhotoBrowserModel::showCount(const Count& count) {
+  countedState_ = count.state;
+  if (count.total == total_) {
+    return;
+  }
+  total_ = count.total;
+  if (page_ < 2) {
+    startOver();
+  } else {
+    changed_.emit();
+  }
+}
+
+void PhotoBrowserModel::remove(const std::string& id) {
+  dropRow(id);
+  if (loading_) {
+    // Who knows whether the page was read before or after: it is read again.
+    loading_ = false;
+    loadNextPage();
+  }
+  changed_.emit();
+}
+
+void PhotoBrowserModel::dropRow(const std::string& id) {
+  ++revision_;
+  total_ = std::max<std::int64_t>(total_ - 1, 0);
+  std::erase_if(items_, [&](const Photo& photo) { return photo.id == id; });
+  if (listed_.erase(id) > 0 && nextOffset_ > 0) {
+    --nextOffset_;
+  }
+}
+
+void PhotoBrowserModel::refresh(const std::vector<std::string>& ids) {
+  auto show = hop([this, ids](const std::optional<std::vector<Photo>>& rows) {
+    if (rows) {
+      showRefreshed(ids, *rows);
+    }
+  });
+  // In the queue of the pages: a row that was read before never overwrites one
+  // that was read later.
+  listContext_->performAsync([ids, show = std::move(show)](Connection& connection) {
+    std::optional<std::vector<Photo>> rows;
+    try {
+      rows = fetchPhotos(connection, ids);
+    } catch (const CatalogError& error) {
+      nsLog(fmt::format("Vaultmere: gallery fetch failed — {}", error.what()));
+    }
+    show(std::move(rows));
+  });
+}
+
+void PhotoBrowserModel::showRefreshed(const std::vector<std::string>& ids,
+                                      const std::vector<Photo>& rows) {
+  std::map<std::string_view, const Photo*> shown;
+  for (const Photo& photo : rows) {
+    if (!photo.trashedAt && !photo.stackedUnder) {
+      shown.emplace(photo.id, &photo);
+    }
+  }
+  for (Photo& item : items_) {
+    if (const auto found = shown.find(item.id); found != shown.end()) {
+      item = *found->second;
+    }
+  }
+  for (const std::string& id : ids) {
+    if (listed_.contains(id) && !shown.contains(id)) {
+      remove(id);
+    }
+  }
+  changed_.emit();
+}
+
+}  // namespace vaultmere

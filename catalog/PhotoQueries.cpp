@@ -1,0 +1,142 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "catalog/PhotoQueries.h"
+
+#include <fmt/format.h>
+
+#include <array>
+
+#include "catalog/PhotoSchema.h"
+
+namespace vaultmere {
+namespace {
+
+using Route = Predicate::Route;
+
+// A page is found in one of two ways: its rows are gathered and the first ones
+// kept, or the rows are walked through in their order until enough are found.
+// Gathering costs as much as there are rows, walking the less the more there
+// are. These are the numbers of rows from which on to walk; an entry that is
+// gathered from an index of its own costs least, one that has to be looked up
+// in the table by its key much more, and a search costs whatever it finds.
+constexpr std::int64_t kWalkFromIndex = 40'000;
+constexpr std::int64_t kWalkFromLinks = 15'000;
+constexpr std::int64_t kWalkFromTexts = 150'000;
+// From here on all rows are looked at by their index rather than one by one.
+constexpr std::int64_t kManyRows = 30'000;
+
+struct Sort {
+  std::string_view name;
+  const char* keys;
+  const char* index;
+};
+constexpr std::array kSorts{
+    Sort{"added", "processedAt DESC, captureDate DESC, pk DESC", "shownByAdded"},
+    Sort{"newest", "captureDate DESC, processedAt DESC, pk DESC", "shownByCapture"},
+    Sort{"oldest", "captureDate, processedAt, pk", "shownByCapture"},
+};
+
+const Sort& tableEntry(SortOrder sort) { return kSorts.at(static_cast<std::size_t>(sort)); }
+
+std::string indexed(const char* index) { return fmt::format("Photo INDEXED BY {}", index); }
+
+bool isWalked(const Predicate& predicate, const PageRequest& request) {
+  switch (predicate.route) {
+    case Route::anywhere:
+    case Route::table:
+      return true;
+    case Route::index: {
+      const bool isInOrder = predicate.isInCaptureOrder && request.sort != SortOrder::added;
+      return !isInOrder && request.matches >= kWalkFromIndex;
+    }
+    case Route::links:
+      return request.matches >= kWalkFromLinks;
+    case Route::texts:
+      return request.matches >= kWalkFromTexts;
+  }
+  return true;
+}
+
+/// The keys of a page's rows, as a query with the parameters of the predicate,
+/// the limit and the offset.
+std::string keysOfPage(const Predicate& predicate, const PageRequest& request) {
+  const Sort& sort = tableEntry(request.sort);
+  const bool walks = predicate.isShown && isWalked(predicate, request);
+  return fmt::format("SELECT pk AS found FROM {} {} ORDER BY {} LIMIT ? OFFSET ?",
+                     walks ? indexed(sort.index) : photoSource(predicate, 0, true),
+                     whereClause(walks ? predicate.perRow : predicate.gathering), sort.keys);
+}
+
+}  // namespace
+
+std::string_view sortOrderName(SortOrder sort) { return tableEntry(sort).name; }
+
+std::optional<SortOrder> sortOrderOf(std::string_view name) {
+  for (const SortOrder sort : {SortOrder::added, SortOrder::newest, SortOrder::oldest}) {
+    if (sortOrderName(sort) == name) {
+      return sort;
+    }
+  }
+  return std::nullopt;
+}
+
+std::string whereClause(std::string_view condition) {
+  return condition.empty() ? std::string() : fmt::format("WHERE {}", condition);
+}
+
+std::string photoSource(const Predicate& predicate, std::int64_t matches, bool isCounting) {
+  if (!predicate.isShown) {
+    return "Photo";  // the store knows best: ours leave rows out
+  }
+  switch (predicate.route) {
+    case Route::anywhere:
+      return indexed("shownByAdded");
+    case Route::table:
+      return "Photo NOT INDEXED";
+    case Route::index:
+      return indexed(isCounting || matches < kManyRows ? predicate.index : "shownByAdded");
+    case Route::links:  // by key; the rest of the condition is looked up
+      return matches < kManyRows ? "Photo NOT INDEXED" : indexed("shownByAdded");
+    case Route::texts:
+      return indexed("shownTexts");
+  }
+  return "Photo";
+}
+
+std::int64_t countPhotos(Connection& connection, const Predicate& predicate) {
+  auto rows = connection.prepareOnce(fmt::format("SELECT count(*) FROM {} {}",
+                                                 photoSource(predicate, 0, true),
+                                                 whereClause(predicate.gathering)));
+  predicate.bindTo(rows);
+  rows.step();
+  return rows.integer(0);
+}
+
+std::vector<Photo> fetchPage(Connection& connection, const Predicate& predicate,
+                             const PageRequest& request) {
+  // Rows are read for the page alone, not for what is skipped or sorted out.
+  auto rows = connection.prepareOnce(
+      fmt::format("SELECT {} FROM ({}) CROSS JOIN Photo ON pk = found ORDER BY {}", photoColumns(),
+                  keysOfPage(predicate, request), tableEntry(request.sort).keys));
+  const int next = predicate.bindTo(rows);
+  rows.bind(next, request.limit).bind(next + 1, request.offset);
+  std::vector<Photo> page;
+  while (rows.step()) {
+    page.push_back(photoFromRow(rows));
+  }
+  return page;
+}
+
+std::vector<Photo> fetchPhotos(Connection& connection, std::span<const std::string> ids) {
+  static const std::string sql = fmt::format("SELECT {} FROM Photo WHERE id = ?", photoColumns());
+  std::vector<Photo> photos;
+  for (const std::string& id : ids) {
+    auto rows = connection.prepare(sql);
+    rows.bind(1, std::string_view(id));
+    if (rows.step()) {
+      photos.push_back(photoFromRow(rows));
+    }
+  }
+  return photos;
+}
+
+}  // namespace vaultmere

@@ -1,0 +1,178 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "catalog/Predicate.h"
+
+#include <fmt/format.h>
+
+#include "catalog/FoldedText.h"
+#include "catalog/SizeTable.h"
+
+namespace vaultmere {
+namespace {
+
+using Route = Predicate::Route;
+
+Predicate onColumns(Route route, const char* sql, std::vector<Predicate::Argument> arguments) {
+  Predicate predicate;
+  predicate.gathering = predicate.perRow = sql;
+  predicate.arguments = std::move(arguments);
+  predicate.route = route;
+  return predicate;
+}
+
+Predicate onIndex(const char* index, bool isInCaptureOrder, const char* sql,
+                  std::vector<Predicate::Argument> arguments) {
+  Predicate predicate = onColumns(Route::index, sql, std::move(arguments));
+  predicate.index = index;
+  predicate.isInCaptureOrder = isInCaptureOrder;
+  return predicate;
+}
+
+Predicate linked(const char* gathering, const char* perRow, std::string_view name) {
+  Predicate predicate = onColumns(Route::links, gathering, {std::string(name)});
+  predicate.perRow = perRow;
+  return predicate;
+}
+
+std::string joined(const std::string& left, const std::string& right) {
+  if (left.empty() || right.empty()) {
+    return left + right;
+  }
+  return fmt::format("{} AND {}", left, right);
+}
+
+}  // namespace
+
+Predicate Predicate::onTable(const char* sql, std::vector<Argument> arguments) {
+  return onColumns(Route::table, sql, std::move(arguments));
+}
+
+int Predicate::bindTo(Statement& statement, int first) const {
+  int parameter = first;
+  for (const Argument& argument : arguments) {
+    if (const auto* text = std::get_if<std::string>(&argument)) {
+      statement.bind(parameter, std::string_view(*text));
+    } else if (const auto* real = std::get_if<double>(&argument)) {
+      statement.bind(parameter, *real);
+    } else {
+      statement.bind(parameter, std::get<std::int64_t>(argument));
+    }
+    ++parameter;
+  }
+  return parameter;
+}
+
+Predicate operator&&(const Predicate& left, const Predicate& right) {
+  // The route that leads to fewer rows. Two ranges of different indexes can't
+  // be had at once, but an index of a sort has the columns of both.
+  const bool areRanges = left.route == Route::index && right.route == Route::index &&
+                         std::string_view(left.index) != right.index;
+  Predicate both = left.route > right.route ? left : right;
+  if (areRanges) {
+    both.route = Route::anywhere;
+    both.index = nullptr;
+    both.isInCaptureOrder = false;
+  }
+  both.gathering = joined(left.gathering, right.gathering);
+  both.perRow = joined(left.perRow, right.perRow);
+  both.arguments = left.arguments;
+  both.arguments.insert(both.arguments.end(), right.arguments.begin(), right.arguments.end());
+  both.isShown = left.isShown || right.isShown;
+  return both;
+}
+
+namespace predicates {
+
+Predicate shown() {
+  Predicate predicate =
+      onColumns(Route::anywhere, "trashedAt IS NULL AND stackedUnder IS NULL", {});
+  predicate.isShown = true;
+  return predicate;
+}
+
+Predicate year(int year) { return onIndex("shownByYear", true, "year = ?", {std::int64_t{year}}); }
+
+Predicate mediaType(std::string_view type) {
+  return onIndex("allByMediaType", true, "mediaType = ?", {std::string(type)});
+}
+
+Predicate ext(std::string_view ext) {
+  return onIndex("shownByExt", true, "ext = ?", {std::string(ext)});
+}
+
+Predicate colour(std::string_view family) {
+  return onIndex("shownByColor", true, "colorFamily = ?", {std::string(family)});
+}
+
+Predicate country(std::string_view country) {
+  return onIndex("shownByCountry", true, "placeCountry = ?", {std::string(country)});
+}
+
+Predicate favourite(bool favourite) {
+  // Not bound: only a constant shows the store that a partial index will do.
+  return favourite ? onIndex("shownFavorites", true, "favorite = 1", {})
+                   : onColumns(Route::anywhere, "favorite = 0", {});
+}
+
+Predicate size(std::string_view label) {
+  const SizeClass* size = findSizeClass(label);
+  if (size == nullptr) {
+    return {};
+  }
+  return onIndex("shownBySize", false, "sizeBytes >= ? AND sizeBytes < ?",
+                 {size->lower, size->upper});
+}
+
+Predicate tag(std::string_view name) {
+  return linked(
+      "pk IN (SELECT photo FROM Photo_tags WHERE tag = (SELECT pk FROM Tag WHERE name = ?))",
+      "EXISTS (SELECT 1 FROM Photo_tags WHERE photo = Photo.pk"
+      " AND tag = (SELECT pk FROM Tag WHERE name = ?))",
+      name);
+}
+
+Predicate label(std::string_view name) {
+  return linked(
+      "pk IN (SELECT photo FROM Photo_labels WHERE label = (SELECT pk FROM Label WHERE name = ?))",
+      "EXISTS (SELECT 1 FROM Photo_labels WHERE photo = Photo.pk"
+      " AND label = (SELECT pk FROM Label WHERE name = ?))",
+      name);
+}
+
+Predicate camera(std::string_view model) {
+  return onIndex("shownByCamera", true, "cameraModel = ?", {std::string(model)});
+}
+
+Predicate noCamera() { return onIndex("shownByCamera", true, "cameraModel IS NULL", {}); }
+
+Predicate capturedFrom(CatalogDate date) {
+  return onIndex("shownByCapture", true, "captureDate >= ?", {date.seconds});
+}
+
+Predicate capturedUntil(CatalogDate date) {
+  return onIndex("shownByCapture", true, "captureDate <= ?", {date.seconds});
+}
+
+Predicate search(std::string_view text) {
+  const std::string term = foldedText(text);
+  if (term.empty()) {
+    return {};
+  }
+  Predicate predicate = onColumns(Route::texts,
+                                  "(contains_folded(?, originalFilename, caption, placeName)"
+                                  " OR pk IN (SELECT photo FROM Photo_tags WHERE tag IN"
+                                  " (SELECT pk FROM Tag WHERE contains_folded(?, name)))"
+                                  " OR pk IN (SELECT photo FROM Photo_labels WHERE label IN"
+                                  " (SELECT pk FROM Label WHERE contains_folded(?, name))))",
+                                  {term, term, term});
+  predicate.perRow =
+      "(contains_folded(?, originalFilename, caption, placeName)"
+      " OR EXISTS (SELECT 1 FROM Photo_tags JOIN Tag ON Tag.pk = tag"
+      " WHERE photo = Photo.pk AND contains_folded(?, name))"
+      " OR EXISTS (SELECT 1 FROM Photo_labels JOIN Label ON Label.pk = label"
+      " WHERE photo = Photo.pk AND contains_folded(?, name)))";
+  return predicate;
+}
+
+}  // namespace predicates
+
+}  // namespace vaultmere

@@ -1,0 +1,268 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include <future>
+
+#include "catalog/PhotoBrowserModel.h"
+#include "catalog/PhotoSchema.h"
+#include "platform/ManualMainThread.h"
+#include "tests/support/LogCapture.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace vaultmere {
+namespace {
+
+/// Held until released: keeps the pool's one thread from its work.
+class Gate {
+ public:
+  explicit Gate(ThreadPool& pool) {
+    pool.post([opened = std::shared_future<void>(open_.get_future())] { opened.wait(); });
+  }
+  ~Gate() { release(); }
+  void release() {
+    if (!std::exchange(isOpen_, true)) {
+      open_.set_value();
+    }
+  }
+
+ private:
+  std::promise<void> open_;
+  bool isOpen_ = false;
+};
+
+class PhotoBrowserModelTest : public testing::Test {
+ protected:
+  void start() {
+    model_ = std::make_unique<PhotoBrowserModel>(catalog_, main_);
+    settle();
+  }
+
+  /// Everything that was asked for has been answered.
+  void settle() {
+    for (int round = 0; round < 4; ++round) {  // what waits in a queue comes in a later round
+      bool done = false;
+      pool_.post([&] { main_.post([&] { done = true; }); });
+      ASSERT_TRUE(main_.runUntil([&] { return done; }));
+    }
+  }
+
+  void poll() {
+    main_.advance(PhotoBrowserModel::kPollInterval);
+    settle();
+  }
+
+  /// Imports photos, each later than all before it; every second one is blue.
+  void import(int count) {
+    catalog_.viewContext().perform([&](Connection& connection) {
+      Transaction transaction(connection);
+      for (int i = 0; i < count; ++i) {
+        Photo photo;
+        photo.id = fmt::format("{:04}", imported_++);
+        photo.processedAt = photo.captureDate = CatalogDate{double(imported_)};
+        photo.colorFamily = imported_ % 2 == 0 ? "Blue" : "Red";
+        insertPhoto(connection, photo);
+      }
+      transaction.commit();
+    });
+  }
+
+  void change(const char* sql) {
+    catalog_.viewContext().perform([&](Connection& connection) { connection.execute(sql); });
+  }
+
+  [[nodiscard]] std::vector<std::string> ids() const {
+    std::vector<std::string> list;
+    for (const Photo& photo : model_->items()) {
+      list.push_back(photo.id);
+    }
+    return list;
+  }
+
+  /// The list has every id from `first` down to `last` once, in this order.
+  void expectListed(int first, int last) const {
+    std::vector<std::string> expected;
+    for (int number = first; number >= last; --number) {
+      expected.push_back(fmt::format("{:04}", number));
+    }
+    EXPECT_EQ(ids(), expected);
+  }
+
+  static PhotoFilter colour(const char* family) {
+    PhotoFilter filter;
+    filter.color = family;
+    return filter;
+  }
+
+  TemporaryFolder folder_;
+  ThreadPool pool_{1};
+  ManualMainThread main_{TimePoint()};
+  VaultmereCatalog catalog_{{folder_.path(), nullptr, [](auto) {}}, pool_};
+  int imported_ = 0;
+  std::unique_ptr<PhotoBrowserModel> model_;
+};
+
+TEST_F(PhotoBrowserModelTest, PagesFollowUntilAShortOne) {
+  import(160);
+  start();
+  expectListed(159, 80);
+  EXPECT_EQ(model_->total(), 160);
+  EXPECT_EQ(model_->facets().total, 160);
+  model_->loadNextPage();
+  EXPECT_TRUE(model_->loading());
+  model_->loadNextPage();  // one at a time
+  settle();
+  expectListed(159, 0);
+  EXPECT_FALSE(model_->reachedEnd());
+  model_->loadNextPage();
+  settle();
+  EXPECT_TRUE(model_->reachedEnd());
+  model_->loadNextPage();
+  EXPECT_FALSE(model_->loading());
+  model_->setSort(SortOrder::oldest);
+  EXPECT_TRUE(model_->items().empty());
+  settle();
+  EXPECT_EQ(ids().front(), "0000");
+}
+
+TEST_F(PhotoBrowserModelTest, AnEqualFilterDoesNothing) {
+  import(3);
+  start();
+  int changes = 0;
+  model_->changed().connect([&] { ++changes; });
+  model_->setFilter({});
+  model_->setSort(SortOrder::added);
+  settle();
+  EXPECT_EQ(changes, 0);
+}
+
+TEST_F(PhotoBrowserModelTest, AFilterSetWhileAPageLoadsIsTheOneThatCounts) {
+  import(90);
+  start();
+  {
+    Gate gate(pool_);
+    model_->loadNextPage();
+    model_->setFilter(colour("Red"));
+    model_->setFilter(colour("Blue"));
+    EXPECT_TRUE(model_->loading());
+    gate.release();
+    settle();
+  }
+  EXPECT_FALSE(model_->loading());
+  EXPECT_EQ(model_->total(), 45);
+  ASSERT_EQ(model_->items().size(), 45U);
+  for (const Photo& photo : model_->items()) {
+    EXPECT_EQ(photo.colorFamily, "Blue");
+  }
+  EXPECT_EQ(model_->facets().colors, (std::vector<FacetValue>{{"Blue", 45}}));
+}
+
+TEST_F(PhotoBrowserModelTest, AnImportReloadsAListOfOnePage) {
+  import(100);
+  start();
+  import(1);
+  main_.advance(PhotoBrowserModel::kPollInterval - std::chrono::seconds(1));
+  settle();
+  EXPECT_EQ(model_->total(), 100);
+  main_.advance(std::chrono::seconds(1));
+  // What is shown stays until the new page is there.
+  EXPECT_EQ(model_->items().size(), 80U);
+  settle();
+  settle();
+  EXPECT_EQ(model_->total(), 101);
+  EXPECT_EQ(model_->facets().total, 101);
+  expectListed(100, 21);
+}
+
+TEST_F(PhotoBrowserModelTest, AnImportBehindALongListChangesTheTotalOnly) {
+  import(300);
+  start();
+  model_->loadNextPage();
+  settle();
+  import(1);
+  poll();
+  EXPECT_EQ(model_->total(), 301);
+  expectListed(299, 140);
+  // The rows have moved on by one: none comes twice.
+  model_->loadNextPage();
+  settle();
+  expectListed(299, 61);
+}
+
+TEST_F(PhotoBrowserModelTest, RemovedRowsLeaveNoGapBehindThem) {
+  import(200);
+  start();
+  for (const char* id : {"0199", "0150"}) {
+    change(fmt::format("UPDATE Photo SET trashedAt = 1 WHERE id = '{}'", id).c_str());
+    model_->remove(id);
+  }
+  EXPECT_EQ(model_->total(), 198);
+  {
+    // One goes while the next page is on its way.
+    Gate gate(pool_);
+    model_->loadNextPage();
+    change("UPDATE Photo SET trashedAt = 1 WHERE id = '0160'");
+    model_->remove("0160");
+    gate.release();
+    settle();
+  }
+  const auto listed = ids();
+  EXPECT_EQ(listed.size(), 157U);
+  EXPECT_EQ(std::count(listed.begin(), listed.end(), "0160"), 0);
+  EXPECT_EQ(std::count(listed.begin(), listed.end(), "0119"), 1);
+  poll();
+  EXPECT_EQ(model_->total(), 197);
+  EXPECT_EQ(ids(), listed);
+}
+
+TEST_F(PhotoBrowserModelTest, TheTotalIsNeverNegative) {
+  start();
+  model_->remove("none");
+  EXPECT_EQ(model_->total(), 0);
+}
+
+TEST_F(PhotoBrowserModelTest, TouchedRowsAreReadAgain) {
+  import(4);
+  start();
+  change("UPDATE Photo SET favorite = 1 WHERE id = '0002'");
+  change("UPDATE Photo SET stackedUnder = '0002' WHERE id = '0001'");
+  change("DELETE FROM Photo WHERE id = '0000'");
+  model_->refresh({"0002", "0001", "0000", "unknown"});
+  settle();
+  EXPECT_EQ(ids(), (std::vector<std::string>{"0003", "0002"}));
+  EXPECT_TRUE(model_->items().back().favorite);
+  EXPECT_EQ(model_->total(), 2);
+}
+
+TEST_F(PhotoBrowserModelTest, APageThatCannotBeReadCanBeAskedForAgain) {
+  import(100);
+  start();
+  const LogCapture log;
+  change("ALTER TABLE Photo RENAME COLUMN caption TO elsewhere");
+  model_->loadNextPage();
+  settle();
+  EXPECT_TRUE(log.contains("Vaultmere: gallery fetch failed — "));
+  EXPECT_FALSE(model_->loading());
+  EXPECT_FALSE(model_->reachedEnd());
+  expectListed(99, 20);
+  change("ALTER TABLE Photo RENAME COLUMN elsewhere TO caption");
+  model_->loadNextPage();
+  settle();
+  expectListed(99, 0);
+}
+
+TEST_F(PhotoBrowserModelTest, MayGoWhileWorkRuns) {
+  import(100);
+  start();
+  Gate gate(pool_);
+  model_->setFilter(colour("Red"));
+  model_->refresh({"0001"});
+  model_.reset();
+  gate.release();
+  settle();
+  main_.advance(PhotoBrowserModel::kPollInterval);
+  settle();
+}
+
+}  // namespace
+}  // namespace vaultmere

@@ -1,0 +1,159 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <gtest/gtest.h>
+
+#include "catalog/CatalogError.h"
+#include "catalog/ColourOrder.h"
+#include "catalog/FacetSet.h"
+#include "catalog/PhotoFilter.h"
+#include "tests/catalog/RandomLibrary.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace vaultmere {
+namespace {
+
+constexpr std::array kSorts{SortOrder::added, SortOrder::newest, SortOrder::oldest};
+
+class PhotoFilterTest : public testing::Test {
+ protected:
+  PhotoFilterTest() : connection_(folder_ / "store.sqlite") { prepareSchema(connection_); }
+
+  TemporaryFolder folder_;
+  Connection connection_;
+};
+
+std::vector<std::string> idsOf(const std::vector<ListedPhoto>& rows) {
+  std::vector<std::string> ids;
+  for (const ListedPhoto& row : rows) {
+    ids.push_back(row.photo.id);
+  }
+  return ids;
+}
+
+std::vector<std::string> idsOf(const std::vector<Photo>& rows) {
+  std::vector<std::string> ids;
+  for (const Photo& row : rows) {
+    ids.push_back(row.id);
+  }
+  return ids;
+}
+
+// Whatever way is taken to the rows, they are the ones of a look at every row.
+TEST_F(PhotoFilterTest, PagesAndCountsAreThoseOfAPlainSearch) {
+  RandomLibrary library(7);
+  library.fill(connection_, 400);
+  for (int round = 0; round < 300; ++round) {
+    const PhotoFilter filter = library.randomFilter();
+    const Predicate predicate = filter.predicate();
+    for (const SortOrder sort : kSorts) {
+      const auto expected = idsOf(library.listed(filter, sort));
+      ASSERT_EQ(countPhotos(connection_, predicate), std::int64_t(expected.size()))
+          << predicate.gathering;
+      for (const std::int64_t matches : {std::int64_t{0}, std::int64_t{1'000'000}}) {
+        std::vector<std::string> ids;
+        for (;;) {
+          const auto page = idsOf(fetchPage(
+              connection_, predicate, {sort, static_cast<std::int64_t>(ids.size()), 37, matches}));
+          ids.insert(ids.end(), page.begin(), page.end());
+          if (page.size() < 37) {
+            break;
+          }
+        }
+        ASSERT_EQ(ids, expected) << predicate.gathering << sortOrderName(sort) << matches;
+      }
+    }
+  }
+}
+
+TEST_F(PhotoFilterTest, AConditionWithoutTheBaseSeesAllRows) {
+  RandomLibrary(3).fill(connection_, 100);
+  EXPECT_EQ(countPhotos(connection_, {}), 100);
+  EXPECT_EQ(fetchPage(connection_, {}, {SortOrder::newest, 0, 200, 100}).size(), 100U);
+  const Predicate dated = predicates::capturedFrom({-1}) && predicates::capturedUntil({0}) &&
+                          Predicate::onTable("id <> ?", {std::string("5")});
+  const auto all = fetchPage(connection_, dated, {SortOrder::oldest, 0, 200, 100});
+  const auto shown =
+      fetchPage(connection_, predicates::shown() && dated, {SortOrder::oldest, 0, 200, 100});
+  EXPECT_LT(shown.size(), all.size());
+  EXPECT_EQ(std::int64_t(shown.size()),
+            std::count_if(all.begin(), all.end(), [](const Photo& photo) {
+              return !photo.trashedAt && !photo.stackedUnder;
+            }));
+}
+
+TEST_F(PhotoFilterTest, WhatComesFromOutsideIsNeverPartOfAQuery) {
+  RandomLibrary(3).fill(connection_, 10);
+  const std::string hostile = "x' OR 1=1; DROP TABLE Photo; --";
+  PhotoFilter filter;
+  filter.mediaType = filter.ext = filter.color = filter.country = filter.size = hostile;
+  filter.tag = filter.label = filter.camera = filter.q = hostile;
+  EXPECT_EQ(countPhotos(connection_, filter.predicate()), 0);
+  EXPECT_EQ(filter.predicate().gathering.find("DROP"), std::string::npos);
+  EXPECT_EQ(countPhotos(connection_, {}), 10);
+}
+
+TEST(PhotoFilter, IsActiveWithAnyFieldButBlanks) {
+  PhotoFilter filter;
+  EXPECT_FALSE(filter.isActive());
+  filter.q = " \t ";
+  EXPECT_FALSE(filter.isActive());
+  EXPECT_EQ(filter.predicate().gathering, predicates::shown().gathering);
+  filter.tag = "";
+  EXPECT_TRUE(filter.isActive());
+  filter = {};
+  filter.noCamera = true;
+  EXPECT_TRUE(filter.isActive());
+  PhotoFilter both = filter;
+  both.camera = "X";
+  EXPECT_EQ(both.predicate().gathering, filter.predicate().gathering);
+  EXPECT_TRUE(both.predicate().arguments.empty());
+}
+
+TEST(FoldedText, CaseAndDiacriticsMakeNoDifference) {
+  struct Case {
+    const char* text;
+    const char* term;
+    bool isFound;
+  };
+  for (const Case& c :
+       {Case{"École normale", "ecole", true}, Case{"ecole", "ÉCOLE", true},
+        Case{"E\u0301cole", "école", true}, Case{"Straße", "STRASSE", true},
+        Case{"İstanbul", "istanbul", true}, Case{"ΑΘΉΝΑ", "αθηνα", true},
+        Case{"Москва", "МОСКВА", true}, Case{"ﬁsh", "fi", true}, Case{"ＩＭＧ", "img", true},
+        Case{"각", "가", false}, Case{"東京都", "京都", true}, Case{"IMG_0001.JPG", "g_00", true},
+        Case{"a%b", "%", true}, Case{"ab", "%", false}, Case{"o", "ø", false}, Case{"", "a", false},
+        Case{"a\xFF", "a\uFFFD", true}, Case{"anything", "\u0301", true}}) {
+    EXPECT_EQ(foldedContains(c.text, foldedText(c.term)), c.isFound) << c.text << " " << c.term;
+  }
+  const std::string longText = std::string(5000, 'x') + "NEEDLE";
+  EXPECT_TRUE(foldedContains(longText, "needle"));
+}
+
+TEST(SizeTable, ClassesAdjoin) {
+  std::int64_t end = 0;
+  for (const SizeClass& size : sizeTable()) {
+    EXPECT_EQ(size.lower, end) << size.label;
+    end = size.upper;
+  }
+  EXPECT_EQ(findSizeClass("500 KB–1 MB")->lower, 512'000);
+  EXPECT_EQ(findSizeClass("500 KB-1 MB"), nullptr);
+}
+
+TEST(ColourOrder, UnknownFamiliesComeLast) {
+  EXPECT_EQ(colourPosition("Red"), 0);
+  EXPECT_EQ(colourPosition("Black"), 10);
+  EXPECT_EQ(colourPosition("red"), 99);
+}
+
+TEST_F(PhotoFilterTest, AStoppedSearchLeavesTheConnectionFit) {
+  RandomLibrary(3).fill(connection_, 400);
+  std::stop_source stop;
+  stop.request_stop();
+  {
+    const Interruptible interruptible(connection_, stop.get_token());
+    EXPECT_THROW((void)computeFacets(connection_, predicates::shown()), CatalogError);
+  }
+  EXPECT_GT(computeFacets(connection_, predicates::shown()).total, 0);
+}
+
+}  // namespace
+}  // namespace vaultmere
