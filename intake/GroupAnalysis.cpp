@@ -5,6 +5,7 @@
 #include "analysis/ImageMetadata.h"
 #include "analysis/MediaTypes.h"
 #include "analysis/PixelStats.h"
+#include "analysis/VideoMetadata.h"
 #include "analysis/VisionAnalysis.h"
 #include "intake/Archiver.h"
 #include "platform/Calendar.h"
@@ -36,6 +37,17 @@ void takeStillMetadata(AnalyzedPhoto& photo, const ImageMetadata& metadata) {
   photo.shutter = metadata.shutter;
   photo.focalLength = metadata.focalLength;
   photo.software = metadata.software;
+}
+
+void takeVideoMetadata(AnalyzedPhoto& photo, const VideoMetadata& metadata) {
+  photo.width = metadata.width;
+  photo.height = metadata.height;
+  if (metadata.width && metadata.height) {
+    photo.megapixels = static_cast<double>(*metadata.width) * *metadata.height / 1'000'000;
+  }
+  photo.duration = metadata.duration;
+  photo.gpsLat = metadata.gpsLat;
+  photo.gpsLon = metadata.gpsLon;
 }
 
 void takePixels(AnalyzedPhoto& photo, const fs::path& file, const Vision* vision) {
@@ -79,7 +91,11 @@ GroupAnalysis analyzeGroup(const AssetGroup& group, const PhotosMeta* meta, cons
     takeLibraryValues(photo, *meta);
   }
   CaptureDateCandidates dates;
-  if (!isVideo) {
+  if (isVideo) {
+    const VideoMetadata metadata = VideoMetadata::read(group.primary);
+    takeVideoMetadata(photo, metadata);
+    dates.exif = metadata.captureDate;
+  } else {
     const ImageMetadata metadata = ImageMetadata::read(group.primary);
     takeStillMetadata(photo, metadata);
     takePixels(photo, group.primary, vision);

@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include "platform/VideoFile.h"
+
+namespace vaultmere {
+
+/// The few facts that are kept about a video. What the container doesn't tell,
+/// or can't be read, is absent.
+struct VideoMetadata {
+  std::optional<int> width;                ///< pixels as shown, upright
+  std::optional<int> height;               ///< pixels as shown, upright
+  std::optional<double> duration;          ///< seconds
+  std::optional<std::string> captureDate;  ///< see `localDateString`
+  std::optional<double> gpsLat;            ///< degrees, north positive
+  std::optional<double> gpsLon;            ///< degrees, east positive
+  bool operator==(const VideoMetadata&) const = default;
+
+  /// Reads a file. All fields are absent for one that is no video. Never fails.
+  /// Any thread.
+  [[nodiscard]] static VideoMetadata read(const std::filesystem::path& path);
+
+  /// The record of properties that have been read already. Of several positions
+  /// only the first counts, even when it can't be understood; of several dates
+  /// the first that can. A date without a zone is taken for the machine's own.
+  [[nodiscard]] static VideoMetadata of(const VideoProperties& properties);
+};
+
+}  // namespace vaultmere
