@@ -390,20 +390,24 @@ std::string readFile(const fs::path& path, std::size_t limit) {
   return bytes;
 }
 
-void writeFileAtomically(const fs::path& path, std::string_view bytes) {
+void writeFileAtomically(const fs::path& path, std::string_view bytes, Durability durability) {
   const fs::path folder = parentOf(path);
   const fs::path temporary = folder / ("." + path.filename().native() + "." + newUuid() + ".tmp");
   File file = File::createNew(temporary);
   try {
     file.write(std::as_bytes(std::span(bytes)));
-    file.sync();
+    if (durability == Durability::powerCut) {
+      file.sync();
+    }
     file.close();
     renameFile(temporary, path);
   } catch (...) {
     ::unlink(temporary.c_str());
     throw;
   }
-  syncDirectory(folder);
+  if (durability == Durability::powerCut) {
+    syncDirectory(folder);
+  }
 }
 
 }  // namespace vaultmere

@@ -141,8 +141,17 @@ void makePrivateFolder(const fs::path& folder);
 /// for a larger one.
 [[nodiscard]] std::string readFile(const fs::path& path, std::size_t limit);
 
+/// What a new file has to survive.
+enum class Durability {
+  powerCut,  ///< flushed to the medium, with its folder: some milliseconds
+  /// The end of the process, no more: for what can be made again. A power cut
+  /// may leave an empty file.
+  crash,
+};
+
 /// Replaces a file whole: temporary name, flush, rename, flush of the folder.
 /// Whoever reads sees the old bytes or the new ones. The file is 0600.
-void writeFileAtomically(const fs::path& path, std::string_view bytes);
+void writeFileAtomically(const fs::path& path, std::string_view bytes,
+                         Durability durability = Durability::powerCut);
 
 }  // namespace vaultmere

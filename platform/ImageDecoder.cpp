@@ -2,11 +2,14 @@
 #include "platform/ImageDecoder.h"
 
 #include <algorithm>
+#include <cmath>
 #include <exception>
+#include <functional>
 #include <mutex>
 
 #include "platform/EmbeddedMetadata.h"
 #include "platform/Files.h"
+#include "platform/HeifOrientation.h"
 #include "platform/ImageFormat.h"
 #include "platform/RawFile.h"
 #include "platform/VipsStill.h"
@@ -19,6 +22,17 @@ namespace {
 constexpr std::uint64_t kLargeDecodeBytes = std::uint64_t{128} << 20;
 
 constexpr auto kMaxBytes = static_cast<std::uint64_t>(kMaxDecodeBytes);
+
+/// The longer side of the smallest thumbnail that stands for its picture: the
+/// one that EXIF cameras write.
+constexpr int kLeastEmbedded = 160;
+
+/// How far the aspect ratio of a picture inside may be off: its sides are
+/// rounded, but one with black bars or another crop is another picture.
+constexpr double kAspectTolerance = 0.02;
+
+/// Which pixels may be shown: the picture's alone, or those of one inside it.
+enum class Show { picture, embedded };
 
 std::unique_lock<std::mutex> placeFor(std::uint64_t bytes) {
   static std::mutex largeDecode;
@@ -52,6 +66,19 @@ std::uint64_t decodeBytes(const VipsHeader& header, int shrink) {
   return (pixels / (factor * factor) + coefficients) * header.bytesPerPixel;
 }
 
+double aspectOf(PixelSize size) {
+  return static_cast<double>(std::max(size.width, size.height)) / std::min(size.width, size.height);
+}
+
+bool isUpright(PixelSize size) { return size.width < size.height; }
+
+/// True when a picture inside another one can stand for it. Either may be turned.
+bool canStandFor(PixelSize picture, PixelSize embedded) {
+  const int longer = std::max(embedded.width, embedded.height);
+  return longer >= kLeastEmbedded && longer < std::max(picture.width, picture.height) &&
+         std::abs(aspectOf(embedded) / aspectOf(picture) - 1) <= kAspectTolerance;
+}
+
 std::optional<Bitmap> decodeStill(const VipsStill& still, int maxPixels,
                                   std::optional<int> orientation) {
   VipsImageHandle image = still.open();
@@ -79,6 +106,60 @@ std::optional<Bitmap> decodeStill(const VipsStill& still, int maxPixels,
   return bitmap;
 }
 
+/// The thumbnail in a JPEG's EXIF, turned as the picture is to be.
+std::optional<Bitmap> decodeExifThumbnail(const VipsStill& still, int maxPixels) {
+  const VipsImageHandle picture = still.open();
+  if (!picture || !blockOf(picture, "icc-profile-data").empty()) {
+    return std::nullopt;  // nothing tells which colours the thumbnail is in
+  }
+  const std::string jpeg = blockOf(picture, "jpeg-thumbnail-data");
+  if (jpeg.empty()) {
+    return std::nullopt;
+  }
+  const VipsStill embedded({reinterpret_cast<const std::uint8_t*>(jpeg.data()), jpeg.size()});
+  const VipsImageHandle thumbnail = embedded.open();
+  if (!thumbnail) {
+    return std::nullopt;
+  }
+  const VipsHeader header = headerOf(picture);
+  const PixelSize size = headerOf(thumbnail).size;
+  if (!canStandFor(header.size, size) || isUpright(header.size) != isUpright(size)) {
+    return std::nullopt;
+  }
+  return decodeStill(embedded, maxPixels, header.orientation);
+}
+
+/// The thumbnail beside a HEIC's picture. Each of the two is turned by
+/// properties of its own; where those of the thumbnail are missing, only a
+/// quarter of a turn shows in its shape.
+std::optional<Bitmap> decodeHeifThumbnail(const File& file, const VipsStill& still, int maxPixels) {
+  const int turn = heifOrientation(file).value_or(0);
+  const VipsImageHandle picture = still.open();
+  const VipsImageHandle thumbnail = still.openThumbnail();
+  if ((turn != 1 && turn != 6 && turn != 8) || !picture || !thumbnail ||
+      blockOf(picture, "icc-profile-data") != blockOf(thumbnail, "icc-profile-data")) {
+    return std::nullopt;
+  }
+  const PixelSize whole = headerOf(picture).size;
+  const PixelSize size = headerOf(thumbnail).size;
+  if (!canStandFor(whole, size) || isUpright(whole) != isUpright(size)) {
+    return std::nullopt;
+  }
+  return render(thumbnail, fitted(size, maxPixels, 1), 1);
+}
+
+std::optional<Bitmap> decodeEmbedded(const File& file, const ImageFormat& format,
+                                     const VipsStill& still, int maxPixels) {
+  switch (format.container) {
+    case ImageContainer::jpeg:
+      return decodeExifThumbnail(still, maxPixels);
+    case ImageContainer::heif:
+      return decodeHeifThumbnail(file, still, maxPixels);
+    default:
+      return std::nullopt;
+  }
+}
+
 /// The EXIF orientation, for the containers whose loader passes it by.
 std::optional<int> orientationBeside(const File& file, const ImageFormat& format) {
   if (format.container != ImageContainer::png && format.container != ImageContainer::psd &&
@@ -95,13 +176,13 @@ bool isTransposed(int orientation) { return orientation >= 5; }
 /// The turn that a preview needs. Most are stored as the sensor stood; one whose
 /// shape is that of the turned picture has been turned by the camera.
 int previewOrientation(const RawHeader& raw, const VipsHeader& preview) {
-  const bool sensorIsUpright = raw.width < raw.height;
-  const bool previewIsUpright = preview.size.width < preview.size.height;
-  return isTransposed(raw.orientation) && sensorIsUpright != previewIsUpright ? 1 : raw.orientation;
+  const bool isTurned = isUpright({raw.width, raw.height}) != isUpright(preview.size);
+  return isTransposed(raw.orientation) && isTurned ? 1 : raw.orientation;
 }
 
-/// The embedded JPEG; absent when it is smaller than `atLeast` pixels.
-std::optional<Bitmap> decodePreview(RawFile& raw, int maxPixels, int atLeast) {
+/// The embedded JPEG, if it passes.
+std::optional<Bitmap> decodePreview(RawFile& raw, int maxPixels,
+                                    const std::function<bool(PixelSize)>& passes) {
   const auto jpeg = raw.preview();
   if (jpeg.empty()) {
     return std::nullopt;
@@ -112,7 +193,7 @@ std::optional<Bitmap> decodePreview(RawFile& raw, int maxPixels, int atLeast) {
     return std::nullopt;
   }
   const VipsHeader header = headerOf(image);
-  if (std::max(header.size.width, header.size.height) < atLeast) {
+  if (!passes(header.size)) {
     return std::nullopt;
   }
   return decodeStill(still, maxPixels, previewOrientation(raw.header(), header));
@@ -138,25 +219,29 @@ std::optional<Bitmap> developScaled(RawFile& raw, int maxPixels) {
   return image ? render(image, size, header.orientation) : std::nullopt;
 }
 
-std::optional<Bitmap> decodeRaw(const File& file, const ImageFormat& format, int maxPixels) {
+std::optional<Bitmap> decodeRaw(const File& file, const ImageFormat& format, int maxPixels,
+                                Show show) {
   const auto raw = RawFile::open(file);
   if (!raw) {
     return format.rawInTiff ? decodeStill(VipsStill(file, format), maxPixels, std::nullopt)
                             : std::nullopt;
   }
-  const int size = std::max(raw->header().width, raw->header().height);
-  if (auto preview = decodePreview(*raw, maxPixels, std::min(maxPixels, size))) {
+  const PixelSize sensor{raw->header().width, raw->header().height};
+  const int wanted = std::min(maxPixels, std::max(sensor.width, sensor.height));
+  const auto passes = [&](PixelSize preview) {
+    return std::max(preview.width, preview.height) >= wanted ||
+           (show == Show::embedded && canStandFor(sensor, preview));
+  };
+  if (auto preview = decodePreview(*raw, maxPixels, passes)) {
     return preview;
   }
   if (auto developed = developScaled(*raw, maxPixels)) {
     return developed;
   }
-  return decodePreview(*raw, maxPixels, 1);
+  return decodePreview(*raw, maxPixels, [](PixelSize) { return true; });
 }
 
-}  // namespace
-
-std::optional<Bitmap> decodeScaled(const std::filesystem::path& path, int maxPixels) {
+std::optional<Bitmap> decode(const std::filesystem::path& path, int maxPixels, Show show) {
   try {
     const File file = File::openForReading(path);
     const auto format = recogniseImage(file);
@@ -164,7 +249,7 @@ std::optional<Bitmap> decodeScaled(const std::filesystem::path& path, int maxPix
       return std::nullopt;
     }
     if (format->container == ImageContainer::raw) {
-      return decodeRaw(file, *format, maxPixels);
+      return decodeRaw(file, *format, maxPixels, show);
     }
     if (const auto declared = declaredPixels(file, *format)) {
       constexpr std::uint64_t kMaxSide = 1U << 20U;  // keeps the product in range
@@ -173,10 +258,24 @@ std::optional<Bitmap> decodeScaled(const std::filesystem::path& path, int maxPix
         return std::nullopt;
       }
     }
-    return decodeStill(VipsStill(file, *format), maxPixels, orientationBeside(file, *format));
+    const VipsStill still(file, *format);
+    auto embedded =
+        show == Show::embedded ? decodeEmbedded(file, *format, still, maxPixels) : std::nullopt;
+    return embedded ? std::move(embedded)
+                    : decodeStill(still, maxPixels, orientationBeside(file, *format));
   } catch (const std::exception&) {
     return std::nullopt;
   }
+}
+
+}  // namespace
+
+std::optional<Bitmap> decodeScaled(const std::filesystem::path& path, int maxPixels) {
+  return decode(path, maxPixels, Show::picture);
+}
+
+std::optional<Bitmap> decodeThumbnail(const std::filesystem::path& path, int maxPixels) {
+  return decode(path, maxPixels, Show::embedded);
 }
 
 }  // namespace vaultmere

@@ -21,6 +21,14 @@ namespace vaultmere {
 /// for one another.
 [[nodiscard]] std::optional<Bitmap> decodeScaled(const std::filesystem::path& path, int maxPixels);
 
+/// The same for a small rendering: the thumbnail inside a JPEG or HEIC, or the
+/// preview inside a RAW file, is shown in place of the picture, which saves
+/// decoding all of its pixels. That may give fewer than `maxPixels`, down to a
+/// camera's usual 160. One with bars or another crop isn't used, nor one whose
+/// colours or turn nothing tells.
+[[nodiscard]] std::optional<Bitmap> decodeThumbnail(const std::filesystem::path& path,
+                                                    int maxPixels);
+
 /// The most memory that one decode may take for pixels; real pictures stay far
 /// below.
 inline constexpr std::int64_t kMaxDecodeBytes = std::int64_t{1} << 30;

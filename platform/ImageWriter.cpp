@@ -11,7 +11,6 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/Files.h"
 #include "platform/VipsStill.h"
 
 namespace vaultmere {
@@ -33,7 +32,8 @@ std::vector<std::uint8_t> overWhite(const Bitmap& bitmap) {
 
 }  // namespace
 
-void writeJpeg(const Bitmap& bitmap, const std::filesystem::path& path, double quality) {
+void writeJpeg(const Bitmap& bitmap, const std::filesystem::path& path, double quality,
+               Durability durability) {
   const std::vector<std::uint8_t> colours = overWhite(bitmap);
   const VipsImageHandle image = imageOver(colours, bitmap.width, bitmap.height, 3);
   const int percent = static_cast<int>(std::lround(std::clamp(quality, 0.01, 1.0) * 100));
@@ -45,7 +45,7 @@ void writeJpeg(const Bitmap& bitmap, const std::filesystem::path& path, double q
     throw FileError("encode", path, EINVAL);
   }
   const std::unique_ptr<void, decltype(&g_free)> owner(bytes, &g_free);
-  writeFileAtomically(path, {static_cast<const char*>(bytes), size});
+  writeFileAtomically(path, {static_cast<const char*>(bytes), size}, durability);
 }
 
 }  // namespace vaultmere

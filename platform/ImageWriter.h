@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include "platform/Bitmap.h"
+#include "platform/Files.h"
 
 namespace vaultmere {
 
@@ -11,6 +12,7 @@ namespace vaultmere {
 /// transparent. `quality` is 0 to 1, as 0.82. The file comes into being under a
 /// temporary name and is renamed, so a reader never sees half of it. Throws
 /// FileError.
-void writeJpeg(const Bitmap& bitmap, const std::filesystem::path& path, double quality);
+void writeJpeg(const Bitmap& bitmap, const std::filesystem::path& path, double quality,
+               Durability durability = Durability::powerCut);
 
 }  // namespace vaultmere

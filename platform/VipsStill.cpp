@@ -207,6 +207,16 @@ VipsImageHandle VipsStill::open(int shrink) const {
   return VipsImageHandle(image);
 }
 
+VipsImageHandle VipsStill::openThumbnail() const {
+  VipsImage* image = nullptr;
+  if (format_.container == ImageContainer::heif && source_ &&
+      vips_heifload_source(source_.get(), &image, "access", VIPS_ACCESS_SEQUENTIAL, "thumbnail",
+                           TRUE, nullptr) != 0) {
+    vips_error_clear();
+  }
+  return VipsImageHandle(image);
+}
+
 bool VipsStill::canShrink() const {
   return format_.container == ImageContainer::jpeg || format_.container == ImageContainer::webp;
 }

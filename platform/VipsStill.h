@@ -46,6 +46,11 @@ class VipsStill {
   /// save work by it, see `canShrink`. Null when the loader refuses.
   [[nodiscard]] VipsImageHandle open(int shrink = 1) const;
 
+  /// Opens the small picture that a HEIC may have beside its image, turned by the
+  /// container like the image; it opens the image when there is none. Null for
+  /// other containers.
+  [[nodiscard]] VipsImageHandle openThumbnail() const;
+
   /// True when decoding at a half, a quarter or an eighth costs less.
   [[nodiscard]] bool canShrink() const;
 

@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <gtest/gtest.h>
+
+#include <latch>
+#include <vector>
+
+#include "platform/AsyncSemaphore.h"
+
+namespace vaultmere {
+namespace {
+
+/// Waits until the only thread of a pool has done what was posted before.
+void settle(ThreadPool& pool) {
+  std::latch done(1);
+  pool.post([&] { done.count_down(); });
+  done.wait();
+}
+
+TEST(AsyncSemaphore, LetsAsManyThroughAsItHasPermits) {
+  ThreadPool pool(1);
+  AsyncSemaphore semaphore(pool, 2);
+  std::vector<int> resumed;
+  for (int i = 1; i <= 5; ++i) {
+    semaphore.wait([&resumed, i] { resumed.push_back(i); });
+  }
+  settle(pool);  // the thread is free although three wait
+  EXPECT_EQ(resumed, (std::vector<int>{1, 2}));
+  semaphore.signal();
+  semaphore.signal();
+  settle(pool);
+  EXPECT_EQ(resumed, (std::vector<int>{1, 2, 3, 4}));
+  semaphore.signal();
+  semaphore.signal();
+  settle(pool);
+  EXPECT_EQ(resumed.size(), 5U);
+  semaphore.wait([&resumed] { resumed.push_back(6); });  // the permit that nobody wanted
+  settle(pool);
+  EXPECT_EQ(resumed.back(), 6);
+}
+
+}  // namespace
+}  // namespace vaultmere
