@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include "analysis/ThumbnailWarmer.h"
 #include "catalog/CatalogError.h"
 #include "core/SelfTest.h"
 #include "platform/Log.h"
@@ -81,6 +82,9 @@ AppModel::AppModel(Options options)
           options_.destination),
       importLog_(
           std::make_shared<ImportLog>(options_.folders.data / "import-log.jsonl", options_.pool)),
+      thumbnails_(std::make_shared<ThumbnailProvider>(
+          options_.folders.data / "cache", options_.pool,
+          std::make_shared<AsyncSemaphore>(options_.pool, kThumbnailMakers))),
       ingestQueue_(options_.pool),
       inbox_(options_.main, options_.pool,
              [this](const std::filesystem::path& folder, InboxDoor::Done done) {
@@ -92,6 +96,7 @@ AppModel::AppModel(Options options)
   destination_.setDestination(settings_.destination());
   destination_.refresh();
   configurePipeline();
+  warmThumbnails();
   statsTimer_ = options_.main.every(kStatsInterval, [this] {
     if (isImporting()) {
       refreshArchive();
@@ -121,6 +126,11 @@ void AppModel::startCatalog() {
     status_ = fmt::format("Catalog error: {}", error.what());
     nsLog(fmt::format("Vaultmere: failed to open catalog — {}", error.what()));
     return;
+  }
+  try {
+    browser_ = std::make_unique<PhotoBrowserModel>(*catalog_, options_.main);
+  } catch (const CatalogError& error) {
+    nsLog(fmt::format("Vaultmere: no browser — {}", error.what()));
   }
   refreshArchive();
   status_ = "Ready";
@@ -177,6 +187,7 @@ void AppModel::destinationChanged() {
       found && found != settings_.destination()) {
     settings_.updateDestination(*found);
   }
+  thumbnails_->setArchiveRoot(destination_.url());
   configurePipeline();
   // Before the first answer the gate would only turn the files away.
   const bool isKnown = !std::holds_alternative<DestinationMonitor::Unset>(destination_.status());
@@ -194,6 +205,7 @@ void AppModel::importDropped(std::vector<std::filesystem::path> locations) {
     changed_.emit();
     return;
   }
+  stopWarming();
   const std::stop_token stop = importStop_.get_token();
   coordinator_->ingestDropped(std::move(locations), settings_.deleteSourceAfterIntake(), stop,
                               {hop([this] {
@@ -241,10 +253,12 @@ void AppModel::cancelImport() {
 void AppModel::shutDown() {
   cancelImport();
   watchStop_.request_stop();
+  stopWarming();
   processStop_.request_stop();
 }
 
 void AppModel::beginImport(ImportSource source) {
+  stopWarming();
   clearImport();
   importingSource_ = source;
   changed_.emit();
@@ -267,9 +281,13 @@ void AppModel::clearImport() {
 void AppModel::finishImport(const IngestCoordinator::BatchResult& batch, const std::string& label) {
   const ImportStats stats = statsOf(batch);
   if (stats.added > 0) {
+    if (browser_) {
+      browser_->reset();
+    }
     refreshArchive();
   }
   clearImport();
+  warmThumbnails();
   lastImport_ = stats;
   intakeStatus_ = summary(label, stats);
   changed_.emit();
@@ -300,6 +318,32 @@ void AppModel::refreshArchive() {
       show(ArchiveBreakdown{});
     }
   });
+}
+
+/// Fills the thumbnail cache in the background; imports go first.
+void AppModel::warmThumbnails() {
+  if (!catalog_ || warming_ || isImporting()) {
+    return;
+  }
+  ThumbnailWarmer warmer;
+  try {
+    warmer.context = catalog_->newBackgroundContext();
+  } catch (const CatalogError& error) {
+    nsLog(fmt::format("Vaultmere: thumbnails not warmed — {}", error.what()));
+    return;
+  }
+  warming_ = std::make_shared<std::stop_source>();
+  warmer.run(thumbnails_, warming_->get_token(), hop([this, run = warming_] {
+               if (warming_ == run) {
+                 warming_.reset();
+               }
+             }));
+}
+
+void AppModel::stopWarming() {
+  if (const auto run = std::exchange(warming_, nullptr)) {
+    run->request_stop();
+  }
 }
 
 }  // namespace vaultmere

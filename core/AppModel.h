@@ -13,6 +13,8 @@
 #include <string>
 #include <vector>
 
+#include "analysis/ThumbnailProvider.h"
+#include "catalog/PhotoBrowserModel.h"
 #include "catalog/VaultmereCatalog.h"
 #include "core/DestinationMonitor.h"
 #include "core/HookVariables.h"
@@ -97,8 +99,10 @@ class AppModel {
 
   [[nodiscard]] SettingsStore& settings() { return settings_; }
   [[nodiscard]] DestinationMonitor& destination() { return destination_; }
-  /// Null when it couldn't be opened.
+  /// Null when it couldn't be opened; the browser is null with it.
   [[nodiscard]] const std::shared_ptr<const VaultmereCatalog>& catalog() const { return catalog_; }
+  [[nodiscard]] PhotoBrowserModel* browser() const { return browser_.get(); }
+  [[nodiscard]] const std::shared_ptr<ThumbnailProvider>& thumbnails() const { return thumbnails_; }
 
   /// Freezes dropped files and folders, or says in `intakeStatus` why not.
   void importDropped(std::vector<std::filesystem::path> locations);
@@ -119,6 +123,8 @@ class AppModel {
   void showProgress(const BatchProgress& progress);
   void finishImport(const IngestCoordinator::BatchResult& batch, const std::string& label);
   void refreshArchive();
+  void warmThumbnails();
+  void stopWarming();
   /// Wraps a main-thread operation for a worker: posts it, and drops it when
   /// this model is gone by then.
   template <typename Operation>
@@ -132,6 +138,7 @@ class AppModel {
   const std::shared_ptr<SpaceGate> gate_ = std::make_shared<SpaceGate>();
   DestinationMonitor destination_;
   const std::shared_ptr<ImportLog> importLog_;
+  const std::shared_ptr<ThumbnailProvider> thumbnails_;
   SerialQueue ingestQueue_;
   std::stop_source processStop_;
 
@@ -145,9 +152,11 @@ class AppModel {
   ArchiveBreakdown archive_;
 
   std::shared_ptr<const VaultmereCatalog> catalog_;
+  std::unique_ptr<PhotoBrowserModel> browser_;
   std::shared_ptr<CatalogContext> ingestContext_;
-  bool totalsRunning_ = false;  ///< a refresh of `archive_` is under way
-  bool totalsWanted_ = false;   ///< another one has been asked for meanwhile
+  std::shared_ptr<std::stop_source> warming_;  ///< null while no thumbnails are warmed
+  bool totalsRunning_ = false;                 ///< a refresh of `archive_` is under way
+  bool totalsWanted_ = false;                  ///< another one has been asked for meanwhile
   std::shared_ptr<IngestCoordinator> coordinator_;
   std::optional<std::filesystem::path> configuredRoot_;
   std::stop_source importStop_;  ///< the user's drops
