@@ -26,14 +26,15 @@ constexpr int kShotsPerScene = 5;
 /// would be a tenth of the size.
 Painter scene(std::uint64_t seed) {
   const auto phase = static_cast<double>(seed);
-  return [phase, seed](double x, double y) {
+  const std::uint64_t depth = 30 + seed % 5 * 6;
+  return [phase, seed, depth](double x, double y) {
     const double wave = std::sin(9 * x + phase) * std::sin(7 * y - phase);
     const auto column = static_cast<std::uint64_t>(x * kWidth);
     const auto row = static_cast<std::uint64_t>(y * kHeight);
     std::uint64_t grain = (row * kWidth + column + 1) * (2 * seed + 0x9E3779B97F4A7C15U);
     grain ^= grain >> 29U;
     grain *= 0xBF58476D1CE4E5B9U;
-    const int noise = static_cast<int>(grain >> 60U) - 8;
+    const int noise = static_cast<int>((grain >> 32U) % depth) - static_cast<int>(depth / 2);
     const auto channel = [&](double base) {
       return static_cast<std::uint8_t>(static_cast<int>(base + 50 * wave) + noise);
     };
@@ -81,6 +82,7 @@ void shootScene(const std::vector<CardPicture>& card, int sceneNumber) {
 
 std::vector<CardPicture> makeCameraCard(const fs::path& folder, int count) {
   std::vector<CardPicture> card;
+  card.reserve(static_cast<std::size_t>(count));
   for (int number = 0; number < count; ++number) {
     card.push_back({folder / fmt::format("DSC_{:04}.JPG", number + 1),
                     fmt::format("2023/2023-{:02}", number % 12 + 1)});

@@ -20,8 +20,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int kRows = 2000;
-constexpr int kRounds = 7;
+constexpr int kRows = 500;
+constexpr std::size_t kRounds = 31;
 constexpr int kTags = 40;
 constexpr int kLabels = 300;
 
@@ -104,6 +104,7 @@ void addNames(const fs::path& store, const std::vector<BareRow>& rows) {
 
 void recordRows(const fs::path& folder) {
   std::vector<AnalyzedPhoto> photos;
+  photos.reserve(kRows);
   for (int number = 0; number < kRows; ++number) {
     photos.push_back(photoOf(number));
   }

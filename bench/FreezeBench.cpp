@@ -15,7 +15,7 @@ namespace vaultmere::bench {
 namespace {
 
 constexpr int kPictures = 200;
-constexpr int kRounds = 5;
+constexpr std::size_t kRounds = 7;
 
 void freezeCard(const fs::path& folder) {
   const fs::path sources = folder / "card";

@@ -19,7 +19,7 @@ namespace vaultmere::bench {
 namespace {
 
 constexpr std::size_t kSize = std::size_t{1} << 30;
-constexpr int kRounds = 7;
+constexpr std::size_t kRounds = 7;
 
 /// The last word that `openssl dgst -sha256 FILE` prints.
 std::string opensslHash(const fs::path& file) {

@@ -102,7 +102,7 @@ void freezeHugeVideo(const fs::path& folder) {
   const double ratio = added / kAllowedMiB;
   report({"memory added by freezing a sparse 4 GiB video", "allowance", Wanted::atMost, 1.0},
          fmt::format("{:.1f} MiB", added), fmt::format("{:.0f} MiB", kAllowedMiB),
-         {ratio, ratio, ratio});
+         {ratio, ratio, ratio, 1});
 }
 
 }  // namespace

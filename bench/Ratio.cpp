@@ -15,8 +15,8 @@ namespace {
 double secondsOf(const Side& side) {
   if (side.prepare) {
     side.prepare();
+    ::sync();
   }
-  ::sync();
   const auto start = std::chrono::steady_clock::now();
   side.run();
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -30,7 +30,7 @@ Spread spreadOf(std::vector<double> values) {
   const std::size_t middle = values.size() / 2;
   const double median =
       values.size() % 2 == 1 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
-  return {median, values.front(), values.back()};
+  return {median, values.front(), values.back(), values.size()};
 }
 
 Spread quotients(const std::vector<double>& over, const std::vector<double>& under) {
@@ -52,12 +52,15 @@ Spread Rounds::reference() const { return spreadOf(reference_); }
 Spread Rounds::timeRatio() const { return quotients(ours_, reference_); }
 Spread Rounds::speedRatio() const { return quotients(reference_, ours_); }
 
-Rounds measure(int rounds, const Side& ours, const Side& reference) {
+Rounds measure(std::size_t rounds, const Side& ours, const Side& reference) {
+  const auto end = std::chrono::steady_clock::now() + kPatience;
+  const auto patient = [&] { return std::chrono::steady_clock::now() < end; };
+  ::sync();
   secondsOf(ours);
   secondsOf(reference);
   Rounds measured;
-  for (int round = 0; round < rounds; ++round) {
-    if (round % 2 == 0) {
+  while (measured.count() < rounds && (measured.count() < kFewestRounds || patient())) {
+    if (measured.count() % 2 == 0) {
       const double first = secondsOf(ours);
       measured.add(first, secondsOf(reference));
     } else {
@@ -72,9 +75,12 @@ void report(const Claim& claim, const std::string& ours, const std::string& refe
             const Spread& ratio) {
   const bool atLeast = claim.wanted == Wanted::atLeast;
   const bool holds = atLeast ? ratio.median >= claim.bound : ratio.median <= claim.bound;
-  fmt::print("{}: ours {}, {} {}, ratio {:.2f} ({:.2f} to {:.2f}), wanted {} {:.2f}: {}\n",
-             claim.name, ours, claim.reference, reference, ratio.median, ratio.least, ratio.most,
-             atLeast ? "at least" : "at most", claim.bound, holds ? "ok" : "BELOW");
+  const std::string extremes = ratio.rounds > 1 ? fmt::format(" ({:.2f} to {:.2f} in {} rounds)",
+                                                              ratio.least, ratio.most, ratio.rounds)
+                                                : "";
+  fmt::print("{}: ours {}, {} {}, ratio {:.2f}{}, wanted {} {:.2f}: {}\n", claim.name, ours,
+             claim.reference, reference, ratio.median, extremes, atLeast ? "at least" : "at most",
+             claim.bound, holds ? "ok" : "BELOW");
   std::fflush(stdout);
 }
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <chrono>
+#include <cstddef>
 #include <functional>
 #include <string>
 #include <vector>
@@ -21,6 +23,7 @@ struct Spread {
   double median = 0;
   double least = 0;
   double most = 0;
+  std::size_t rounds = 1;
 };
 
 /// The wall times of the rounds, in seconds.
@@ -36,15 +39,22 @@ class Rounds {
   /// The reference's time over ours: the ratio of the two speeds.
   [[nodiscard]] Spread speedRatio() const;
 
+  [[nodiscard]] std::size_t count() const { return ours_.size(); }
+
  private:
   std::vector<double> ours_;
   std::vector<double> reference_;
 };
 
 /// Runs ours and the reference by turns, once each unrecorded and then `rounds`
-/// times; who goes first changes from round to round. Every run starts with
-/// nothing left for the system to write.
-[[nodiscard]] Rounds measure(int rounds, const Side& ours, const Side& reference);
+/// times, or on a slow machine fewer times, see `kPatience`; who goes first
+/// changes from round to round. Starts with nothing left for the system to
+/// write, and so does each run that something is prepared for.
+[[nodiscard]] Rounds measure(std::size_t rounds, const Side& ours, const Side& reference);
+
+/// Past this no further round starts, if there have been `kFewestRounds`.
+inline constexpr std::chrono::seconds kPatience{120};
+inline constexpr std::size_t kFewestRounds = 3;
 
 enum class Wanted { atLeast, atMost };
 
@@ -55,8 +65,8 @@ struct Claim {
   double bound = 0;  ///< of the ratio
 };
 
-/// Prints the line of one claim: name, ours, reference, ratio, bound, and "ok"
-/// or "BELOW" as its last word. The values come with their units.
+/// Prints the line of one claim: name, ours, reference, ratio with its extremes,
+/// bound, and "ok" or "BELOW" as its last word. The values come with their units.
 void report(const Claim& claim, const std::string& ours, const std::string& reference,
             const Spread& ratio);
 
