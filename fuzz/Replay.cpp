@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <vector>
+
+// Stands in for the fuzzer where there is none: runs its target over the files
+// of the folders that it is given. What was once found stays found.
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
+
+int main(int count, char** arguments) {
+  int files = 0;
+  for (int i = 1; i < count; ++i) {
+    for (const auto& entry : std::filesystem::directory_iterator(arguments[i])) {
+      std::ifstream in(entry.path(), std::ios::binary);
+      const std::vector<char> bytes{std::istreambuf_iterator<char>(in), {}};
+      LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
+      ++files;
+    }
+  }
+  std::printf("%d files\n", files);
+  return files > 0 ? 0 : 1;
+}

@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+
+#include "gallery/Authentication.h"
+#include "gallery/HttpRequest.h"
+#include "gallery/HttpRequestParser.h"
+#include "gallery/Route.h"
+#include "platform/Text.h"
+
+// All that is done with the bytes of a client that nobody knows: gathering the
+// head, asking for the password, reading the first line, finding the route.
+
+namespace {
+
+using namespace vaultmere;
+using Result = HttpRequestParser::Result;
+
+void require(bool holds) {
+  if (!holds) {
+    std::abort();
+  }
+}
+
+struct Gathered {
+  Result result = Result::needMore;
+  std::string head;
+  bool operator==(const Gathered&) const = default;
+};
+
+Gathered gather(std::string_view bytes, std::size_t piece) {
+  HttpRequestParser parser;
+  Gathered gathered;
+  while (!bytes.empty() && gathered.result == Result::needMore) {
+    gathered.result = parser.feed(bytes.substr(0, piece));
+    bytes.remove_prefix(std::min(piece, bytes.size()));
+  }
+  if (gathered.result == Result::complete) {
+    gathered.head = parser.takeHead();
+  }
+  return gathered;
+}
+
+void read(const std::string& head) {
+  require(isAuthorised(head, ""));
+  (void)isAuthorised(head, "p\xc3\xa4ss");
+  (void)announcesBody(head);
+  const auto request = parseRequest(head);
+  if (!request) {
+    return;
+  }
+  require(validUtf8(request->path) == request->path);
+  for (const auto& [key, value] : request->query) {
+    require(!key.empty() && validUtf8(key) == key && validUtf8(value) == value);
+  }
+  const Route route = routeOf(request->path);
+  require(route.id.empty() || request->path.ends_with(route.id));
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::string_view bytes(reinterpret_cast<const char*>(data), size);
+  const Gathered whole = gather(bytes, bytes.size());
+  require(gather(bytes, 1) == whole && gather(bytes, 7) == whole);
+  const auto end = bytes.find("\r\n\r\n");
+  if (size < HttpRequestParser::kHeadLimit) {
+    require((end != std::string_view::npos) == (whole.result == Result::complete));
+  }
+  if (whole.result == Result::complete) {
+    require(whole.head == bytes.substr(0, end));
+    read(whole.head);
+  }
+  read(std::string(bytes));
+  return 0;
+}

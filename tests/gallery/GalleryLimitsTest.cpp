@@ -1,0 +1,223 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <sys/resource.h>
+
+#include <future>
+#include <latch>
+#include <vector>
+
+#include "gallery/DescriptorLimit.h"
+#include "tests/gallery/GalleryFixture.h"
+
+namespace vaultmere {
+namespace {
+
+class GalleryLimitsTest : public GalleryFixture {
+ protected:
+  /// Clients that have sent a part of a head, one after the other. `size` is
+  /// small enough that all of it is under way at once.
+  std::vector<GalleryClient> unfinished(int count, std::size_t size) {
+    std::vector<GalleryClient> clients;
+    for (int i = 0; i < count; ++i) {
+      clients.push_back(connect());
+      clients.back().send("GET /config.js HTTP/1.1\r\nA: " + std::string(size, 'a'));
+      settle();
+    }
+    return clients;
+  }
+};
+
+TEST_F(GalleryLimitsTest, PastTheBudgetOfHeadsTheSilentLongestGoes) {
+  GalleryServer::Options options;
+  options.headBytes = 200'000;
+  serve(options);
+  GalleryClient talkative = std::move(unfinished(1, 20'000).front());
+  std::vector<GalleryClient> silent;
+  for (int i = 0; i < 20; ++i) {
+    silent.push_back(std::move(unfinished(1, 20'000).front()));
+    talkative.send("more");
+    settle();
+  }
+  EXPECT_TRUE(silent.front().isDropped());
+  for (GalleryClient* client : {&talkative, &silent.back()}) {
+    client->send("\r\n\r\n");
+    EXPECT_TRUE(client->receiveAll().starts_with("HTTP/1.1 200 "));
+  }
+}
+
+TEST_F(GalleryLimitsTest, AThousandEndlessHeadsStayWithinTheBudget) {
+  GalleryServer::Options options;
+  options.headBytes = 4'000'000;
+  serve(options);
+  std::vector<GalleryClient> clients;
+  const std::string piece = "GET /config.js HTTP/1.1\r\nA: " + std::string(100'000, 'a');
+  for (int i = 0; i < 1000; ++i) {
+    clients.push_back(connect());
+    clients.back().send(piece);
+  }
+  settle();
+  int answered = 0;
+  for (GalleryClient& client : clients) {
+    client.send("\r\n\r\n");
+    answered += client.receiveAll().starts_with("HTTP/1.1 200 ") ? 1 : 0;
+  }
+  EXPECT_GE(answered, 10);
+  EXPECT_LE(answered, 40);
+}
+
+TEST_F(GalleryLimitsTest, PastTheLastDescriptorTheSilentLongestGoes) {
+  GalleryServer::Options options;
+  options.descriptors = 20;
+  serve(options);
+  auto clients = unfinished(30, 10);
+  for (std::size_t i = 0; i < 10; ++i) {
+    EXPECT_TRUE(clients[i].isDropped()) << i;
+  }
+  clients.back().send("\r\n\r\n");
+  EXPECT_TRUE(clients.back().receiveAll().starts_with("HTTP/1.1 200 "));
+}
+
+TEST_F(GalleryLimitsTest, ClientsThatDontTakeTheirAnswersAreBounded) {
+  GalleryServer::Options options;
+  options.answerBytes = 20'000'000;
+  content_->large = 9'000'000;
+  serve(options);
+  std::vector<GalleryClient> clients;
+  for (int i = 0; i < 4; ++i) {
+    clients.push_back(connect(4096));
+    clients.back().send("GET /api/geo HTTP/1.1\r\n\r\n");
+    EXPECT_EQ(clients.back().receive(10).size(), 10U);
+  }
+  EXPECT_LT(clients[0].receiveAll().size(), content_->large);
+  EXPECT_GT(clients[3].receiveAll().size(), content_->large);
+}
+
+TEST_F(GalleryLimitsTest, FiveThousandSilentClientsDisturbNobody) {
+  const std::size_t granted = raiseDescriptorLimit();
+  serve();
+  // Both ends are in this process.
+  const std::size_t count = std::min<std::size_t>(5000, granted / 2 - 50);
+  std::vector<GalleryClient> silent;
+  for (std::size_t i = 0; i < count; ++i) {
+    silent.push_back(connect());
+  }
+  settle();
+  silent.front().send("GET /config.js HTTP/1.1\r\n\r\n");
+  EXPECT_TRUE(silent.front().receiveAll().starts_with("HTTP/1.1 200 "));
+}
+
+TEST_F(GalleryLimitsTest, TheArchiveKeepsDescriptorsOfItsOwn) {
+  const std::size_t granted = raiseDescriptorLimit();
+  rlimit limit{};
+  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
+  EXPECT_LE(granted + kOwnDescriptors, std::max<rlim_t>(limit.rlim_cur, 320));
+}
+
+// MARK: Starting and stopping
+
+TEST_F(GalleryLimitsTest, APortThatIsTakenOrNoneIsReported) {
+  serve();
+  GalleryServer second(content_, pool_, {});
+  struct {
+    int port;
+    ServerError::Kind kind;
+    const char* text;
+  } const cases[] = {
+      {server_->port(), ServerError::Kind::unavailable, "Address already in use"},
+      {-1, ServerError::Kind::badPort, "-1 is not a port"},
+      {65536, ServerError::Kind::badPort, "65536 is not a port"},
+  };
+  for (const auto& c : cases) {
+    try {
+      second.start(c.port, "");
+      ADD_FAILURE() << c.port;
+    } catch (const ServerError& error) {
+      EXPECT_EQ(error.kind(), c.kind) << c.port;
+      EXPECT_NE(std::string(error.what()).find(c.text), std::string::npos) << error.what();
+    }
+    EXPECT_EQ(second.port(), 0);
+  }
+  const std::uint16_t port = server_->port();
+  server_->stop();
+  second.start(port, "");
+  EXPECT_EQ(second.port(), port);
+}
+
+TEST_F(GalleryLimitsTest, OpenConnectionsOutliveStopAndRestart) {
+  serve();
+  GalleryClient stopped = connect();
+  stopped.send("GET /config.js HTTP/1.1\r\n");
+  settle();
+  const std::uint16_t port = server_->port();
+  server_->stop();
+  EXPECT_EQ(server_->port(), 0);
+  EXPECT_THROW(GalleryClient{port}, std::system_error);
+  server_->start(port, "");
+  settle();
+  server_->start(0, "");
+  settle();
+  EXPECT_THROW(GalleryClient{port}, std::system_error);
+  stopped.send("\r\n");
+  EXPECT_TRUE(stopped.receiveAll().starts_with("HTTP/1.1 200 "));
+}
+
+TEST_F(GalleryLimitsTest, BothFamiliesAreServed) {
+  const int socket = ::socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  serve();
+  sockaddr_in6 address{};
+  address.sin6_family = AF_INET6;
+  address.sin6_addr = in6addr_loopback;
+  address.sin6_port = htons(server_->port());
+  const int result = ::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+  const int error = errno;
+  ::close(socket);
+  if (socket < 0 || (result != 0 && (error == EADDRNOTAVAIL || error == ENETUNREACH))) {
+    GTEST_SKIP() << "no IPv6 here";
+  }
+  EXPECT_EQ(result, 0) << error;
+}
+
+TEST_F(GalleryLimitsTest, AServerThatGoesDoesntWaitForItsQueries) {
+  std::latch asked(1);
+  std::latch gone(1);
+  content_->onPhotos = [&] {
+    asked.count_down();
+    gone.wait();
+  };
+  serve();
+  GalleryClient waiting = connect();
+  waiting.send("GET /api/photos HTTP/1.1\r\n\r\n");
+  asked.wait();
+  server_.reset();
+  EXPECT_TRUE(waiting.isDropped());
+  gone.count_down();
+  pool_.join();
+}
+
+TEST_F(GalleryLimitsTest, SlowQueriesLeaveThePoolAndThePicturesAlone) {
+  std::latch release(1);
+  std::atomic<int> running = 0;
+  content_->onPhotos = [&] {
+    ++running;
+    release.wait();
+  };
+  writeText(folder_ / "p", "a picture");
+  serve();
+  std::vector<GalleryClient> clients;
+  for (int i = 0; i < 10; ++i) {
+    clients.push_back(connect());
+    clients.back().send("GET /api/photos HTTP/1.1\r\n\r\n");
+  }
+  settle();
+  EXPECT_EQ(ask("/img/p"), picture("image/png", "a picture"));
+  std::promise<void> ran;
+  pool_.post([&] { ran.set_value(); });
+  ran.get_future().wait();
+  EXPECT_LE(running, 2);
+  release.count_down();
+  for (GalleryClient& client : clients) {
+    EXPECT_EQ(client.receiveAll(), json(""));
+  }
+}
+
+}  // namespace
+}  // namespace vaultmere

@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <gtest/gtest.h>
+
+#include "gallery/StatsCache.h"
+
+namespace vaultmere {
+namespace {
+
+using namespace std::chrono_literals;
+
+/// A cache whose clock and whose work are the test's.
+class StatsCacheTest : public testing::Test {
+ protected:
+  void ask() {
+    cache_->get([this](const StatsCache::Bytes& bytes) { answers_.push_back(*bytes); });
+  }
+
+  void work() {
+    for (const auto& task : std::exchange(tasks_, {})) {
+      task();
+    }
+  }
+
+  std::chrono::steady_clock::time_point now_{1h};
+  int computed_ = 0;
+  std::vector<std::function<void()>> tasks_;
+  std::vector<std::string> answers_;
+  const std::shared_ptr<StatsCache> cache_ = std::make_shared<StatsCache>(
+      [this] { return "stats " + std::to_string(++computed_); },
+      [this](std::function<void()> task) { tasks_.push_back(std::move(task)); },
+      [this] { return now_; });
+};
+
+TEST_F(StatsCacheTest, ComputesOnceHoweverManyAsk) {
+  for (int i = 0; i < 100; ++i) {
+    ask();
+  }
+  EXPECT_EQ(answers_.size(), 0U);
+  EXPECT_EQ(tasks_.size(), 1U);
+  work();
+  EXPECT_EQ(answers_, std::vector<std::string>(100, "stats 1"));
+}
+
+TEST_F(StatsCacheTest, KeepsTheDocumentForThirtySeconds) {
+  ask();
+  now_ += 10s;  // the age counts from the end of the work
+  work();
+  now_ += 30s - 1ns;
+  ask();
+  EXPECT_EQ(answers_.back(), "stats 1");
+  EXPECT_EQ(answers_.size(), 2U);
+  now_ += 1ns;
+  ask();
+  EXPECT_EQ(answers_.size(), 2U);
+  work();
+  EXPECT_EQ(answers_.back(), "stats 2");
+}
+
+TEST_F(StatsCacheTest, WhoeverAsksOnAnAnswerIsServedToo) {
+  cache_->get([this](const StatsCache::Bytes&) { ask(); });
+  work();
+  EXPECT_EQ(answers_, std::vector<std::string>{"stats 1"});
+}
+
+}  // namespace
+}  // namespace vaultmere
