@@ -46,18 +46,6 @@ PhotoBrowserModel::~PhotoBrowserModel() {
   facetStop_.request_stop();
 }
 
-template <typename Operation>
-auto PhotoBrowserModel::hop(Operation operation) {
-  return [&main = main_, weak = std::weak_ptr<bool>(alive_),
-          operation = std::move(operation)](auto value) {
-    main.post([weak, operation, value = std::move(value)] {
-      if (weak.lock()) {
-        operation(value);
-      }
-    });
-  };
-}
-
 void PhotoBrowserModel::setFilter(const PhotoFilter& filter) {
   if (filter != filter_) {
     filter_ = filter;
@@ -97,7 +85,7 @@ void PhotoBrowserModel::loadNextPage() {
   }
   loading_ = true;
   ++revision_;
-  auto show = hop([this, load = ++load_](const Page& page) {
+  auto show = hop_([this, load = ++load_](const Page& page) {
     if (load == load_) {
       showPage(page);
     }
@@ -154,7 +142,7 @@ void PhotoBrowserModel::showPage(const Page& page) {
 void PhotoBrowserModel::reloadFacets() {
   facetStop_.request_stop();
   facetStop_ = std::stop_source();
-  auto show = hop([this, stop = facetStop_.get_token()](const FacetSet& facets) {
+  auto show = hop_([this, stop = facetStop_.get_token()](const FacetSet& facets) {
     if (!stop.stop_requested()) {
       facets_ = facets;
       changed_.emit();
@@ -179,7 +167,7 @@ void PhotoBrowserModel::poll() {
     return;
   }
   polling_ = true;
-  auto show = hop([this, revision = revision_](const std::optional<Count>& count) {
+  auto show = hop_([this, revision = revision_](const std::optional<Count>& count) {
     polling_ = false;
     if (count && revision == revision_) {
       showCount(*count);
@@ -236,7 +224,7 @@ void PhotoBrowserModel::dropRow(const std::string& id) {
 }
 
 void PhotoBrowserModel::refresh(const std::vector<std::string>& ids) {
-  auto show = hop([this, ids](const std::optional<std::vector<Photo>>& rows) {
+  auto show = hop_([this, ids](const std::optional<std::vector<Photo>>& rows) {
     if (rows) {
       showRefreshed(ids, *rows);
     }

@@ -14,6 +14,7 @@
 #include "catalog/PhotoFilter.h"
 #include "catalog/PhotoQueries.h"
 #include "catalog/VaultmereCatalog.h"
+#include "platform/Hop.h"
 #include "platform/MainThread.h"
 
 namespace vaultmere {
@@ -79,15 +80,11 @@ class PhotoBrowserModel {
   void showCount(const Count& count);
   void showRefreshed(const std::vector<std::string>& ids, const std::vector<Photo>& rows);
   void dropRow(const std::string& id);
-  /// Wraps a main-thread operation for a worker: posts it, and drops it when
-  /// this model is gone by then.
-  template <typename Operation>
-  auto hop(Operation operation);
 
   MainThread& main_;
   const std::shared_ptr<CatalogContext> listContext_;
   const std::shared_ptr<CatalogContext> facetContext_;
-  const std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+  const Hop hop_{main_};
   sigc::signal<void()> changed_;
 
   PhotoFilter filter_;

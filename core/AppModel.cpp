@@ -106,18 +106,6 @@ AppModel::AppModel(Options options)
 
 AppModel::~AppModel() { shutDown(); }
 
-template <typename Operation>
-auto AppModel::hop(Operation operation) {
-  return [&main = options_.main, weak = std::weak_ptr<bool>(alive_),
-          operation = std::move(operation)](auto&&... values) {
-    main.post([weak, operation, ... values = std::decay_t<decltype(values)>(values)] {
-      if (weak.lock()) {
-        operation(values...);
-      }
-    });
-  };
-}
-
 void AppModel::startCatalog() {
   try {
     catalog_ = std::make_shared<VaultmereCatalog>(
@@ -208,12 +196,12 @@ void AppModel::importDropped(std::vector<std::filesystem::path> locations) {
   stopWarming();
   const std::stop_token stop = importStop_.get_token();
   coordinator_->ingestDropped(std::move(locations), settings_.deleteSourceAfterIntake(), stop,
-                              {hop([this] {
+                              {hop_([this] {
                                  lastImport_.reset();
                                  intakeStatus_ = "Scanning…";
                                  beginImport(ImportSource::drop);
                                }),
-                               hop([this](const BatchProgress& progress) {
+                               hop_([this](const BatchProgress& progress) {
                                  intakeStatus_ = progress.total == 0 ? "Nothing to import"
                                                  : progress.done == progress.total
                                                      ? "Finishing…"
@@ -221,7 +209,7 @@ void AppModel::importDropped(std::vector<std::filesystem::path> locations) {
                                                                    progress.done, progress.total);
                                  showProgress(progress);
                                })},
-                              hop([this, stop](const IngestCoordinator::BatchResult& batch) {
+                              hop_([this, stop](const IngestCoordinator::BatchResult& batch) {
                                 finishImport(batch, stop.stop_requested() ? "Stopped" : "Imported");
                               }));
 }
@@ -232,9 +220,9 @@ bool AppModel::drainInbox(const std::filesystem::path& folder, InboxDoor::Done d
   }
   coordinator_->drainInbox(
       folder, watchStop_.get_token(),
-      {hop([this] { beginImport(ImportSource::watch); }),
-       hop([this](const BatchProgress& progress) { showProgress(progress); })},
-      hop([this, done = std::move(done)](const IngestCoordinator::BatchResult& batch) {
+      {hop_([this] { beginImport(ImportSource::watch); }),
+       hop_([this](const BatchProgress& progress) { showProgress(progress); })},
+      hop_([this, done = std::move(done)](const IngestCoordinator::BatchResult& batch) {
         if (batch.results.empty()) {
           clearImport();
         } else {
@@ -304,7 +292,7 @@ void AppModel::refreshArchive() {
     return;
   }
   totalsRunning_ = true;
-  options_.pool.post([catalog = catalog_, show = hop([this](const ArchiveBreakdown& archive) {
+  options_.pool.post([catalog = catalog_, show = hop_([this](const ArchiveBreakdown& archive) {
                                             archive_ = archive;
                                             totalsRunning_ = false;
                                             if (std::exchange(totalsWanted_, false)) {
@@ -333,7 +321,7 @@ void AppModel::warmThumbnails() {
     return;
   }
   warming_ = std::make_shared<std::stop_source>();
-  warmer.run(thumbnails_, warming_->get_token(), hop([this, run = warming_] {
+  warmer.run(thumbnails_, warming_->get_token(), hop_([this, run = warming_] {
                if (warming_ == run) {
                  warming_.reset();
                }

@@ -24,6 +24,7 @@
 #include "intake/IngestCoordinator.h"
 #include "platform/DefaultsStore.h"
 #include "platform/Folders.h"
+#include "platform/Hop.h"
 #include "platform/MainThread.h"
 #include "platform/Notifications.h"
 #include "platform/ThreadPool.h"
@@ -125,14 +126,10 @@ class AppModel {
   void refreshArchive();
   void warmThumbnails();
   void stopWarming();
-  /// Wraps a main-thread operation for a worker: posts it, and drops it when
-  /// this model is gone by then.
-  template <typename Operation>
-  auto hop(Operation operation);
 
   const Options options_;
   sigc::signal<void()> changed_;
-  const std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+  const Hop hop_{options_.main};
   DefaultsStore defaults_;
   SettingsStore settings_;
   const std::shared_ptr<SpaceGate> gate_ = std::make_shared<SpaceGate>();

@@ -7,7 +7,7 @@
 namespace vaultmere {
 
 InboxDoor::InboxDoor(MainThread& main, ThreadPool& pool, Drain drain)
-    : main_(main), pool_(pool), drain_(std::move(drain)) {}
+    : main_(main), pool_(pool), drain_(std::move(drain)), hop_(main) {}
 
 void InboxDoor::watch(const std::optional<Bookmark>& inbox) {
   if (inbox == inbox_) {
@@ -18,19 +18,14 @@ void InboxDoor::watch(const std::optional<Bookmark>& inbox) {
   redrain_.stop();
   isPassing_ = false;
   wantsPass_ = false;
-  alive_ = std::make_shared<bool>(true);
+  hop_.forget();
   if (!inbox) {
     return;
   }
   // Finding the folder may touch a drive that doesn't answer.
-  pool_.post([this, &main = main_, bookmark = *inbox, weak = std::weak_ptr<bool>(alive_)] {
-    const std::filesystem::path folder = bookmark.resolve().value_or(bookmark.path);
-    main.post([this, weak, folder] {
-      if (weak.lock()) {
-        open(folder);
-      }
-    });
-  });
+  pool_.post([bookmark = *inbox, found = hop_([this](const std::filesystem::path& folder) {
+                                   open(folder);
+                                 })] { found(bookmark.resolve().value_or(bookmark.path)); });
 }
 
 void InboxDoor::open(const std::filesystem::path& folder) {
@@ -46,12 +41,8 @@ void InboxDoor::pass() {
     wantsPass_ = true;
     return;
   }
-  isPassing_ = drain_(watcher_->path(), [this, weak = std::weak_ptr<bool>(alive_)](
-                                            const IngestCoordinator::BatchResult& batch) {
-    if (weak.lock()) {
-      passed(batch);
-    }
-  });
+  isPassing_ = drain_(watcher_->path(),
+                      hop_([this](const IngestCoordinator::BatchResult& batch) { passed(batch); }));
 }
 
 void InboxDoor::passed(const IngestCoordinator::BatchResult& batch) {

@@ -10,6 +10,7 @@
 #include "intake/InboxWatcher.h"
 #include "intake/IngestCoordinator.h"
 #include "platform/Bookmark.h"
+#include "platform/Hop.h"
 #include "platform/MainThread.h"
 #include "platform/ThreadPool.h"
 
@@ -27,8 +28,8 @@ class InboxDoor {
   static constexpr std::chrono::seconds kLongestPause{300};
 
   using Done = std::function<void(const IngestCoordinator::BatchResult&)>;
-  /// Drains a folder; calls `Done` on the main thread. False when there is
-  /// nobody to do it, and then `Done` isn't called.
+  /// Drains a folder; calls `Done` on any thread. False when there is nobody to
+  /// do it, and then `Done` isn't called.
   using Drain = std::function<bool(const std::filesystem::path& folder, Done done)>;
 
   InboxDoor(MainThread& main, ThreadPool& pool, Drain drain);
@@ -50,7 +51,7 @@ class InboxDoor {
   ThreadPool& pool_;
   const Drain drain_;
   std::optional<Bookmark> inbox_;
-  std::shared_ptr<bool> alive_;  ///< replaced with the folder: answers about another are dropped
+  Hop hop_;  ///< forgets with the folder: answers about another are dropped
   std::unique_ptr<InboxWatcher> watcher_;
   bool isPassing_ = false;
   bool wantsPass_ = false;

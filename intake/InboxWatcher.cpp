@@ -9,11 +9,6 @@
 
 namespace vaultmere {
 
-/// What posts from other threads reach the watcher through; gone when stopped.
-struct InboxWatcher::Link {
-  InboxWatcher& watcher;
-};
-
 std::uint64_t listingFingerprint(const fs::path& folder) {
   std::uint64_t sum = 0;
   try {
@@ -39,22 +34,14 @@ InboxWatcher::~InboxWatcher() { stop(); }
 
 void InboxWatcher::start() {
   stop();
-  link_ = std::make_shared<Link>(Link{*this});
-  notifier_ =
-      std::make_unique<FolderNotifier>(path_, [&main = main_, weak = std::weak_ptr<Link>(link_)] {
-        main.post([weak] {
-          if (const auto link = weak.lock()) {
-            link->watcher.noticed();
-          }
-        });
-      });
+  notifier_ = std::make_unique<FolderNotifier>(path_, hop_([this] { noticed(); }));
   poll_ = main_.every(kPollInterval, [this] { lookAtListing(); });
   lookAtListing();
   noticed();
 }
 
 void InboxWatcher::stop() {
-  link_.reset();
+  hop_.forget();
   notifier_.reset();
   poll_.stop();
   coalescing_.stop();
@@ -82,22 +69,15 @@ void InboxWatcher::lookAtListing() {
   if (std::exchange(isLooking_, true)) {
     return;  // the last look hangs
   }
-  pool_.post([&main = main_, path = path_, weak = std::weak_ptr<Link>(link_)] {
-    const std::uint64_t listing = listingFingerprint(path);
-    main.post([weak, listing] {
-      const auto link = weak.lock();
-      if (!link) {
-        return;
-      }
-      InboxWatcher& self = link->watcher;
-      self.isLooking_ = false;
-      // The first look is what later ones are compared with.
-      const auto before = std::exchange(self.listing_, listing);
-      if (before && before != listing) {
-        self.noticed();
-      }
-    });
+  auto compare = hop_([this](std::uint64_t listing) {
+    isLooking_ = false;
+    // The first look is what later ones are compared with.
+    const auto before = std::exchange(listing_, listing);
+    if (before && before != listing) {
+      noticed();
+    }
   });
+  pool_.post([path = path_, compare = std::move(compare)] { compare(listingFingerprint(path)); });
 }
 
 }  // namespace vaultmere

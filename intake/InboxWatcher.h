@@ -9,6 +9,7 @@
 #include <optional>
 
 #include "platform/FolderNotifier.h"
+#include "platform/Hop.h"
 #include "platform/MainThread.h"
 #include "platform/ThreadPool.h"
 
@@ -41,7 +42,6 @@ class InboxWatcher {
   [[nodiscard]] const std::filesystem::path& path() const { return path_; }
 
  private:
-  struct Link;
   void noticed();
   void lookAtListing();
 
@@ -49,7 +49,7 @@ class InboxWatcher {
   ThreadPool& pool_;
   const std::filesystem::path path_;
   const std::function<void()> onChange_;
-  std::shared_ptr<Link> link_;  ///< null while stopped
+  Hop hop_{main_};
   std::unique_ptr<FolderNotifier> notifier_;
   Timer poll_;
   Timer coalescing_;

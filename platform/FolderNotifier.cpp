@@ -83,15 +83,14 @@ struct FolderNotifier::State {
   }
 
   void run() {
-    tryToWatch();
-    while (!isStopped()) {
-      std::array<pollfd, 2> waits{{{inotify, POLLIN, 0}, {wake, POLLIN, 0}}};
-      ::poll(waits.data(), waits.size(), watch < 0 ? kRetryMilliseconds : -1);
-      const bool changed = takeEvents();
-      const bool cameBack = watch < 0 && tryToWatch();
-      if (changed || cameBack) {
+    for (bool changed = false; !isStopped(); changed = takeEvents()) {
+      // What came before the watch had begun is told of by its beginning.
+      const bool began = watch < 0 && tryToWatch();
+      if (changed || began) {
         tell();
       }
+      std::array<pollfd, 2> waits{{{inotify, POLLIN, 0}, {wake, POLLIN, 0}}};
+      ::poll(waits.data(), waits.size(), watch < 0 ? kRetryMilliseconds : -1);
     }
   }
 

@@ -15,8 +15,9 @@ namespace vaultmere {
 /// doesn't know.
 class FolderNotifier {
  public:
-  /// `onEvent` comes once for each burst that the kernel hands over, and never
-  /// again once the destructor has returned.
+  /// `onEvent` comes once when the watch has begun, then once for each burst
+  /// that the kernel hands over, and never again once the destructor has
+  /// returned.
   FolderNotifier(const std::filesystem::path& folder, std::function<void()> onEvent);
   /// Waits for a running `onEvent`, never for the file system.
   ~FolderNotifier();

@@ -30,19 +30,25 @@ TimePoint ManualMainThread::now() const {
   return now_;
 }
 
-void ManualMainThread::runPosted() {
-  for (;;) {
+bool ManualMainThread::runPosted() {
+  for (bool ran = false;; ran = true) {
     Task task;
     {
       const std::lock_guard lock(mutex_);
       if (posted_.empty()) {
-        return;
+        return ran;
       }
       task = std::move(posted_.front());
       posted_.pop_front();
     }
     task();
   }
+}
+
+void ManualMainThread::settle(ThreadPool& pool) {
+  do {
+    pool.waitUntilIdle();
+  } while (runPosted());
 }
 
 void ManualMainThread::advance(Duration time) {

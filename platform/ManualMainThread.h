@@ -7,6 +7,7 @@
 #include <mutex>
 
 #include "platform/MainThread.h"
+#include "platform/ThreadPool.h"
 
 namespace vaultmere {
 
@@ -21,8 +22,12 @@ class ManualMainThread final : public MainThread {
   [[nodiscard]] Timer every(Duration interval, Task task) override;
   [[nodiscard]] TimePoint now() const override;
 
-  /// Runs what has been posted, including what that posts.
-  void runPosted();
+  /// Runs what has been posted, including what that posts. Returns whether
+  /// there was anything.
+  bool runPosted();
+  /// Runs posted tasks until neither they nor the pool's have anything left to
+  /// do but what waits for time.
+  void settle(ThreadPool& pool);
   /// Lets virtual time pass: due timers fire in order, each at its own moment,
   /// with what is posted run in between.
   void advance(Duration time);

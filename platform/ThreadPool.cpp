@@ -5,6 +5,8 @@
 
 #include <asio/post.hpp>
 #include <asio/thread_pool.hpp>
+#include <condition_variable>
+#include <mutex>
 #include <thread>
 
 namespace vaultmere {
@@ -20,6 +22,10 @@ unsigned activeProcessors() {
 
 struct ThreadPool::Threads {
   explicit Threads(unsigned count) : pool(count) {}
+
+  std::mutex mutex;  // guards the next two
+  std::size_t unfinished = 0;
+  std::condition_variable idle;
   asio::thread_pool pool;
 };
 
@@ -27,7 +33,25 @@ ThreadPool::ThreadPool(unsigned threads) : threads_(std::make_unique<Threads>(th
 
 ThreadPool::~ThreadPool() { join(); }
 
-void ThreadPool::post(std::function<void()> task) { asio::post(threads_->pool, std::move(task)); }
+void ThreadPool::post(std::function<void()> task) {
+  {
+    const std::lock_guard lock(threads_->mutex);
+    ++threads_->unfinished;
+  }
+  asio::post(threads_->pool, [&threads = *threads_, task = std::move(task)]() mutable {
+    task();
+    task = nullptr;  // what it holds may post when it goes
+    const std::lock_guard lock(threads.mutex);
+    if (--threads.unfinished == 0) {
+      threads.idle.notify_all();
+    }
+  });
+}
+
+void ThreadPool::waitUntilIdle() {
+  std::unique_lock lock(threads_->mutex);
+  threads_->idle.wait(lock, [&] { return threads_->unfinished == 0; });
+}
 
 void ThreadPool::join() { threads_->pool.join(); }
 

@@ -20,6 +20,9 @@ class ThreadPool {
   ThreadPool& operator=(const ThreadPool&) = delete;
 
   void post(std::function<void()> task);
+  /// Waits until every posted task, also those that tasks post, has ended. Not
+  /// to be called by a task.
+  void waitUntilIdle();
   /// Waits until every posted task, also those that tasks post, has ended.
   /// Nothing may be posted from outside afterwards.
   void join();

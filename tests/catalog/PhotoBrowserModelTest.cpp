@@ -39,13 +39,7 @@ class PhotoBrowserModelTest : public testing::Test {
   }
 
   /// Everything that was asked for has been answered.
-  void settle() {
-    for (int round = 0; round < 4; ++round) {  // what waits in a queue comes in a later round
-      bool done = false;
-      pool_.post([&] { main_.post([&] { done = true; }); });
-      ASSERT_TRUE(main_.runUntil([&] { return done; }));
-    }
-  }
+  void settle() { main_.settle(pool_); }
 
   void poll() {
     main_.advance(PhotoBrowserModel::kPollInterval);
@@ -95,8 +89,8 @@ class PhotoBrowserModelTest : public testing::Test {
   }
 
   TemporaryFolder folder_;
-  ThreadPool pool_{1};
   ManualMainThread main_{TimePoint()};
+  ThreadPool pool_{1};
   VaultmereCatalog catalog_{{folder_.path(), nullptr, [](auto) {}}, pool_};
   int imported_ = 0;
   std::unique_ptr<PhotoBrowserModel> model_;

@@ -1,58 +1,22 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "core/AppModel.h"
-#include "platform/ManualMainThread.h"
-#include "tests/intake/Archive.h"
+#include <future>
+
+#include "tests/core/Program.h"
+#include "tests/support/FaultPlan.h"
 #include "tests/support/LogCapture.h"
 
 namespace vaultmere {
 namespace {
 
-/// The whole program but its window, on a clock that a test turns.
-class AppModelTest : public testing::Test {
+class AppModelTest : public Program {
  protected:
-  ~AppModelTest() override {
-    if (model_) {
-      model_->shutDown();
-    }
-    archive_.pool.join();
-  }
-
-  AppModel& start(HookVariables hooks = {}) {
-    DestinationSurroundings surroundings;
-    surroundings.watchMounts = false;
-    model_ =
-        std::make_unique<AppModel>(AppModel::Options{main_,
-                                                     archive_.pool,
-                                                     {archive_.data(), archive_.folder / "config"},
-                                                     std::move(hooks),
-                                                     [](const std::string&, const std::string&) {},
-                                                     nullptr,
-                                                     [](std::chrono::milliseconds) {},
-                                                     surroundings});
-    return *model_;
-  }
-
-  AppModel& startWithDestination() {
-    AppModel& model = start();
-    model.settings().setMarginGB(0);
-    model.settings().setDestinationRoot(archive_.root());
-    EXPECT_TRUE(main_.runUntil([&] { return model.destination().isOnline(); }));
-    return model;
-  }
-
   /// Drops and waits for the end; gives the summary.
   std::string drop(const std::vector<fs::path>& locations) {
-    bool began = false;
-    const auto connection = model_->changed().connect([&] { began |= model_->isImporting(); });
     model_->importDropped(locations);
-    EXPECT_TRUE(main_.runUntil([&] { return began && !model_->isImporting(); }));
-    sigc::connection(connection).disconnect();
+    settle();
+    EXPECT_FALSE(model_->isImporting());
     return model_->intakeStatus();
   }
-
-  Archive archive_;
-  ManualMainThread main_{parseCatalogDate("2030-01-01T00:00:00Z")->moment()};
-  std::unique_ptr<AppModel> model_;
 };
 
 TEST_F(AppModelTest, RefusesDropsInWords) {
@@ -63,9 +27,7 @@ TEST_F(AppModelTest, RefusesDropsInWords) {
   model.settings().setDestinationRoot(archive_.root());
   fs::remove(archive_.root());
   model.destination().refresh();
-  EXPECT_TRUE(main_.runUntil([&] {
-    return std::holds_alternative<DestinationMonitor::Offline>(model.destination().status());
-  }));
+  settle();
   model.importDropped({archive_.sources()});
   EXPECT_EQ(model.intakeStatus(), "Destination offline — reconnect it to import.");
 }
@@ -82,7 +44,7 @@ TEST_F(AppModelTest, SaysWhatBecameOfADrop) {
   EXPECT_EQ(drop({archive_.sources()}), "Imported: 3 new, 1 duplicate, 2 junk");
   EXPECT_EQ(model.lastImport(), (ImportStats{3, 1, 0, 0, 2}));
   EXPECT_FALSE(model.liveImport());
-  EXPECT_TRUE(main_.runUntil([&] { return model.photoCount() == 4; }));
+  EXPECT_EQ(model.photoCount(), 4);
   EXPECT_EQ(model.archive(), (ArchiveBreakdown{4, 3, 1, 8, 7, 1}));
   EXPECT_EQ(drop({archive_.sources() / "a.txt"}), "Imported: 0 new, 1 junk");
   EXPECT_EQ(drop({archive_.root()}),
@@ -103,13 +65,18 @@ TEST_F(AppModelTest, StopEndsTheRunningAndTheWaitingDrops) {
   bool wasImporting = false;
   std::string firstSummary;
   model.changed().connect([&] {
-    if (model.importProcessed() == 2) {
-      model.cancelImport();
-    }
     if (wasImporting && !model.isImporting()) {
       firstSummary = ended++ == 0 ? model.intakeStatus() : firstSummary;
     }
     wasImporting = model.isImporting();
+  });
+  const FaultPlan stops = FaultPlan::doing("rename", 3, [&] {
+    std::promise<void> stopped;
+    main_.post([&] {
+      model.cancelImport();
+      stopped.set_value();
+    });
+    stopped.get_future().wait();
   });
   model.importDropped({archive_.sources() / "one"});
   model.importDropped({archive_.sources() / "two"});
@@ -126,7 +93,7 @@ TEST_F(AppModelTest, TheMarginSkipsWhatWouldNotFit) {
   const fs::path source = archive_.source("a.jpg", "a");
   model.settings().setMarginGB(9'000'000'000);
   model.settings().setDeleteSourceAfterIntake(true);
-  EXPECT_TRUE(main_.runUntil([&] { return model.destination().isOnline(); }));
+  settle();
   EXPECT_EQ(drop({source}), "Imported: 0 new, 1 skipped (no space)");
   EXPECT_TRUE(fs::exists(source));
 }
@@ -137,11 +104,8 @@ TEST_F(AppModelTest, ADestinationThatVanishesInTheMiddleCostsNothing) {
     archive_.source(std::to_string(i) + ".jpg", std::to_string(i));
   }
   model.settings().setDeleteSourceAfterIntake(true);
-  model.changed().connect([&] {
-    if (model.importProcessed() == 3) {
-      fs::rename(archive_.root(), archive_.folder / "unplugged");
-    }
-  });
+  const FaultPlan vanishes = FaultPlan::doing(
+      "rename", 3, [&] { fs::rename(archive_.root(), archive_.folder / "unplugged"); });
   drop({archive_.sources()});
   EXPECT_FALSE(fs::exists(archive_.root()));
   const std::size_t archived = filesBelow(archive_.folder / "unplugged").size();
@@ -155,7 +119,7 @@ TEST_F(AppModelTest, ANewDestinationTakesOver) {
   fs::create_directories(other);
   archive_.source("a.jpg", "a");
   model.settings().setDestinationRoot(other);
-  EXPECT_TRUE(main_.runUntil([&] { return model.destination().isOnline(); }));
+  settle();
   EXPECT_EQ(drop({archive_.sources()}), "Imported: 1 new");
   EXPECT_EQ(filesBelow(other).size(), 1U);
   EXPECT_TRUE(archive_.files().empty());
@@ -181,10 +145,7 @@ TEST_F(AppModelTest, TheSelfTestPrintsItsLines) {
   archive_.source("x.txt", "t");
   archive_.source("d\n.jpg", "odd");
   start({archive_.sources().string(), archive_.root().string()});
-  EXPECT_TRUE(main_.runUntil([&] {
-    main_.post([] {});  // keeps looking
-    return log.contains("SELFTEST_END");
-  }));
+  settle();
   const std::string id = Archive::hashOf("one");
   EXPECT_TRUE(log.contains("SELFTEST_BEGIN dir=" + archive_.sources().string() +
                            " archive=" + archive_.root().string()));
@@ -200,7 +161,7 @@ TEST_F(AppModelTest, TheSelfTestPrintsItsLines) {
 TEST_F(AppModelTest, TheSelfTestNeedsBothVariables) {
   const LogCapture log;
   start({archive_.sources().string(), std::nullopt});
-  archive_.pool.join();
+  settle();
   EXPECT_FALSE(log.contains("SELFTEST"));
 }
 

@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <csignal>
+#include <mutex>
 
 #include "platform/FaultPoint.h"
 
@@ -10,12 +11,14 @@ namespace vaultmere {
 namespace {
 
 struct Plan {
+  std::mutex mutex;  // one step at a time: others wait for an action's end
   std::atomic<std::size_t> passed{0};
   std::atomic<std::size_t> number{0};
   std::atomic<int> code{0};
   std::atomic<bool> hit{false};
-  std::string step;  // this and the next are set while no hook is installed
+  std::string step;  // this and the rest are set while no hook is installed
   std::string part;
+  std::function<void()> action;
 } plan;
 
 int hook(std::string_view step, const std::filesystem::path& path) {
@@ -23,6 +26,7 @@ int hook(std::string_view step, const std::filesystem::path& path) {
       path.native().find(plan.part) == std::string::npos) {
     return 0;
   }
+  const std::lock_guard lock(plan.mutex);
   if (++plan.passed != plan.number) {
     return 0;
   }
@@ -30,18 +34,23 @@ int hook(std::string_view step, const std::filesystem::path& path) {
   if (plan.code < 0) {
     std::raise(SIGKILL);
   }
+  if (plan.action) {
+    plan.action();
+  }
   return plan.code;
 }
 
 }  // namespace
 
-FaultPlan::FaultPlan(std::size_t number, int code, std::string_view step, std::string_view part) {
+FaultPlan::FaultPlan(std::size_t number, int code, std::string_view step, std::string_view part,
+                     std::function<void()> action) {
   plan.passed = 0;
   plan.number = number;
   plan.code = code;
   plan.hit = false;
   plan.step = step;
   plan.part = part;
+  plan.action = std::move(action);
   setFaultHook(hook);
 }
 

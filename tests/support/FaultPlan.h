@@ -2,8 +2,10 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace vaultmere {
@@ -19,6 +21,10 @@ class FaultPlan {
                            std::string_view part = {}) {
     return FaultPlan(number, code, step, part);
   }
+  /// Calls `action` before the n-th step of one name goes on; later ones wait.
+  static FaultPlan doing(std::string_view step, std::size_t number, std::function<void()> action) {
+    return FaultPlan(number, 0, step, {}, std::move(action));
+  }
   /// Ends the process at the n-th step, as SIGKILL does.
   static FaultPlan killing(std::size_t number) { return FaultPlan(number, kKill, {}); }
   ~FaultPlan();
@@ -30,7 +36,8 @@ class FaultPlan {
 
  private:
   static constexpr int kKill = -1;
-  FaultPlan(std::size_t number, int code, std::string_view step, std::string_view part = {});
+  FaultPlan(std::size_t number, int code, std::string_view step, std::string_view part = {},
+            std::function<void()> action = nullptr);
 };
 
 }  // namespace vaultmere
