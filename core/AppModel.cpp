@@ -3,15 +3,24 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "analysis/ThumbnailWarmer.h"
 #include "catalog/CatalogError.h"
 #include "core/SelfTest.h"
+#include "gallery/CatalogGallery.h"
+#include "platform/LocalAddress.h"
 #include "platform/Log.h"
+#include "platform/Text.h"
 
 namespace vaultmere {
 namespace {
 
 constexpr std::chrono::seconds kStatsInterval{2};
+
+/// Ports that a server can have; 0 would let the system choose.
+constexpr std::int64_t kFirstPort = 1;
+constexpr std::int64_t kLastPort = 65'535;
 
 constexpr const char* kNothingImportable =
     "Nothing importable found in that drop (no images or videos, or no access).";
@@ -163,7 +172,43 @@ void AppModel::configurePipeline() {
   configuredRoot_ = root;
 }
 
+std::string AppModel::galleryPassword() const {
+  return std::string(trimmed(settings_.serverPassword(), kWhiteSpace));
+}
+
+void AppModel::startServer() {
+  if (!catalog_) {
+    return;
+  }
+  try {
+    if (!server_) {
+      server_ = std::make_unique<GalleryServer>(
+          std::make_shared<CatalogGallery>(catalog_, thumbnails_), options_.pool,
+          GalleryServer::Options{.page = options_.folders.resources / "web"});
+    }
+    server_->start(static_cast<int>(std::clamp(settings_.serverPort(), kFirstPort, kLastPort)),
+                   galleryPassword());
+    serverUrl_ =
+        fmt::format("http://{}:{}", localAddress().value_or("127.0.0.1"), settings_.serverPort());
+  } catch (const std::exception& error) {
+    serverUrl_.reset();
+    nsLog(fmt::format("Vaultmere: gallery server failed to start — {}", error.what()));
+  }
+  changed_.emit();
+}
+
+void AppModel::stopServer() {
+  if (server_) {
+    server_->stop();
+  }
+  serverUrl_.reset();
+  changed_.emit();
+}
+
 void AppModel::settingsChanged() {
+  if (server_) {
+    server_->setPassword(galleryPassword());
+  }
   destination_.setDestination(settings_.destination());
   destination_.refresh();
   destinationChanged();
@@ -243,6 +288,8 @@ void AppModel::shutDown() {
   watchStop_.request_stop();
   stopWarming();
   processStop_.request_stop();
+  server_.reset();
+  serverUrl_.reset();
 }
 
 void AppModel::beginImport(ImportSource source) {

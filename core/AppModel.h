@@ -21,6 +21,7 @@
 #include "core/InboxDoor.h"
 #include "core/SettingsStore.h"
 #include "core/SpaceGate.h"
+#include "gallery/GalleryServer.h"
 #include "intake/IngestCoordinator.h"
 #include "platform/DefaultsStore.h"
 #include "platform/Folders.h"
@@ -110,6 +111,16 @@ class AppModel {
   /// Stops the user's drops, the running one and those that wait: files already
   /// done are kept, the rest are left untouched.
   void cancelImport();
+
+  /// Opens the gallery to the local network, at the port and with the password
+  /// of the settings; a new password holds at once while it is open. Does
+  /// nothing without a catalog. A failure is in the log.
+  void startServer();
+  void stopServer();
+  [[nodiscard]] bool serverRunning() const { return serverUrl_.has_value(); }
+  /// Where other machines find the gallery; absent while it is closed.
+  [[nodiscard]] const std::optional<std::string>& serverURL() const { return serverUrl_; }
+
   /// Ends the work in progress for the end of the process, copies included.
   void shutDown();
 
@@ -117,6 +128,7 @@ class AppModel {
   void startCatalog();
   void configurePipeline();
   void settingsChanged();
+  [[nodiscard]] std::string galleryPassword() const;
   void destinationChanged();
   bool drainInbox(const std::filesystem::path& folder, InboxDoor::Done done);
   void beginImport(ImportSource source);
@@ -150,6 +162,8 @@ class AppModel {
 
   std::shared_ptr<const VaultmereCatalog> catalog_;
   std::unique_ptr<PhotoBrowserModel> browser_;
+  std::unique_ptr<GalleryServer> server_;  ///< null until it is started first
+  std::optional<std::string> serverUrl_;
   std::shared_ptr<CatalogContext> ingestContext_;
   std::shared_ptr<std::stop_source> warming_;  ///< null while no thumbnails are warmed
   bool totalsRunning_ = false;                 ///< a refresh of `archive_` is under way

@@ -14,7 +14,7 @@
 namespace vaultmere {
 namespace {
 
-/// Beyond the batch's own: for counts, thumbnails and the hooks.
+/// Beyond the batch's own: for counts, thumbnails, the gallery and the hooks.
 constexpr unsigned kFurtherThreads = 3;
 
 }  // namespace

@@ -20,7 +20,6 @@ namespace vaultmere {
 namespace {
 
 constexpr std::string_view kScheme = "basic ";
-constexpr std::string_view kWhiteSpace = " \t\r\n\v\f";
 
 /// Bringing marks into their order takes time by the square of their number,
 /// and anybody may send a million of them. Longer texts stay as they are.

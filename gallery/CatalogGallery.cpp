@@ -33,7 +33,7 @@ class CatalogGallery::Loan {
         return;
       }
     }
-    reader_ = std::make_unique<Reader>(Reader{gallery_.catalog_.newBackgroundContext(), {}});
+    reader_ = std::make_unique<Reader>(Reader{gallery_.catalog_->newBackgroundContext(), {}});
   }
   ~Loan() {
     const std::lock_guard lock(gallery_.mutex_);
@@ -63,9 +63,9 @@ class CatalogGallery::Loan {
   std::unique_ptr<Reader> reader_;
 };
 
-CatalogGallery::CatalogGallery(const VaultmereCatalog& catalog,
+CatalogGallery::CatalogGallery(std::shared_ptr<const VaultmereCatalog> catalog,
                                std::shared_ptr<ThumbnailProvider> thumbnails)
-    : catalog_(catalog), thumbnails_(std::move(thumbnails)) {}
+    : catalog_(std::move(catalog)), thumbnails_(std::move(thumbnails)) {}
 
 CatalogGallery::~CatalogGallery() = default;
 

@@ -12,10 +12,11 @@
 namespace vaultmere {
 
 /// The gallery of a catalog and of the thumbnails of its photos. Keeps a few
-/// contexts on the catalog open for the next request. The catalog outlives it.
+/// contexts on the catalog open for the next request.
 class CatalogGallery : public GalleryContent {
  public:
-  CatalogGallery(const VaultmereCatalog& catalog, std::shared_ptr<ThumbnailProvider> thumbnails);
+  CatalogGallery(std::shared_ptr<const VaultmereCatalog> catalog,
+                 std::shared_ptr<ThumbnailProvider> thumbnails);
   ~CatalogGallery() override;
 
   [[nodiscard]] std::optional<std::filesystem::path> thumbnailFile(
@@ -36,7 +37,7 @@ class CatalogGallery : public GalleryContent {
   /// Absent for an unknown photo, and when the catalog can't be read.
   [[nodiscard]] std::optional<PhotoRef> find(const std::string& id);
 
-  const VaultmereCatalog& catalog_;
+  const std::shared_ptr<const VaultmereCatalog> catalog_;
   const std::shared_ptr<ThumbnailProvider> thumbnails_;
 
   std::mutex mutex_;  // guards the rest

@@ -9,7 +9,6 @@ namespace vaultmere {
 namespace {
 
 constexpr std::string_view kLineEnd = "\r\n";
-constexpr std::string_view kWhiteSpace = " \t\r\n\v\f";
 
 /// Cuts the next piece that isn't empty off the front of `rest`, with the
 /// separator behind it. Empty at the end.

@@ -51,10 +51,18 @@ fs::path baseFolder(const char* variable, const char* belowHome) {
   return (folder ? *folder : homeFolder() / belowHome) / kFolderName;
 }
 
+fs::path resourceFolder() {
+  std::error_code unknown;
+  const fs::path program = fs::read_symlink("/proc/self/exe", unknown).parent_path();
+  const fs::path installed = program.parent_path() / "share/vaultmere";
+  return fs::is_directory(installed, unknown) ? installed : program;
+}
+
 }  // namespace
 
 Folders Folders::ofUser() {
-  return {baseFolder("XDG_DATA_HOME", ".local/share"), baseFolder("XDG_CONFIG_HOME", ".config")};
+  return {baseFolder("XDG_DATA_HOME", ".local/share"), baseFolder("XDG_CONFIG_HOME", ".config"),
+          resourceFolder()};
 }
 
 std::optional<FolderLock> FolderLock::acquire(const fs::path& folder) {

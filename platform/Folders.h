@@ -8,10 +8,13 @@
 
 namespace vaultmere {
 
-/// Where the program keeps its own files on this machine.
+/// Where the program has its own files on this machine.
 struct Folders {
   std::filesystem::path data;      ///< catalog, log, caches: `$XDG_DATA_HOME/Vaultmere`
   std::filesystem::path settings;  ///< `defaults.json`: `$XDG_CONFIG_HOME/Vaultmere`
+  /// What comes with the program, to be read only: `share/vaultmere` beside the
+  /// folder of the program, or that folder itself where it hasn't been installed.
+  std::filesystem::path resources{};
 
   /// By the XDG base directory rules; a relative or missing variable counts as
   /// unset, and without a HOME the password database is asked. Makes nothing.

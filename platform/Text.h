@@ -23,6 +23,8 @@ std::string oneLine(std::string_view text);
 /// ASCII letters in lower case, all other bytes as they are.
 std::string asciiLower(std::string_view text);
 
+inline constexpr std::string_view kWhiteSpace = " \t\r\n\v\f";
+
 /// Without leading and trailing characters of `set`.
 std::string_view trimmed(std::string_view text, std::string_view set);
 

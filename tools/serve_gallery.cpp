@@ -17,6 +17,7 @@
 #include "gallery/GalleryServer.h"
 #include "gallery/ListeningSockets.h"
 #include "platform/AsioMainThread.h"
+#include "platform/Folders.h"
 
 namespace {
 
@@ -50,8 +51,10 @@ void serve(const Options& options) {
   main.onSignals({SIGTERM, SIGINT}, [&main] { main.stop(); });
   ThreadPool pool(activeProcessors() + 2);
   const std::filesystem::path folder = options.at("--support");
-  const VaultmereCatalog catalog(
-      {folder, nullptr, [](std::chrono::milliseconds time) { std::this_thread::sleep_for(time); }},
+  const auto catalog = std::make_shared<VaultmereCatalog>(
+      VaultmereCatalog::Options{
+          folder, nullptr,
+          [](std::chrono::milliseconds time) { std::this_thread::sleep_for(time); }},
       pool);
   const auto thumbnails = std::make_shared<ThumbnailProvider>(
       folder / "cache", pool, std::make_shared<AsyncSemaphore>(pool, kThumbnailMakers));
@@ -59,7 +62,7 @@ void serve(const Options& options) {
     thumbnails->setArchiveRoot(archive->second);
   }
   GalleryServer server(std::make_shared<CatalogGallery>(catalog, thumbnails), pool,
-                       {.page = VAULTMERE_WEB_DIR});
+                       {.page = Folders::ofUser().resources / "web"});
   const auto password = options.find("--password");
   server.start(portOf(options.at("--port")),
                password == options.end() ? std::string() : password->second);

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <future>
 
+#include "gallery/ListeningSockets.h"
+#include "platform/LocalAddress.h"
 #include "tests/core/Program.h"
+#include "tests/gallery/GalleryClient.h"
 #include "tests/support/FaultPlan.h"
 #include "tests/support/LogCapture.h"
 
@@ -125,6 +128,34 @@ TEST_F(AppModelTest, ANewDestinationTakesOver) {
   EXPECT_TRUE(archive_.files().empty());
 }
 
+TEST_F(AppModelTest, TheGalleryIsOpenedAndClosed) {
+  const LogCapture log;
+  AppModel& model = start();
+  const auto ask = [&](const std::string& headers = {}) {
+    GalleryClient client(static_cast<std::uint16_t>(model.settings().serverPort()), 0);
+    client.send("GET /api/photos HTTP/1.1\r\n" + headers + "\r\n");
+    return client.receiveAll().substr(0, 12);
+  };
+  auto taken = std::make_optional<ListeningSockets>(0);
+  const std::uint16_t port = taken->port();
+  model.settings().setServerPort(port);
+  model.startServer();
+  EXPECT_FALSE(model.serverRunning());
+  EXPECT_TRUE(log.contains("Vaultmere: gallery server failed to start — "));
+  taken.reset();
+  model.startServer();
+  EXPECT_TRUE(model.serverRunning());
+  EXPECT_EQ(model.serverURL(),
+            "http://" + localAddress().value_or("127.0.0.1") + ":" + std::to_string(port));
+  EXPECT_EQ(ask(), "HTTP/1.1 200");
+  model.settings().setServerPassword(" secret\t");
+  EXPECT_EQ(ask(), "HTTP/1.1 401");
+  EXPECT_EQ(ask("Authorization: Basic bWU6c2VjcmV0\r\n"), "HTTP/1.1 200");
+  model.stopServer();
+  EXPECT_FALSE(model.serverURL());
+  EXPECT_ANY_THROW(ask());
+}
+
 TEST_F(AppModelTest, ABrokenCatalogIsShownAndRunsNothing) {
   const LogCapture log;
   fs::create_directories(archive_.data());
@@ -135,6 +166,8 @@ TEST_F(AppModelTest, ABrokenCatalogIsShownAndRunsNothing) {
   EXPECT_FALSE(log.contains("SELFTEST"));
   model.importDropped({archive_.sources()});
   EXPECT_EQ(model.intakeStatus(), "Set a destination first.");
+  model.startServer();
+  EXPECT_FALSE(model.serverRunning());
 }
 
 TEST_F(AppModelTest, TheSelfTestPrintsItsLines) {

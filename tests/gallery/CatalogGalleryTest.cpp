@@ -22,7 +22,7 @@ class CatalogGalleryTest : public GalleryFixture {
     photo.archivePath = (folder_ / "original.jpg").string();
     photo.processedAt = "2024-05-06T07:08:09Z";
     photo.tags = {"Rome"};
-    EXPECT_EQ(CatalogWriter(catalog_.newBackgroundContext()).write(photo),
+    EXPECT_EQ(CatalogWriter(catalog_->newBackgroundContext()).write(photo),
               CatalogWriter::Outcome::inserted);
     GalleryServer::Options options;
     options.page = folder_ / "page";
@@ -35,8 +35,9 @@ class CatalogGalleryTest : public GalleryFixture {
   }
 
   const std::string id_ = std::string(64, 'd');
-  const VaultmereCatalog catalog_{{folder_ / "data", nullptr, [](std::chrono::milliseconds) {}},
-                                  pool_};
+  const std::shared_ptr<const VaultmereCatalog> catalog_ = std::make_shared<VaultmereCatalog>(
+      VaultmereCatalog::Options{folder_ / "data", nullptr, [](std::chrono::milliseconds) {}},
+      pool_);
   const std::shared_ptr<ThumbnailProvider> thumbnails_ = std::make_shared<ThumbnailProvider>(
       folder_ / "cache", pool_, std::make_shared<AsyncSemaphore>(pool_, 2));
   const std::shared_ptr<CatalogGallery> gallery_ =
