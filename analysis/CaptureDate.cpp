@@ -7,8 +7,6 @@
 #include <array>
 #include <charconv>
 
-#include "platform/Files.h"
-
 namespace vaultmere {
 namespace {
 
@@ -67,11 +65,6 @@ std::optional<std::string> dateFromFilename(std::string_view name) {
     return joined(g, "00:00:00");
   }
   return std::nullopt;
-}
-
-std::optional<std::string> modificationDateString(const std::filesystem::path& path) {
-  const auto status = fileStatus(path);
-  return status ? std::optional(localDateString(status->stamp.modified())) : std::nullopt;
 }
 
 std::string localDateString(TimePoint moment) {

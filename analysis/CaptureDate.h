@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -19,7 +18,7 @@ struct CaptureDateCandidates {
   std::optional<std::string> exif;       ///< embedded in the still or the video
   std::optional<std::string> gps;        ///< of the GPS block, UTC; never of a video
   std::optional<std::string> filename;   ///< see `dateFromFilename`
-  std::optional<std::string> filemtime;  ///< see `modificationDateString`
+  std::optional<std::string> filemtime;  ///< when the file was modified last
 };
 
 struct CaptureDate {
@@ -39,10 +38,6 @@ struct CaptureDate {
 /// years from 2000 to 2100 count, so that most camera counters don't. The name
 /// is bytes and need not be UTF-8.
 [[nodiscard]] std::optional<std::string> dateFromFilename(std::string_view name);
-
-/// The file's modification time by the machine's zone; absent when it can't be
-/// read.
-[[nodiscard]] std::optional<std::string> modificationDateString(const std::filesystem::path& path);
 
 /// A moment's wall clock in the machine's zone.
 [[nodiscard]] std::string localDateString(TimePoint moment);
