@@ -75,6 +75,7 @@ void PhotoBrowserModel::startOver() {
   reachedEnd_ = false;
   loading_ = false;
   replaces_ = true;
+  countedState_ = 0;  // it was another list's
   loadNextPage();
   reloadFacets();
 }
@@ -193,7 +194,7 @@ void PhotoBrowserModel::poll() {
 
 void PhotoBrowserModel::showCount(const Count& count) {
   countedState_ = count.state;
-  if (count.total == total_) {
+  if (count.total == total_ && !replaces_) {
     return;
   }
   total_ = count.total;
@@ -205,21 +206,24 @@ void PhotoBrowserModel::showCount(const Count& count) {
 }
 
 void PhotoBrowserModel::remove(const std::string& id) {
-  dropRow(id);
+  dropRows({id});
+  changed_.emit();
+}
+
+void PhotoBrowserModel::dropRows(const std::vector<std::string>& ids) {
+  ++revision_;
+  total_ = std::max<std::int64_t>(total_ - static_cast<std::int64_t>(ids.size()), 0);
+  const std::unordered_set<std::string> gone(ids.begin(), ids.end());
+  std::erase_if(items_, [&](const Photo& photo) { return gone.contains(photo.id); });
+  for (const std::string& id : gone) {
+    if (listed_.erase(id) > 0 && nextOffset_ > 0) {
+      --nextOffset_;
+    }
+  }
   if (loading_) {
     // Who knows whether the page was read before or after: it is read again.
     loading_ = false;
     loadNextPage();
-  }
-  changed_.emit();
-}
-
-void PhotoBrowserModel::dropRow(const std::string& id) {
-  ++revision_;
-  total_ = std::max<std::int64_t>(total_ - 1, 0);
-  std::erase_if(items_, [&](const Photo& photo) { return photo.id == id; });
-  if (listed_.erase(id) > 0 && nextOffset_ > 0) {
-    --nextOffset_;
   }
 }
 
@@ -255,10 +259,11 @@ void PhotoBrowserModel::showRefreshed(const std::vector<std::string>& ids,
       item = *found->second;
     }
   }
-  for (const std::string& id : ids) {
-    if (listed_.contains(id) && !shown.contains(id)) {
-      remove(id);
-    }
+  std::vector<std::string> gone;
+  std::copy_if(ids.begin(), ids.end(), std::back_inserter(gone),
+               [&](const std::string& id) { return listed_.contains(id) && !shown.contains(id); });
+  if (!gone.empty()) {
+    dropRows(gone);
   }
   changed_.emit();
 }

@@ -79,7 +79,7 @@ class PhotoBrowserModel {
   void poll();
   void showCount(const Count& count);
   void showRefreshed(const std::vector<std::string>& ids, const std::vector<Photo>& rows);
-  void dropRow(const std::string& id);
+  void dropRows(const std::vector<std::string>& ids);
 
   MainThread& main_;
   const std::shared_ptr<CatalogContext> listContext_;

@@ -95,10 +95,11 @@ AppModel::AppModel(Options options)
           options_.folders.data / "cache", options_.pool,
           std::make_shared<AsyncSemaphore>(options_.pool, kThumbnailMakers))),
       ingestQueue_(options_.pool),
-      inbox_(options_.main, options_.pool,
-             [this](const std::filesystem::path& folder, InboxDoor::Done done) {
-               return drainInbox(folder, std::move(done));
-             }) {
+      inbox_(
+          options_.main, options_.pool,
+          [this](const std::filesystem::path& folder, std::stop_token stop, InboxDoor::Done done) {
+            return drainInbox(folder, std::move(stop), std::move(done));
+          }) {
   settings_.changed().connect(sigc::mem_fun(*this, &AppModel::settingsChanged));
   destination_.changed().connect(sigc::mem_fun(*this, &AppModel::destinationChanged));
   startCatalog();
@@ -144,8 +145,7 @@ void AppModel::configurePipeline() {
     return;
   }
   cancelImport();
-  watchStop_.request_stop();
-  watchStop_ = std::stop_source();
+  inbox_.stop();
   coordinator_.reset();
   configuredRoot_.reset();
   if (!root) {
@@ -259,12 +259,13 @@ void AppModel::importDropped(std::vector<std::filesystem::path> locations) {
                               }));
 }
 
-bool AppModel::drainInbox(const std::filesystem::path& folder, InboxDoor::Done done) {
+bool AppModel::drainInbox(const std::filesystem::path& folder, std::stop_token stop,
+                          InboxDoor::Done done) {
   if (!coordinator_) {
     return false;
   }
   coordinator_->drainInbox(
-      folder, watchStop_.get_token(),
+      folder, std::move(stop),
       {hop_([this] { beginImport(ImportSource::watch); }),
        hop_([this](const BatchProgress& progress) { showProgress(progress); })},
       hop_([this, done = std::move(done)](const IngestCoordinator::BatchResult& batch) {
@@ -285,7 +286,7 @@ void AppModel::cancelImport() {
 
 void AppModel::shutDown() {
   cancelImport();
-  watchStop_.request_stop();
+  inbox_.stop();
   stopWarming();
   processStop_.request_stop();
   server_.reset();

@@ -130,7 +130,7 @@ class AppModel {
   void settingsChanged();
   [[nodiscard]] std::string galleryPassword() const;
   void destinationChanged();
-  bool drainInbox(const std::filesystem::path& folder, InboxDoor::Done done);
+  bool drainInbox(const std::filesystem::path& folder, std::stop_token stop, InboxDoor::Done done);
   void beginImport(ImportSource source);
   void clearImport();
   void showProgress(const BatchProgress& progress);
@@ -171,7 +171,6 @@ class AppModel {
   std::shared_ptr<IngestCoordinator> coordinator_;
   std::optional<std::filesystem::path> configuredRoot_;
   std::stop_source importStop_;  ///< the user's drops
-  std::stop_source watchStop_;   ///< passes over the watched folder
   bool wasOnline_ = false;
   InboxDoor inbox_;
   Timer statsTimer_;

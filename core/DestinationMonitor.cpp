@@ -66,8 +66,9 @@ DestinationMonitor::DestinationMonitor(MainThread& main, std::function<std::int6
   updateGate();
   poll_ = main_.every(kPollInterval, [this] { refresh(); });
   if (surroundings_.watchMounts) {
-    watcher_ = std::make_unique<MountWatcher>(
-        [link = link_] { postBack(link, [](DestinationMonitor& monitor) { monitor.refresh(); }); });
+    watcher_ = std::make_unique<MountWatcher>([link = link_] {
+      postBack(link, [](DestinationMonitor& monitor) { monitor.mountsChanged(); });
+    });
   }
 }
 
@@ -108,6 +109,13 @@ void DestinationMonitor::refresh() {
   }
 }
 
+void DestinationMonitor::mountsChanged() {
+  if (outstanding_ && !patience_ && running_ < kMostProbes) {
+    outstanding_.reset();
+  }
+  refresh();
+}
+
 void DestinationMonitor::startProbe() {
   const std::uint64_t number = ++probes_;
   outstanding_ = number;
@@ -123,6 +131,7 @@ void DestinationMonitor::startProbe() {
         tell(std::nullopt);
       }
     });
+    ++running_;
   } catch (const std::system_error& error) {
     // Nothing is known of the drive; the next poll tries again.
     outstanding_.reset();
@@ -137,6 +146,7 @@ void DestinationMonitor::startProbe() {
 }
 
 void DestinationMonitor::onAnswer(std::uint64_t number, const std::optional<ProbeResult>& result) {
+  --running_;
   if (outstanding_ != number) {
     return;
   }
@@ -155,6 +165,7 @@ void DestinationMonitor::onAnswer(std::uint64_t number, const std::optional<Prob
 
 void DestinationMonitor::onNoAnswer(std::uint64_t number) {
   if (outstanding_ == number) {
+    patience_.stop();
     becomeOffline();
   }
 }

@@ -71,6 +71,8 @@ class DestinationMonitor {
 
   static constexpr std::chrono::seconds kPollInterval{5};
   static constexpr std::chrono::seconds kPatience{5};
+  /// Looks that may hang at the same time.
+  static constexpr unsigned kMostProbes = 4;
 
   /// Starts the polling. `marginFloor` gives the bytes to keep free, and is
   /// asked on the main thread. `notify` is called off it. `gate` is closed
@@ -98,6 +100,10 @@ class DestinationMonitor {
   /// follows with the answer. Without a destination it is `Unset` at once. A
   /// call during a look gives one more look after it.
   void refresh();
+
+  /// Looks again because the mount table has changed, also when the last look
+  /// has given no answer in time and never may: a dead mount that was replaced.
+  void mountsChanged();
 
   /// Emitted after `status`, `url` or `resolvedBookmark` has changed.
   [[nodiscard]] sigc::signal<void()>& changed() { return changed_; }
@@ -131,7 +137,8 @@ class DestinationMonitor {
   sigc::signal<void()> changed_;
 
   std::uint64_t probes_ = 0;                  ///< started so far
-  std::optional<std::uint64_t> outstanding_;  ///< the number of the running probe
+  std::optional<std::uint64_t> outstanding_;  ///< the number of the one that is waited for
+  unsigned running_ = 0;                      ///< with those that nobody waits for any more
   bool again_ = false;                        ///< one more probe is wanted after it
   Timer patience_;
   Timer poll_;

@@ -13,11 +13,13 @@ void InboxDoor::watch(const std::optional<Bookmark>& inbox) {
   if (inbox == inbox_) {
     return;
   }
+  stop();
   inbox_ = inbox;
   watcher_.reset();
   redrain_.stop();
   isPassing_ = false;
   wantsPass_ = false;
+  settling_.reset();
   hop_.forget();
   if (!inbox) {
     return;
@@ -33,21 +35,47 @@ void InboxDoor::open(const std::filesystem::path& folder) {
   watcher_->start();
 }
 
+void InboxDoor::stop() {
+  stop_.request_stop();
+  stop_ = std::stop_source();
+}
+
+/// Another drive may be mounted at the folder's path by now, or its own one
+/// elsewhere: each pass looks first.
 void InboxDoor::pass() {
   if (!watcher_) {
     return;
   }
-  if (isPassing_) {
+  if (std::exchange(isPassing_, true)) {
     wantsPass_ = true;
     return;
   }
-  isPassing_ = drain_(watcher_->path(),
-                      hop_([this](const IngestCoordinator::BatchResult& batch) { passed(batch); }));
+  pool_.post(
+      [bookmark = *inbox_, found = hop_([this](const std::optional<std::filesystem::path>& folder) {
+                             drain(folder);
+                           })] { found(bookmark.resolve()); });
+}
+
+void InboxDoor::drain(const std::optional<std::filesystem::path>& folder) {
+  if (folder && folder != watcher_->path()) {
+    isPassing_ = false;
+    open(*folder);
+    return;
+  }
+  const bool isDraining =
+      folder &&
+      drain_(*folder, stop_.get_token(),
+             hop_([this](const IngestCoordinator::BatchResult& batch) { passed(batch); }));
+  if (!isDraining) {
+    passed({});
+  }
 }
 
 void InboxDoor::passed(const IngestCoordinator::BatchResult& batch) {
   isPassing_ = false;
-  if (batch.unsettled > 0 && !redrain_) {
+  if (batch.unsettled == 0) {
+    settling_.reset();
+  } else {
     scheduleRedrain(batch.listing);
   }
   if (std::exchange(wantsPass_, false)) {
@@ -55,10 +83,13 @@ void InboxDoor::passed(const IngestCoordinator::BatchResult& batch) {
   }
 }
 
+/// What has changed is looked at again soon; what hasn't, ever later.
 void InboxDoor::scheduleRedrain(std::uint64_t listing) {
-  const bool isStill = settling_ == listing;
+  const bool isStill = std::exchange(settling_, listing) == listing;
+  if (redrain_ && (isStill || redrainPause_ == kRedrainPause)) {
+    return;
+  }
   redrainPause_ = isStill ? std::min(2 * redrainPause_, kLongestPause) : kRedrainPause;
-  settling_ = listing;
   redrain_ = main_.after(redrainPause_, [this] {
     redrain_.stop();
     pass();

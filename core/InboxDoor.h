@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <stop_token>
 
 #include "intake/InboxWatcher.h"
 #include "intake/IngestCoordinator.h"
@@ -28,22 +29,30 @@ class InboxDoor {
   static constexpr std::chrono::seconds kLongestPause{300};
 
   using Done = std::function<void(const IngestCoordinator::BatchResult&)>;
-  /// Drains a folder; calls `Done` on any thread. False when there is nobody to
-  /// do it, and then `Done` isn't called.
-  using Drain = std::function<bool(const std::filesystem::path& folder, Done done)>;
+  /// Drains a folder until it is stopped; calls `Done` on any thread. False when
+  /// there is nobody to do it, and then `Done` isn't called.
+  using Drain =
+      std::function<bool(const std::filesystem::path& folder, std::stop_token stop, Done done)>;
 
   InboxDoor(MainThread& main, ThreadPool& pool, Drain drain);
   InboxDoor(const InboxDoor&) = delete;
   InboxDoor& operator=(const InboxDoor&) = delete;
 
-  /// Watches another folder, or none. The same one goes on being watched.
+  ~InboxDoor() { stop(); }
+
+  /// Watches another folder, or none; what is done in the old one ends. The
+  /// same one goes on being watched.
   void watch(const std::optional<Bookmark>& inbox);
 
   /// Runs a pass; when one is under way, one more follows it.
   void pass();
 
+  /// Ends the pass that is under way: files already done stay done.
+  void stop();
+
  private:
   void open(const std::filesystem::path& folder);
+  void drain(const std::optional<std::filesystem::path>& folder);
   void passed(const IngestCoordinator::BatchResult& batch);
   void scheduleRedrain(std::uint64_t listing);
 
@@ -55,6 +64,7 @@ class InboxDoor {
   std::unique_ptr<InboxWatcher> watcher_;
   bool isPassing_ = false;
   bool wantsPass_ = false;
+  std::stop_source stop_;
   Timer redrain_;
   std::chrono::seconds redrainPause_ = kRedrainPause;
   std::optional<std::uint64_t> settling_;  ///< the listing at the last re-drain's planning

@@ -58,7 +58,11 @@ void SelfTest::run(const std::string& folder, const std::string& archive) const 
     nsLog(fmt::format("Vaultmere: self-test without a catalog — {}", error.what()));
     return;
   }
-  const std::filesystem::path root = std::filesystem::absolute(archive);
+  std::error_code isRelative;  // an empty path, or the working folder has gone
+  std::filesystem::path root = std::filesystem::absolute(archive, isRelative);
+  if (isRelative) {
+    root = archive;
+  }
   const auto device = makeRoot(root);
   const Ingestor ingestor({CatalogWriter(context), root,
                            [device](dev_t current) { return device == current; }, nullptr,

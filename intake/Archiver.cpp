@@ -98,9 +98,12 @@ HashedFile hashFile(const fs::path& path, ReadFrom from, const std::stop_token& 
   if (from == ReadFrom::medium) {
     file.dropCache();
   }
-  HashedFile result{"", file.status().stamp};
+  HashedFile result{"", file.status().stamp, 0};
   Sha256 hash;
-  forEachChunk(file, stop, [&](std::span<const std::byte> chunk) { hash.update(chunk); });
+  forEachChunk(file, stop, [&](std::span<const std::byte> chunk) {
+    hash.update(chunk);
+    result.size += static_cast<std::int64_t>(chunk.size());
+  });
   result.hash = hash.hexDigest();
   return result;
 }
@@ -132,11 +135,11 @@ Archiver::Archived Archiver::archive(const fs::path& source, const std::optional
 }
 
 void Archiver::checkRoot() const {
-  const auto status = fileStatus(options_.root);
-  if (!status || status->kind != FileKind::directory) {
-    throw FileError("open archive", options_.root, status ? ENOTDIR : ENOENT);
+  const FileStatus status = requireStatus("open archive", options_.root);
+  if (status.kind != FileKind::directory) {
+    throw FileError("open archive", options_.root, ENOTDIR);
   }
-  if (options_.acceptsDevice && !options_.acceptsDevice(status->stamp.device)) {
+  if (options_.acceptsDevice && !options_.acceptsDevice(status.stamp.device)) {
     throw FileError("open archive", options_.root, ENODEV);
   }
 }
@@ -146,18 +149,27 @@ bool Archiver::place(const fs::path& source, const fs::path& relative,
                      const std::optional<std::string>& expectedHash, bool sourceGoes) const {
   checkRoot();
   const fs::path target = options_.root / relative;
-  const auto existing = linkStatus(target);
-  if (!existing) {
-    verifiedCopy(source, relative, expectedHash);
+  const bool wasThere = linkStatus(target).has_value();
+  if (!wasThere && verifiedCopy(source, relative, expectedHash)) {
     return false;
   }
-  if (existing->kind != FileKind::regular) {
+  // A file that came while we copied may be another one's motion file.
+  checkExisting(source, target, expectedHash, sourceGoes || !wasThere);
+  return true;
+}
+
+void Archiver::checkExisting(const fs::path& source, const fs::path& target,
+                             const std::optional<std::string>& expectedHash, bool readsIt) const {
+  const auto existing = linkStatus(target);
+  if (existing && existing->kind != FileKind::regular) {
     throw ArchiveError(fmt::format("not a regular file: {}", displayPath(target)));
   }
-  if (sourceGoes) {
+  if (readsIt) {
     verifyExisting(source, target, expectedHash);
+  } else if (!expectedHash && existing &&
+             existing->stamp.size != requireStatus("open", source).stamp.size) {
+    throw ArchiveError::verifyFailed("size", target);
   }
-  return true;
 }
 
 void Archiver::verifyExisting(const fs::path& source, const fs::path& target,
@@ -171,7 +183,8 @@ void Archiver::verifyExisting(const fs::path& source, const fs::path& target,
   syncDirectory(target.parent_path());
 }
 
-void Archiver::verifiedCopy(const fs::path& source, const fs::path& relative,
+/// False when somebody else has taken the name meanwhile.
+bool Archiver::verifiedCopy(const fs::path& source, const fs::path& relative,
                             const std::optional<std::string>& expectedHash) const {
   const fs::path target = options_.root / relative;
   makeDirectoriesBelow(options_.root, relative.parent_path());
@@ -186,9 +199,13 @@ void Archiver::verifiedCopy(const fs::path& source, const fs::path& relative,
   if (written.hash != expectedHash.value_or(copied.hash)) {
     throw ArchiveError::verifyFailed("hash", target);
   }
-  renameFile(temporary.path(), target);
+  if (!renameToNew(temporary.path(), target)) {
+    return false;
+  }
   temporary.keep();
   syncDirectory(target.parent_path());
+  checkRoot();  // a drive that went in between leaves its mount point
+  return true;
 }
 
 }  // namespace vaultmere

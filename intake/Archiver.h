@@ -26,8 +26,9 @@ class ArchiveError : public std::runtime_error {
 
 /// A file's hash, and the file that it was read from.
 struct HashedFile {
-  std::string hash;  ///< 64 lower-case hexadecimal digits
-  FileStamp stamp;   ///< as it was before the first byte was read
+  std::string hash;       ///< 64 lower-case hexadecimal digits
+  FileStamp stamp;        ///< as it was before the first byte was read
+  std::int64_t size = 0;  ///< the bytes that were hashed
 };
 
 enum class ReadFrom {
@@ -74,10 +75,10 @@ class Archiver {
                                               std::string_view id, std::string_view ext);
 
   /// Copies a file and its motion file, unless they are there. What is there is
-  /// trusted unread; when the sources are to be removed afterwards
-  /// (`sourcesGo`), it is read and must have the sources' hashes. Throws
-  /// FileError and ArchiveError; the primary's copy stays when the motion
-  /// file's fails.
+  /// trusted unread, but a motion file must have its source's size; when the
+  /// sources are to be removed afterwards (`sourcesGo`), it is read and must have
+  /// the sources' hashes. Throws FileError and ArchiveError; the primary's copy
+  /// stays when the motion file's fails.
   [[nodiscard]] Archived archive(const std::filesystem::path& source,
                                  const std::optional<std::filesystem::path>& motion,
                                  const AnalyzedPhoto& photo, bool sourcesGo) const;
@@ -86,10 +87,13 @@ class Archiver {
   void checkRoot() const;
   bool place(const std::filesystem::path& source, const std::filesystem::path& relative,
              const std::optional<std::string>& expectedHash, bool sourceGoes) const;
+  void checkExisting(const std::filesystem::path& source, const std::filesystem::path& target,
+                     const std::optional<std::string>& expectedHash, bool readsIt) const;
   void verifyExisting(const std::filesystem::path& source, const std::filesystem::path& target,
                       const std::optional<std::string>& expectedHash) const;
-  void verifiedCopy(const std::filesystem::path& source, const std::filesystem::path& relative,
-                    const std::optional<std::string>& expectedHash) const;
+  [[nodiscard]] bool verifiedCopy(const std::filesystem::path& source,
+                                  const std::filesystem::path& relative,
+                                  const std::optional<std::string>& expectedHash) const;
 
   Options options_;
 };

@@ -84,7 +84,7 @@ GroupAnalysis analyzeGroup(const AssetGroup& group, const PhotosMeta* meta, cons
   photo.ext = "." + extension;
   const bool isVideo = mediaTypeOf(extension) == MediaType::video;
   photo.mediaType = isVideo ? "video" : group.motion ? "live_photo" : "image";
-  photo.sizeBytes = hashed.stamp.size;
+  photo.sizeBytes = hashed.size;
   photo.originalFilename = displayName(group.primary);
   photo.processedAt = internetDateTime(std::chrono::system_clock::now());
   if (meta != nullptr) {

@@ -60,6 +60,10 @@ void IngestCoordinator::drainInbox(fs::path folder, std::stop_token stop, Observ
   options_.queue.async([self = shared_from_this(), folder = std::move(folder),
                         stop = std::move(stop), observer = std::move(observer),
                         done = std::move(done)](std::shared_ptr<SerialQueue::Turn> turn) {
+    if (stop.stop_requested()) {
+      done({});
+      return;
+    }
     std::vector<AssetGroup> groups =
         scanFolder(folder, self->options_.ingestor.protectedFolders()).groups;
     const auto firstUnsettled =
@@ -79,8 +83,8 @@ void IngestCoordinator::drainInbox(fs::path folder, std::stop_token stop, Observ
         Batch::Options{self, self->options_.ingestor, *self->options_.log, self->options_.now,
                        self->options_.pool, std::move(groups), true, "inbox", stop, BatchProgress{},
                        observer.progress,
-                       [done, unsettled](std::vector<Ingestor::Result> results) {
-                         done({std::move(results), 0, unsettled});
+                       [done, unsettled, listing](std::vector<Ingestor::Result> results) {
+                         done({std::move(results), 0, unsettled, listing});
                        },
                        std::move(turn)})
         ->start();

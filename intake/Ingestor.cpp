@@ -90,6 +90,10 @@ void Ingestor::removeSources(const AssetGroup& group, const GroupAnalysis& analy
   removeSource(group.primary, analysis.primary, target);
 }
 
+bool Ingestor::isOnDestination(dev_t device) const {
+  return !options_.acceptsDevice || options_.acceptsDevice(device);
+}
+
 /// True when the source is gone.
 bool Ingestor::removeSource(const fs::path& source, const std::optional<FileStamp>& asRead,
                             const fs::path& archived) const {
@@ -98,7 +102,9 @@ bool Ingestor::removeSource(const fs::path& source, const std::optional<FileStam
   const char* reason = nullptr;
   if (!now || now->stamp != asRead) {
     reason = "it has changed since it was read";
-  } else if (!archivedNow) {
+  } else if (isBeingWritten(source)) {
+    reason = "it is open for writing";
+  } else if (!archivedNow || !isOnDestination(archivedNow->stamp.device)) {
     reason = "its archived file is out of reach";
   } else if (archivedNow->stamp.sameFile(now->stamp) || protectedFolders().cover(source)) {
     reason = "it lies in the archive";

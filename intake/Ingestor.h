@@ -71,6 +71,7 @@ class Ingestor {
   Result freeze(const AssetGroup& group, AnalyzedPhoto photo, bool sourcesGo) const;
   void removeSources(const AssetGroup& group, const GroupAnalysis& analysis,
                      bool motionMayGo) const;
+  [[nodiscard]] bool isOnDestination(dev_t device) const;
   bool removeSource(const std::filesystem::path& source, const std::optional<FileStamp>& asRead,
                     const std::filesystem::path& archived) const;
 

@@ -9,8 +9,10 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstring>
 #include <memory>
+#include <mutex>
 #include <system_error>
 #include <utility>
 
@@ -97,6 +99,14 @@ std::optional<FileStatus> fileStatus(const fs::path& path) {
   struct stat s {};
   if (attempt("stat", path, [&] { return ::stat(path.c_str(), &s); }) == -1) {
     return std::nullopt;
+  }
+  return statusOf(s);
+}
+
+FileStatus requireStatus(std::string_view operation, const fs::path& path) {
+  struct stat s {};
+  if (attempt("stat", path, [&] { return ::stat(path.c_str(), &s); }) == -1) {
+    throw FileError(operation, path, errno);
   }
   return statusOf(s);
 }
@@ -246,7 +256,8 @@ void File::takeAttributes(const FileStatus& source) noexcept {
     seconds -= 1;
   }
   const timespec times[2] = {{0, UTIME_OMIT}, {seconds, rest}};
-  if (attempt("fchmod", path_, [&] { return ::fchmod(descriptor_, source.permissions); }) == -1) {
+  if (attempt("fchmod", path_,
+              [&] { return ::fchmod(descriptor_, source.permissions | S_IRUSR); }) == -1) {
     logRefusal(modeSaid, "the permission mode", path_);
   }
   if (attempt("futimens", path_, [&] { return ::futimens(descriptor_, times); }) == -1) {
@@ -282,6 +293,28 @@ void renameFile(const fs::path& from, const fs::path& to) {
   if (attempt("rename", to, [&] { return ::rename(from.c_str(), to.c_str()); }) == -1) {
     throw FileError("rename to", to, errno);
   }
+}
+
+bool renameToNew(const fs::path& from, const fs::path& to) {
+  const auto rename = [&] {
+    return ::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE);
+  };
+  if (attempt("rename", to, rename) == 0) {
+    return true;
+  }
+  if (errno == EINVAL || errno == ENOSYS) {
+    static std::mutex mutex;
+    const std::lock_guard lock(mutex);
+    if (linkStatus(to)) {
+      return false;
+    }
+    renameFile(from, to);
+    return true;
+  }
+  if (errno != EEXIST) {
+    throw FileError("rename to", to, errno);
+  }
+  return false;
 }
 
 void removeFile(const fs::path& path) {

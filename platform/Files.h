@@ -99,8 +99,9 @@ class File {
   /// Asks the system to forget the file's cached pages, so that the next
   /// reader gets them from the medium. Best effort.
   void dropCache() noexcept;
-  /// Keeps the modification time and the permission bits of `source`. File
-  /// systems that know neither get one log line a process and stay as they are.
+  /// Keeps the modification time and the permission bits of `source`; the owner
+  /// may always read. File systems that know neither get one log line a process and stay as they
+  /// are.
   void takeAttributes(const FileStatus& source) noexcept;
   [[nodiscard]] FileStatus status() const;
   /// True when the last byte of the file is `byte`; false for an empty file.
@@ -115,8 +116,17 @@ class File {
   fs::path path_;
 };
 
+/// The status behind a path, links followed. Throws FileError, which says that
+/// it was for this operation.
+[[nodiscard]] FileStatus requireStatus(std::string_view operation, const fs::path& path);
+
 /// rename(2): replaces what is there, atomically on one file system.
 void renameFile(const fs::path& from, const fs::path& to);
+
+/// The same to a name that nobody has. False when somebody has it by now, and
+/// then nothing has changed. Where the file system can't do that in one step
+/// (network shares), only this process' own calls keep out of each other's way.
+[[nodiscard]] bool renameToNew(const fs::path& from, const fs::path& to);
 
 /// unlink(2).
 void removeFile(const fs::path& path);

@@ -245,6 +245,38 @@ TEST_F(PhotoBrowserModelTest, APageThatCannotBeReadCanBeAskedForAgain) {
   expectListed(99, 0);
 }
 
+TEST_F(PhotoBrowserModelTest, AFirstPageThatCannotBeReadIsTriedAgain) {
+  import(100);
+  start();
+  change("ALTER TABLE Photo RENAME COLUMN caption TO elsewhere");
+  const LogCapture log;
+  model_->setFilter(colour("Blue"));
+  settle();
+  EXPECT_TRUE(model_->items().empty());
+  change("ALTER TABLE Photo RENAME COLUMN elsewhere TO caption");
+  poll();
+  EXPECT_EQ(model_->items().size(), 50U);
+}
+
+TEST_F(PhotoBrowserModelTest, ManyRowsThatLeaveWhileAPageLoadsCostOnePage) {
+  import(200);
+  start();
+  change("UPDATE Photo SET trashedAt = 1");
+  std::vector<std::string> ids;
+  for (const Photo& photo : model_->items()) {
+    ids.push_back(photo.id);
+  }
+  int changes = 0;
+  Gate gate(pool_);
+  model_->refresh(ids);
+  model_->loadNextPage();
+  model_->changed().connect([&] { ++changes; });
+  gate.release();
+  settle();
+  EXPECT_TRUE(model_->items().empty());
+  EXPECT_LT(changes, 10);
+}
+
 TEST_F(PhotoBrowserModelTest, MayGoWhileWorkRuns) {
   import(100);
   start();

@@ -208,6 +208,26 @@ TEST_F(DestinationMonitorTest, NoAnswerInFiveSecondsIsOffline) {
   EXPECT_EQ(probes_, 3) << "one more look was remembered";
 }
 
+TEST_F(DestinationMonitorTest, ADeadMountThatWasReplacedIsLookedForAgain) {
+  choose(kDrive);
+  monitor_->refresh();
+  const auto hanging = std::move(background_.front());
+  background_.clear();
+  monitor_->mountsChanged();
+  EXPECT_TRUE(background_.empty()) << "it may still answer in time";
+  main_.advance(5s);
+  plugIn(kDrive, kDrive.path);
+  monitor_->mountsChanged();
+  settle();
+  EXPECT_EQ(monitor_->status(), online_);
+  for (int i = 0; i < 10; ++i) {
+    monitor_->refresh();
+    main_.advance(5s);
+    monitor_->mountsChanged();
+  }
+  EXPECT_LE(background_.size(), Monitor::kMostProbes + notes_.size()) << "and one that hangs";
+}
+
 TEST_F(DestinationMonitorTest, AHangingDriveHoldsUpNoOther) {
   plugIn(kDrive, kDrive.path);
   plugIn(kOther, kOther.path);

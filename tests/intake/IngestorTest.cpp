@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "intake/Ingestor.h"
-#include "platform/FaultPoint.h"
 #include "tests/intake/Archive.h"
 #include "tests/support/FaultPlan.h"
 #include "tests/support/LogCapture.h"
@@ -108,6 +108,43 @@ TEST(Ingestor, ASharedMotionFileStaysWhileAStillHasFailed) {
   EXPECT_EQ(filesBelow(archive.sources()), (Strings{"a.jpg", "a.mov"}));
 }
 
+TEST(Ingestor, EqualStillsWithDifferentMotionFilesLoseNone) {
+  Archive archive;
+  archive.source("a.jpg", "stub");
+  archive.source("a.mov", "runs");
+  archive.source("b.jpg", "stub");
+  archive.source("b.mov", "jumps");
+  for (const bool sourcesGo : {false, true}) {
+    EXPECT_EQ(outcomes(archive.ingestor().ingestFolder(archive.sources(), sourcesGo)),
+              (Strings{sourcesGo ? "a.jpg duplicate" : "a.jpg inserted", "b.jpg failed"}));
+  }
+  EXPECT_EQ(filesBelow(archive.sources()), (Strings{"b.jpg", "b.mov"}));
+}
+
+TEST(Ingestor, AFileThatTakesTheNameMeanwhileStays) {
+  Archive archive;
+  const fs::path still = archive.source("a.jpg", "stub");
+  const fs::path motion = archive.source("a.mov", "runs");
+  const fs::path taken = archive.root() / "2020/2020-02" / (Archive::hashOf("stub") + ".mov");
+  const Ingestor ingestor = archive.ingestor();
+  const FaultPlan other = FaultPlan::doing("rename", 2, [&] { writeText(taken, "jumps"); });
+  const auto result = ingestor.process({still, motion, false, {}}, true);
+  EXPECT_EQ(result.outcome, Outcome::failed);
+  EXPECT_EQ(result.error, "hash mismatch for " + taken.filename().string());
+  EXPECT_EQ(slurp(taken), "jumps");
+  EXPECT_TRUE(fs::exists(still) && fs::exists(motion));
+  EXPECT_EQ(archive.files().size(), 2U);
+}
+
+TEST(Ingestor, ASourceThatIsStillBeingWrittenStays) {
+  Archive archive;
+  const fs::path source = archive.source("a.jpg", "so far");
+  const int writer = ::open(source.c_str(), O_WRONLY | O_CLOEXEC);
+  EXPECT_EQ(archive.ingestor().process({source, {}, false, {}}, true).outcome, Outcome::inserted);
+  ::close(writer);
+  EXPECT_TRUE(fs::exists(source));
+}
+
 TEST(Ingestor, TheGateKeepsTheSource) {
   Archive archive;
   archive.source("a.jpg", "x");
@@ -158,17 +195,6 @@ TEST(Ingestor, TheArchivedFileIsNeverTakenForASource) {
   EXPECT_TRUE(ingestor.ingestFolder(archive.root(), true).empty());
 }
 
-// Rewrites the source at a step on the road of its file.
-fs::path rewritten;
-std::string_view rewriteAt;
-int rewriteHook(std::string_view step, const fs::path&) {
-  if (step == rewriteAt) {
-    rewriteAt = {};
-    writeText(rewritten, "new bytes");
-  }
-  return 0;
-}
-
 TEST(Ingestor, ASourceThatIsRewrittenMeanwhileStays) {
   struct Case {
     std::string_view step;
@@ -179,11 +205,8 @@ TEST(Ingestor, ASourceThatIsRewrittenMeanwhileStays) {
     Archive archive;
     const fs::path source = archive.source("a.jpg", "old bytes");
     const Ingestor ingestor = archive.ingestor();
-    rewritten = source;
-    rewriteAt = c.step;
-    setFaultHook(rewriteHook);
+    const FaultPlan rewrites = FaultPlan::doing(c.step, 1, [&] { writeText(source, "new bytes"); });
     const auto result = ingestor.process({source, {}, false, {}}, true);
-    setFaultHook(nullptr);
     EXPECT_EQ(result.outcome, c.outcome) << c.step;
     EXPECT_EQ(slurp(source), "new bytes") << c.step;
     archive.expectSound();
