@@ -227,6 +227,7 @@ void AppModel::destinationChanged() {
   inbox_.watch(coordinator_ && isKnown ? settings_.inbox() : std::nullopt);
   if (!std::exchange(wasOnline_, destination_.isOnline()) && wasOnline_) {
     inbox_.pass();  // what was turned away meanwhile
+    warmThumbnails();
   }
   changed_.emit();
 }
@@ -271,6 +272,7 @@ bool AppModel::drainInbox(const std::filesystem::path& folder, std::stop_token s
       hop_([this, done = std::move(done)](const IngestCoordinator::BatchResult& batch) {
         if (batch.results.empty()) {
           clearImport();
+          warmThumbnails();
         } else {
           finishImport(batch, "Watch");
         }
@@ -356,9 +358,11 @@ void AppModel::refreshArchive() {
   });
 }
 
-/// Fills the thumbnail cache in the background; imports go first.
+/// Fills the thumbnail cache in the background; imports go first, and a drive
+/// that may not answer isn't asked for originals.
 void AppModel::warmThumbnails() {
-  if (!catalog_ || warming_ || isImporting()) {
+  if (!catalog_ || warming_ || isImporting() ||
+      (settings_.destination() && !destination_.isOnline())) {
     return;
   }
   ThumbnailWarmer warmer;

@@ -87,6 +87,7 @@ inline void killAtEveryStep(const std::function<void(Archive&)>& run) {
     SCOPED_TRACE(number);
     Archive archive;
     const Sources sources(archive);
+    archive.pool.join();  // a fork takes along only this thread, and locks of others
     wasKilled = inChild(archive, number);
     Sources::expectNothingLost(archive);
     archive.catalog.reset();
