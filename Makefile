@@ -30,6 +30,7 @@ demo: build
 	@scripts/demo.sh $(if $(DIR),"$(DIR)")
 
 bench: packages
+	@scripts/install-packages.sh bench-packages.txt
 	cmake --preset bench
 	cmake --build --preset bench -j $(JOBS)
 	@scripts/bench.sh

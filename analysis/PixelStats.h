@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include <array>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -31,25 +30,6 @@ struct Hsl {
   double saturation = 0;  ///< 0 to 1
   double lightness = 0;   ///< 0 to 1
 };
-
-struct Swatch {
-  std::string_view family;
-  std::string_view colour;
-};
-
-/// The eleven families, in the order in which they are listed everywhere. The
-/// names stand in the catalog: never change them.
-inline constexpr std::array<Swatch, 11> kSwatches{{{"Red", "#e23b3b"},
-                                                   {"Orange", "#e2873b"},
-                                                   {"Yellow", "#e2d23b"},
-                                                   {"Green", "#4caf50"},
-                                                   {"Cyan", "#3bc7e2"},
-                                                   {"Blue", "#3b6fe2"},
-                                                   {"Purple", "#8d3be2"},
-                                                   {"Pink", "#e23bb0"},
-                                                   {"White", "#e8e8e8"},
-                                                   {"Gray", "#9aa0a8"},
-                                                   {"Black", "#2c2c2c"}}};
 
 /// The file's first image, upright, with a longer side of at most `maxPixels`;
 /// absent when it can't be opened or rendered.

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "analysis/ThumbnailWarmer.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <exception>
 #include <limits>
 #include <mutex>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -13,35 +16,43 @@ namespace {
 
 /// The last row of a page, as the order of pages sees it.
 struct Place {
-  double processedAt = std::numeric_limits<double>::infinity();
-  std::int64_t row = 0;
+  std::optional<double> processedAt;  ///< the rows without one come last
+  std::int64_t row = std::numeric_limits<std::int64_t>::max();
 };
+constexpr Place kBeforeAll{std::numeric_limits<double>::infinity()};
+constexpr Place kBeforeUndated{};
 
 struct Page {
   std::vector<PhotoRef> items;
-  Place end;
+  Place end = kBeforeAll;
 };
 
 std::optional<std::string> optionalText(const Statement& row, int column) {
   return row.isNull(column) ? std::nullopt : std::optional(row.text(column));
 }
 
-/// Pages go on from a place and not from an offset: each costs one pass over
-/// the table however far it lies back, and rows that come or go meanwhile shift
-/// nothing. Rows without a date come last.
+/// Pages go on from a place and not from an offset: each costs its own rows in
+/// the index `allByAdded` however far it lies back, and rows that come or go
+/// meanwhile shift nothing.
 Page fetchPage(Connection& connection, const Place& after, std::size_t batchSize) {
-  auto rows = connection.prepare(
-      "SELECT id, ext, archivePath, targetPath, mediaType, pk, "
-      "IFNULL(processedAt, -9e999) AS moment FROM Photo "
-      "WHERE moment < ?1 OR (moment = ?1 AND pk > ?2) ORDER BY moment DESC, pk LIMIT ?3");
-  rows.bind(1, after.processedAt).bind(2, after.row).bind(3, static_cast<std::int64_t>(batchSize));
+  auto rows = connection.prepare(fmt::format(
+      "SELECT id, ext, archivePath, targetPath, mediaType, processedAt, pk "
+      "FROM Photo INDEXED BY allByAdded WHERE {} "
+      "ORDER BY processedAt DESC, pk DESC LIMIT ?3",
+      after.processedAt ? "(processedAt, pk) < (?1, ?2)" : "processedAt IS NULL AND pk < ?2"));
+  if (after.processedAt) {
+    rows.bind(1, *after.processedAt);
+  }
+  rows.bind(2, after.row).bind(3, static_cast<std::int64_t>(batchSize));
   Page page;
   while (rows.step()) {
     page.items.push_back({rows.text(0), bareExtension(rows.text(1)), optionalText(rows, 2),
                           optionalText(rows, 3), optionalText(rows, 4)});
-    page.end = {rows.real(6), rows.integer(5)};
+    page.end.processedAt = rows.isNull(5) ? std::nullopt : std::optional(rows.real(5));
+    page.end.row = rows.integer(6);
   }
-  return page;
+  return page.items.empty() && after.processedAt ? fetchPage(connection, kBeforeUndated, batchSize)
+                                                 : page;
 }
 
 class WarmUp : public std::enable_shared_from_this<WarmUp> {

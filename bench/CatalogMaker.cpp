@@ -2,16 +2,18 @@
 #include "bench/CatalogMaker.h"
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <random>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "bench/Benchmark.h"
 #include "catalog/PhotoSchema.h"
+#include "tests/support/Dice.h"
 
 namespace vaultmere::bench {
 namespace {
@@ -39,28 +41,6 @@ constexpr std::array kPlaces{
 };
 constexpr std::array<std::string_view, 11> kColours{
     "Gray", "Blue", "Black", "Green", "Orange", "Red", "Yellow", "White", "Cyan", "Pink", "Purple"};
-
-/// Dice whose throws are the same on every machine.
-class Dice {
- public:
-  double fraction() { return static_cast<double>(random_() >> 11U) * 0x1.0p-53; }
-  int below(int bound) { return static_cast<int>(fraction() * bound); }
-  bool chance(double probability) { return fraction() < probability; }
-  /// Few of the numbers below `bound` come often, most of them seldom.
-  int uneven(int bound) {
-    return std::min(static_cast<int>(std::pow(bound + 1.0, fraction())), bound) - 1;
-  }
-  std::string hexDigits(int words) {
-    std::string text;
-    for (int i = 0; i < words; ++i) {
-      text += fmt::format("{:016x}", random_());
-    }
-    return text;
-  }
-
- private:
-  std::mt19937_64 random_{20'240'501};
-};
 
 /// What the pictures of one folder have in common.
 struct Folder {
@@ -224,7 +204,7 @@ class LibraryMaker {
 
   Connection& connection_;
   const LibrarySize size_;
-  Dice dice_;
+  Dice dice_{20'240'501};
 };
 
 /// Takes the indexes of the photographs away while there is much to insert.
@@ -257,6 +237,19 @@ void makeCatalog(const std::filesystem::path& store, const LibrarySize& size) {
     connection.execute(index.c_str());
   }
   connection.execute("PRAGMA wal_checkpoint(TRUNCATE)");
+}
+
+std::filesystem::path sharedCatalog(const std::filesystem::path& folder) {
+  namespace fs = std::filesystem;
+  const fs::path library = folder.parent_path() / "library";
+  if (!fs::exists(library)) {
+    const fs::path unfinished = folder / "library";
+    makeFresh(unfinished);
+    makeCatalog(unfinished / "Vaultmere.sqlite", {});
+    fs::rename(unfinished, library);
+  }
+  ::sync();
+  return library / "Vaultmere.sqlite";
 }
 
 }  // namespace vaultmere::bench

@@ -20,4 +20,9 @@ struct LibrarySize {
 /// twenty-five below a stack. The same sizes always give the same rows.
 void makeCatalog(const std::filesystem::path& store, const LibrarySize& size);
 
+/// A catalog of the usual size that the benchmarks share, to read from: the
+/// first one that asks makes it, beside the benchmark's own folder, where it
+/// stays. Nothing is left of it for the system to write.
+[[nodiscard]] std::filesystem::path sharedCatalog(const std::filesystem::path& folder);
+
 }  // namespace vaultmere::bench

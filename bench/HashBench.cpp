@@ -4,13 +4,11 @@
 // is in the page cache.
 #include <fmt/format.h>
 
-#include <array>
-#include <cstdio>
-#include <memory>
 #include <stdexcept>
 #include <string>
 
 #include "bench/Benchmark.h"
+#include "bench/Commands.h"
 #include "bench/Ratio.h"
 #include "intake/Archiver.h"
 #include "tests/support/FileTools.h"
@@ -23,13 +21,7 @@ constexpr std::size_t kRounds = 7;
 
 /// The last word that `openssl dgst -sha256 FILE` prints.
 std::string opensslHash(const fs::path& file) {
-  const std::string command = fmt::format("openssl dgst -sha256 '{}'", file.string());
-  const std::unique_ptr<FILE, int (*)(FILE*)> output(::popen(command.c_str(), "r"), ::pclose);
-  std::string text;
-  std::array<char, 512> buffer{};
-  while (output && std::fgets(buffer.data(), buffer.size(), output.get()) != nullptr) {
-    text += buffer.data();
-  }
+  const std::string text = outputOf(fmt::format("openssl dgst -sha256 '{}'", file.string()));
   const auto end = text.find_last_not_of('\n') + 1;
   const auto start = text.find_last_of(' ', end) + 1;
   return text.substr(start, end - start);

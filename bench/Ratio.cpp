@@ -40,6 +40,11 @@ Spread quotients(const std::vector<double>& over, const std::vector<double>& und
   return spreadOf(std::move(values));
 }
 
+/// Three digits are enough, of small numbers too.
+std::string shortText(double number) {
+  return number < 0.1 ? fmt::format("{:.3f}", number) : fmt::format("{:.2f}", number);
+}
+
 }  // namespace
 
 void Rounds::add(double ours, double reference) {
@@ -75,12 +80,13 @@ void report(const Claim& claim, const std::string& ours, const std::string& refe
             const Spread& ratio) {
   const bool atLeast = claim.wanted == Wanted::atLeast;
   const bool holds = atLeast ? ratio.median >= claim.bound : ratio.median <= claim.bound;
-  const std::string extremes = ratio.rounds > 1 ? fmt::format(" ({:.2f} to {:.2f} in {} rounds)",
-                                                              ratio.least, ratio.most, ratio.rounds)
-                                                : "";
-  fmt::print("{}: ours {}, {} {}, ratio {:.2f}{}, wanted {} {:.2f}: {}\n", claim.name, ours,
-             claim.reference, reference, ratio.median, extremes, atLeast ? "at least" : "at most",
-             claim.bound, holds ? "ok" : "BELOW");
+  const std::string extremes = ratio.rounds > 1
+                                   ? fmt::format("({} to {} in {})", shortText(ratio.least),
+                                                 shortText(ratio.most), ratio.rounds)
+                                   : "";
+  fmt::print("{:<64} {:>11} to {:>11} of {:<22} {:>7} {:<22} {} {:<5} {}\n", claim.name, ours,
+             reference, claim.reference, shortText(ratio.median), extremes,
+             atLeast ? ">=" : "<=", shortText(claim.bound), holds ? "ok" : "BELOW");
   std::fflush(stdout);
 }
 

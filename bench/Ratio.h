@@ -53,7 +53,7 @@ class Rounds {
 [[nodiscard]] Rounds measure(std::size_t rounds, const Side& ours, const Side& reference);
 
 /// Past this no further round starts, if there have been `kFewestRounds`.
-inline constexpr std::chrono::seconds kPatience{120};
+inline constexpr std::chrono::seconds kPatience{60};
 inline constexpr std::size_t kFewestRounds = 3;
 
 enum class Wanted { atLeast, atMost };

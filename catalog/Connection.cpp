@@ -75,7 +75,7 @@ bool Statement::step() {
   return attempt("catalog", [&] { return impl_->statement.executeStep(); });
 }
 
-bool Statement::isNull(int column) const { return impl_->statement.getColumn(column).isNull(); }
+bool Statement::isNull(int column) const { return impl_->statement.isColumnNull(column); }
 
 std::int64_t Statement::integer(int column) const {
   return impl_->statement.getColumn(column).getInt64();
@@ -91,7 +91,9 @@ std::string Statement::text(int column) const {
 
 struct Connection::Impl {
   explicit Impl(const std::filesystem::path& file)
-      : database(file.string(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE, kBusyMilliseconds) {}
+      // No lock inside the store: there is one thread at a time.
+      : database(file.string(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE | SQLite::OPEN_NOMUTEX,
+                 kBusyMilliseconds) {}
   SQLite::Database database;
   StatementCache statements;
 };

@@ -4,7 +4,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
 
 #include "catalog/ColourOrder.h"
 #include "catalog/PhotoQueries.h"
@@ -14,17 +13,6 @@ namespace vaultmere {
 namespace {
 
 constexpr std::size_t kMostNames = 40;
-
-/// The result of `tally`: pairs of a value and its count.
-std::vector<FacetValue> talliedValues(const std::string& json) {
-  std::vector<FacetValue> values;
-  for (const auto& pair : nlohmann::json::parse(json)) {
-    const auto& value = pair.at(0);
-    values.push_back({value.is_string() ? value.get<std::string>() : value.dump(),
-                      pair.at(1).get<std::int64_t>()});
-  }
-  return values;
-}
 
 /// The position of a row's size in the size table, NULL beyond it, as SQL.
 const std::string& sizePosition() {
@@ -45,17 +33,6 @@ std::vector<FacetValue> sizesFromPositions(std::vector<FacetValue> positions) {
   return positions;
 }
 
-/// Runs `SELECT what FROM photos` and gives its one row.
-Statement aggregate(Connection& connection, const Predicate& predicate, std::int64_t matches,
-                    std::string_view what) {
-  auto row = connection.prepareOnce(fmt::format("SELECT {} FROM {} {}", what,
-                                                photoSource(predicate, matches),
-                                                whereClause(predicate.gathering)));
-  predicate.bindTo(row);
-  row.step();
-  return row;
-}
-
 std::vector<FacetValue> reversed(std::vector<FacetValue> values) {
   std::reverse(values.begin(), values.end());
   return values;
@@ -68,26 +45,34 @@ std::vector<FacetValue> inColourOrder(std::vector<FacetValue> values) {
   return values;
 }
 
-std::vector<FacetValue> relationCountsOf(Connection& connection, const Predicate& predicate,
-                                         std::int64_t matches, Relation relation,
-                                         std::size_t limit) {
-  const bool isTag = relation == Relation::tags;
+/// One of the two kinds of names that photos are linked with.
+struct Relation {
+  const char* links;
+  const char* target;
+  const char* nameOfTarget;
+};
+constexpr Relation kTags{"Photo_tags", "tag", "SELECT name FROM Tag WHERE pk = ?"};
+constexpr Relation kLabels{"Photo_labels", "label", "SELECT name FROM Label WHERE pk = ?"};
+
+/// The names that occur, most first, those of equal counts in the order in
+/// which they came into the catalog.
+std::vector<FacetValue> relationCounts(Connection& connection, const Predicate& predicate,
+                                       std::int64_t matches, const Relation& relation) {
   std::vector<FacetValue> values;
   {
     // The links of the photos, not the photos of the links: both tables are
     // read in the order in which they were written.
     auto row = connection.prepareOnce(fmt::format(
         "SELECT tally({}) FROM (SELECT pk AS shown FROM {} {}) CROSS JOIN {} ON photo = shown",
-        isTag ? "tag" : "label", photoSource(predicate, matches), whereClause(predicate.gathering),
-        isTag ? "Photo_tags" : "Photo_labels"));
+        relation.target, photoSource(predicate, matches), whereClause(predicate.gathering),
+        relation.links));
     predicate.bindTo(row);
     row.step();
-    values = mostFirst(talliedValues(row.text(0)));
+    values = mostFirst(talliedValues(row, 0));
   }
-  values.resize(std::min(values.size(), limit));
+  values.resize(std::min(values.size(), kMostNames));
   for (FacetValue& value : values) {
-    auto name = connection.prepare(isTag ? "SELECT name FROM Tag WHERE pk = ?"
-                                         : "SELECT name FROM Label WHERE pk = ?");
+    auto name = connection.prepare(relation.nameOfTarget);
     name.bind(1, std::int64_t{std::stoll(value.value)});
     name.step();
     value.value = name.text(0);
@@ -96,32 +81,6 @@ std::vector<FacetValue> relationCountsOf(Connection& connection, const Predicate
 }
 
 }  // namespace
-
-std::vector<FacetValue> mostFirst(std::vector<FacetValue> values) {
-  std::stable_sort(values.begin(), values.end(),
-                   [](const FacetValue& a, const FacetValue& b) { return a.count > b.count; });
-  return values;
-}
-
-std::vector<FacetValue> groupCounts(Connection& connection, const Predicate& predicate,
-                                    const char* column) {
-  return talliedValues(aggregate(connection, predicate, countPhotos(connection, predicate),
-                                 fmt::format("tally({})", column))
-                           .text(0));
-}
-
-std::vector<FacetValue> sizeCounts(Connection& connection, const Predicate& predicate) {
-  return sizesFromPositions(
-      talliedValues(aggregate(connection, predicate, countPhotos(connection, predicate),
-                              fmt::format("tally({})", sizePosition()))
-                        .text(0)));
-}
-
-std::vector<FacetValue> relationCounts(Connection& connection, const Predicate& predicate,
-                                       Relation relation, std::size_t limit) {
-  return relationCountsOf(connection, predicate, countPhotos(connection, predicate), relation,
-                          limit);
-}
 
 FacetSet computeFacets(Connection& connection, const Predicate& predicate) {
   const Snapshot snapshot(connection);
@@ -135,7 +94,7 @@ FacetSet computeFacets(Connection& connection, const Predicate& predicate) {
                               " count(*) FILTER (WHERE cameraModel IS NULL),"
                               " count(*) FILTER (WHERE favorite = 1)",
                               sizePosition()));
-    const auto values = [&](int column) { return talliedValues(row.text(column)); };
+    const auto values = [&](int column) { return talliedValues(row, column); };
     facets.years = reversed(values(0));
     facets.mediaTypes = values(1);
     facets.fileTypes = mostFirst(values(2));
@@ -146,9 +105,8 @@ FacetSet computeFacets(Connection& connection, const Predicate& predicate) {
     facets.noCameraCount = row.integer(7);
     facets.favorites = row.integer(8);
   }
-  facets.albums = relationCountsOf(connection, predicate, facets.total, Relation::tags, kMostNames);
-  facets.labels =
-      relationCountsOf(connection, predicate, facets.total, Relation::labels, kMostNames);
+  facets.albums = relationCounts(connection, predicate, facets.total, kTags);
+  facets.labels = relationCounts(connection, predicate, facets.total, kLabels);
   return facets;
 }
 

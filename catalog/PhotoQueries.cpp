@@ -114,9 +114,12 @@ std::int64_t countPhotos(Connection& connection, const Predicate& predicate) {
 std::vector<Photo> fetchPage(Connection& connection, const Predicate& predicate,
                              const PageRequest& request) {
   // Rows are read for the page alone, not for what is skipped or sorted out.
-  auto rows = connection.prepareOnce(
+  const std::string sql =
       fmt::format("SELECT {} FROM ({}) CROSS JOIN Photo ON pk = found ORDER BY {}", photoColumns(),
-                  keysOfPage(predicate, request), tableEntry(request.sort).keys));
+                  keysOfPage(predicate, request), tableEntry(request.sort).keys);
+  // The lists that are asked for most, and those without a text of the user's,
+  // have few forms.
+  auto rows = predicate.arguments.empty() ? connection.prepare(sql) : connection.prepareOnce(sql);
   const int next = predicate.bindTo(rows);
   rows.bind(next, request.limit).bind(next + 1, request.offset);
   std::vector<Photo> page;

@@ -101,7 +101,8 @@ constexpr std::array kIndexes{
 #define BY_CAPTURE "captureDate, processedAt, pk"
 // The two sorts with all that a filter looks at, so that a page and a facet
 // are found without reading rows; each single filter in the order of capture;
-// the texts of the search. `PhotoQueries.cpp` names them.
+// the texts of the search. `PhotoQueries.cpp` names them. Last, the
+// order in which thumbnails are made.
 constexpr std::array kListIndexes{
     Index{"shownByAdded", "processedAt, captureDate, pk, " FILTERED SHOWN_COLUMNS, SHOWN},
     Index{"shownByCapture", BY_CAPTURE ", " FILTERED SHOWN_COLUMNS, SHOWN},
@@ -116,6 +117,7 @@ constexpr std::array kListIndexes{
     Index{"shownFavorites", BY_CAPTURE ", favorite" SHOWN_COLUMNS, SHOWN " AND favorite = 1"},
     Index{"shownTexts", "placeName, caption, originalFilename" SHOWN_COLUMNS, SHOWN},
     Index{"allByMediaType", "mediaType, " BY_CAPTURE ", sizeBytes" SHOWN_COLUMNS, ""},
+    Index{"allByAdded", "processedAt, pk", ""},
 };
 #undef SHOWN
 #undef SHOWN_COLUMNS

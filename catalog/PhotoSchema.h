@@ -30,7 +30,7 @@ struct PhotoAttribute {
 [[nodiscard]] std::span<const PhotoAttribute> photoAttributes();
 
 /// The number that a store of this form carries (`user_version`).
-inline constexpr int kSchemaVersion = 2;
+inline constexpr int kSchemaVersion = 3;
 
 /// Brings the store to the present form, in one transaction: makes what is
 /// missing, tables, columns and indexes. Throws CatalogError, also for a store

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <map>
 
 #include "catalog/CatalogError.h"
 #include "catalog/PhotoQueries.h"
@@ -21,7 +20,7 @@ namespace {
 constexpr std::int64_t kPageSize = 60;
 constexpr std::int64_t kLargestPage = 200;
 
-using Names = std::map<std::string, std::vector<std::string>, std::less<>>;
+using Names = std::vector<std::string>;
 
 struct Page {
   std::int64_t number = 1;
@@ -51,42 +50,46 @@ Page pageOf(const HttpQuery& query) {
   return page;
 }
 
-/// The names that photos are linked with, by the photos' ids.
-Names namesOf(Connection& connection, const std::vector<Photo>& photos, const char* sql) {
-  std::vector<std::string> ids;
-  for (const Photo& photo : photos) {
-    ids.push_back(photo.id);
-  }
-  Names names;
-  auto rows = connection.prepare(sql);
-  rows.bind(1, std::string_view(stringListText(ids)));
-  while (rows.step()) {
-    names[rows.text(0)].push_back(rows.text(1));
-  }
-  return names;
-}
-
-Json recordsOf(Connection& connection, const std::vector<Photo>& photos) {
-  Names tags = namesOf(connection, photos,
-                       "SELECT Photo.id, Tag.name FROM json_each(?) AS wanted"
-                       " CROSS JOIN Photo ON Photo.id = wanted.value"
-                       " CROSS JOIN Photo_tags ON photo = Photo.pk JOIN Tag ON Tag.pk = tag");
-  Names labels =
-      namesOf(connection, photos,
-              "SELECT Photo.id, Label.name FROM json_each(?) AS wanted"
-              " CROSS JOIN Photo ON Photo.id = wanted.value"
-              " CROSS JOIN Photo_labels ON photo = Photo.pk JOIN Label ON Label.pk = label");
-  Json records = Json::array();
-  for (const Photo& photo : photos) {
-    records.push_back(photoRecord(photo, std::move(tags[photo.id]), std::move(labels[photo.id])));
-  }
-  return records;
-}
-
 void separate(std::string& list) {
   if (list.back() != '[') {
     list += ',';
   }
+}
+
+/// The names that photos are linked with, in the order of the photos.
+std::vector<Names> namesOf(Connection& connection, const std::vector<Photo>& photos,
+                           const std::string& ids, const char* sql) {
+  std::vector<Names> names(photos.size());
+  auto rows = connection.prepare(sql);
+  rows.bind(1, std::string_view(ids));
+  while (rows.step()) {
+    names.at(static_cast<std::size_t>(rows.integer(0))).push_back(rows.text(1));
+  }
+  return names;
+}
+
+std::string recordsOf(Connection& connection, const std::vector<Photo>& photos) {
+  std::vector<std::string> ids;
+  ids.reserve(photos.size());
+  for (const Photo& photo : photos) {
+    ids.push_back(photo.id);
+  }
+  const std::string list = stringListText(ids);
+  auto tags = namesOf(connection, photos, list,
+                      "SELECT wanted.key, Tag.name FROM json_each(?) AS wanted"
+                      " CROSS JOIN Photo ON Photo.id = wanted.value"
+                      " CROSS JOIN Photo_tags ON photo = Photo.pk JOIN Tag ON Tag.pk = tag");
+  auto labels =
+      namesOf(connection, photos, list,
+              "SELECT wanted.key, Label.name FROM json_each(?) AS wanted"
+              " CROSS JOIN Photo ON Photo.id = wanted.value"
+              " CROSS JOIN Photo_labels ON photo = Photo.pk JOIN Label ON Label.pk = label");
+  std::string records = "[";
+  for (std::size_t i = 0; i < photos.size(); ++i) {
+    separate(records);
+    appendPhoto(records, photos[i], std::move(tags[i]), std::move(labels[i]));
+  }
+  return records += ']';
 }
 
 }  // namespace
@@ -98,7 +101,7 @@ std::optional<std::string> GalleryAPI::photos(const HttpQuery& query) {
     return std::nullopt;
   }
   std::int64_t total = 0;
-  Json items = Json::array();
+  std::string items = "[]";
   try {
     const Predicate predicate = GalleryFilter::of(query).predicate();
     const Snapshot snapshot(connection_);
@@ -111,10 +114,8 @@ std::optional<std::string> GalleryAPI::photos(const HttpQuery& query) {
   } catch (const CatalogError&) {
     // Zero, or an empty list.
   }
-  return jsonText(Json{{"total", total},
-                       {"page", page.number},
-                       {"page_size", page.size},
-                       {"items", std::move(items)}});
+  return fmt::format(R"({{"total":{},"page":{},"page_size":{},"items":{}}})", total, page.number,
+                     page.size, items);
 }
 
 std::string GalleryAPI::stats() { return jsonText(galleryStats(connection_)); }

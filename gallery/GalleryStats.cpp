@@ -6,9 +6,9 @@
 #include <algorithm>
 #include <cmath>
 
-#include "analysis/PixelStats.h"
 #include "catalog/CatalogError.h"
-#include "catalog/PhotoQueries.h"
+#include "catalog/ColourOrder.h"
+#include "catalog/FacetSet.h"
 
 namespace vaultmere {
 namespace {
@@ -19,8 +19,6 @@ constexpr std::size_t kMostPlaces = 25;
 constexpr std::size_t kMostCameras = 15;
 constexpr std::size_t kMostNames = 25;
 
-constexpr const char* kColoured = "avgHex IS NOT NULL AND isBW = 0";
-
 /// What takes a look at the rows themselves: no index knows it.
 struct Totals {
   std::int64_t edited = 0;
@@ -29,6 +27,7 @@ struct Totals {
   double red = 0;  ///< sums over the coloured ones
   double green = 0;
   double blue = 0;
+  std::vector<FacetValue> families;  ///< of the coloured ones
 };
 
 /// The query's value; an empty one when it fails.
@@ -41,18 +40,21 @@ auto valueOf(Query&& query) -> decltype(query()) {
   }
 }
 
+/// In one go: each look at all rows costs as much as many queries of indexes.
 Totals totalsOf(Connection& connection) {
+  constexpr const char* kColoured = "avgHex IS NOT NULL AND isBW = 0";
   const Predicate predicate =
       predicates::shown() && Predicate::onTable("(edited = 1 OR avgHex IS NOT NULL)");
-  auto row = connection.prepareOnce(
-      fmt::format("SELECT count(*) FILTER (WHERE edited = 1),"
-                  " count(*) FILTER (WHERE avgHex IS NOT NULL AND isBW = 1),"
-                  " count(avgR) FILTER (WHERE {0}), total(avgR) FILTER (WHERE {0}),"
-                  " total(avgG) FILTER (WHERE {0}), total(avgB) FILTER (WHERE {0}) FROM {1} {2}",
-                  kColoured, photoSource(predicate, 0), whereClause(predicate.gathering)));
-  predicate.bindTo(row);
-  row.step();
-  return {row.integer(0), row.integer(1), row.integer(2), row.real(3), row.real(4), row.real(5)};
+  const auto row =
+      aggregate(connection, predicate, 0,
+                fmt::format("count(*) FILTER (WHERE edited = 1),"
+                            " count(*) FILTER (WHERE avgHex IS NOT NULL AND isBW = 1),"
+                            " count(avgR) FILTER (WHERE {0}), total(avgR) FILTER (WHERE {0}),"
+                            " total(avgG) FILTER (WHERE {0}), total(avgB) FILTER (WHERE {0}),"
+                            " tally(colorFamily) FILTER (WHERE {0})",
+                            kColoured));
+  return {row.integer(0), row.integer(1), row.integer(2),       row.real(3),
+          row.real(4),    row.real(5),    talliedValues(row, 6)};
 }
 
 int channelOf(double sum, std::int64_t count) {
@@ -73,12 +75,12 @@ std::vector<FacetValue> byText(std::vector<FacetValue> values) {
 
 Json colourRecords(const std::vector<FacetValue>& families) {
   Json records = Json::array();
-  for (const PixelStats::Swatch& swatch : PixelStats::kSwatches) {
+  for (const ColourFamily& family : kColourFamilies) {
     const auto found =
         std::find_if(families.begin(), families.end(),
-                     [&](const FacetValue& family) { return family.value == swatch.family; });
+                     [&](const FacetValue& counted) { return counted.value == family.name; });
     if (found != families.end()) {
-      records.push_back({{"name", swatch.family}, {"hex", swatch.colour}, {"n", found->count}});
+      records.push_back({{"name", family.name}, {"hex", family.swatch}, {"n", found->count}});
     }
   }
   return records;
@@ -88,10 +90,6 @@ Json colourRecords(const std::vector<FacetValue>& families) {
 
 Json galleryStats(Connection& connection) {
   const FacetSet facets = valueOf([&] { return computeFacets(connection, predicates::shown()); });
-  const auto families = valueOf([&] {
-    return groupCounts(connection, predicates::shown() && Predicate::onTable(kColoured),
-                       "colorFamily");
-  });
   const Totals totals = valueOf([&] { return totalsOf(connection); });
   Json stats;
   stats["totals"] = {
@@ -108,7 +106,7 @@ Json galleryStats(Connection& connection) {
   if (const auto last = valueOf([&] { return lastImport(connection); })) {
     stats["last_import"] = *last;
   }
-  stats["colors"] = colourRecords(families);
+  stats["colors"] = colourRecords(totals.families);
   if (totals.coloured > 0) {
     stats["avg_color"] = fmt::format("#{:02x}{:02x}{:02x}", channelOf(totals.red, totals.coloured),
                                      channelOf(totals.green, totals.coloured),

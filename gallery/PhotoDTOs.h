@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
-#include "catalog/FacetSet.h"
 #include "catalog/Photo.h"
+#include "catalog/Tally.h"
 
 // The records of the wire. Keys are part of the gallery's interface: never
 // change them. What has no value is left out; nothing is ever null.
@@ -20,17 +20,17 @@ using Json = nlohmann::ordered_json;
 /// "2021-03-05T10:11:12": the wall clock in the program's zone.
 [[nodiscard]] std::string stampOf(CatalogDate date);
 
-/// Sorts the names.
-[[nodiscard]] Json photoRecord(const Photo& photo, std::vector<std::string> tags,
-                               std::vector<std::string> labels);
-
 /// An array of at most `limit` records with `id` and `n`.
 [[nodiscard]] Json facetRecords(const std::vector<FacetValue>& values, std::size_t limit);
 
 /// The text that goes out. Bytes that aren't UTF-8 stand as U+FFFD.
 [[nodiscard]] std::string jsonText(const Json& json);
 
-// Records of which there may be a million are written straight to the text.
+// The records of lists are written straight to the text: a tree of them takes
+// longer than to find them, and of some there may be a million.
+/// Sorts the names.
+void appendPhoto(std::string& text, const Photo& photo, std::vector<std::string> tags,
+                 std::vector<std::string> labels);
 void appendColour(std::string& text, std::string_view id, std::string_view hex);
 void appendFeature(std::string& text, std::string_view id, double latitude, double longitude);
 

@@ -28,10 +28,14 @@ constexpr sys_seconds kLast =
 // MARK: The zone
 
 /// The zone that a value of TZ stands for: "Europe/Berlin", the same behind a
-/// colon, or a path to its file. Empty when it can't be a zone's name.
+/// colon, or a path to its file; an empty one for UTC. Empty when it can't be a
+/// zone's name.
 std::string_view zoneName(std::string_view variable) {
   if (variable.starts_with(':')) {
     variable.remove_prefix(1);
+  }
+  if (variable.empty()) {
+    return "UTC";
   }
   if (!variable.starts_with('/')) {
     return variable;
@@ -64,7 +68,7 @@ std::string_view systemZoneLink(std::array<char, 256>& buffer) {
 /// The program's zone; null stands for UTC. Zones live as long as the process.
 const date::time_zone* currentZone() {
   struct Known {
-    std::string variable;
+    std::optional<std::string> variable;
     std::string link;
     const date::time_zone* zone;
   };
@@ -72,18 +76,19 @@ const date::time_zone* currentZone() {
   static std::optional<Known> known;  // guarded by mutex
 
   const char* value = std::getenv("TZ");
-  const std::string_view variable = value == nullptr ? "" : value;
+  const auto variable = value == nullptr ? std::nullopt : std::optional<std::string>(value);
   std::array<char, 256> buffer{};
   const std::string_view link = systemZoneLink(buffer);
 
   const std::lock_guard lock(mutex);
   if (!known || known->variable != variable || known->link != link) {
     const date::time_zone* zone =
-        loaded([&] { return date::locate_zone(std::string(zoneName(variable))); });
+        variable ? loaded([&] { return date::locate_zone(std::string(zoneName(*variable))); })
+                 : nullptr;
     if (zone == nullptr) {
       zone = loaded([] { return date::current_zone(); });
     }
-    known = {std::string(variable), std::string(link), zone};
+    known = {variable, std::string(link), zone};
   }
   return known->zone;
 }

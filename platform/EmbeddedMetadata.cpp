@@ -52,38 +52,39 @@ void prepareExiv2() {
   });
 }
 
-/// One entry as a number; absent for texts, for 0 as a denominator and for what
-/// isn't finite.
-std::optional<double> numberAt(const Exiv2::Value& value, long index) {
+/// One entry as it stands, not a number for 0/0; absent for texts.
+std::optional<double> entryAt(const Exiv2::Value& value, long index) {
   if (index >= value.count()) {
     return std::nullopt;
   }
-  double number = 0;
   const auto ratio = [](double numerator, double denominator) { return numerator / denominator; };
   const auto at = static_cast<std::size_t>(index);
   if (const auto* rationals = dynamic_cast<const Exiv2::URationalValue*>(&value)) {
-    number = ratio(rationals->value_[at].first, rationals->value_[at].second);
-  } else if (const auto* signedRationals = dynamic_cast<const Exiv2::RationalValue*>(&value)) {
-    number = ratio(signedRationals->value_[at].first, signedRationals->value_[at].second);
-  } else {
-    switch (value.typeId()) {
-      case Exiv2::unsignedByte:
-      case Exiv2::unsignedShort:
-      case Exiv2::unsignedLong:
-      case Exiv2::signedByte:
-      case Exiv2::signedShort:
-      case Exiv2::signedLong:
-        number = static_cast<double>(value.toLong(index));
-        break;
-      case Exiv2::tiffFloat:
-      case Exiv2::tiffDouble:
-        number = static_cast<double>(value.toFloat(index));
-        break;
-      default:
-        return std::nullopt;
-    }
+    return ratio(rationals->value_[at].first, rationals->value_[at].second);
   }
-  return std::isfinite(number) ? std::optional(number) : std::nullopt;
+  if (const auto* signedRationals = dynamic_cast<const Exiv2::RationalValue*>(&value)) {
+    return ratio(signedRationals->value_[at].first, signedRationals->value_[at].second);
+  }
+  switch (value.typeId()) {
+    case Exiv2::unsignedByte:
+    case Exiv2::unsignedShort:
+    case Exiv2::unsignedLong:
+    case Exiv2::signedByte:
+    case Exiv2::signedShort:
+    case Exiv2::signedLong:
+      return static_cast<double>(value.toLong(index));
+    case Exiv2::tiffFloat:
+    case Exiv2::tiffDouble:
+      return static_cast<double>(value.toFloat(index));
+    default:
+      return std::nullopt;
+  }
+}
+
+/// The same where only a finite number will do.
+std::optional<double> numberAt(const Exiv2::Value& value, long index) {
+  const auto entry = entryAt(value, index);
+  return entry && std::isfinite(*entry) ? entry : std::nullopt;
 }
 
 /// Reads tags by name from the first of several groups that has them readable.
@@ -101,10 +102,20 @@ class ExifReader {
     return first<double>(tag, groups, [](const Exiv2::Value& value) { return numberAt(value, 0); });
   }
   [[nodiscard]] std::optional<std::vector<double>> numbers(const char* tag, Groups groups) const {
-    return first<std::vector<double>>(tag, groups, [](const Exiv2::Value& value) {
+    return list(tag, groups, numberAt);
+  }
+  /// With what isn't finite.
+  [[nodiscard]] std::optional<std::vector<double>> entries(const char* tag, Groups groups) const {
+    return list(tag, groups, entryAt);
+  }
+
+ private:
+  template <typename Read>
+  std::optional<std::vector<double>> list(const char* tag, Groups groups, Read read) const {
+    return first<std::vector<double>>(tag, groups, [&](const Exiv2::Value& value) {
       std::vector<double> list;
       for (long i = 0; i < value.count(); ++i) {
-        const auto number = numberAt(value, i);
+        const auto number = read(value, i);
         if (!number) {
           return std::optional<std::vector<double>>{};
         }
@@ -114,7 +125,6 @@ class ExifReader {
     });
   }
 
- private:
   template <typename T, typename Read>
   std::optional<T> first(const char* tag, Groups groups, Read read) const {
     for (const char* group : groups) {
@@ -142,18 +152,28 @@ void put(PropertyDictionary& dictionary, const char* key, const std::optional<T>
   }
 }
 
-/// Degrees, minutes and seconds as unsigned decimal degrees.
+bool isGiven(const std::vector<double>& parts, std::size_t index) {
+  return index < parts.size() && !std::isnan(parts[index]);
+}
+
+/// Writers leave out what they haven't measured, or write 0/0 for it.
+double partOrZero(const std::vector<double>& parts, std::size_t index) {
+  return isGiven(parts, index) ? parts[index] : 0;
+}
+
+/// Degrees, and minutes and seconds where given, as unsigned decimal degrees.
 std::optional<double> degrees(const std::optional<std::vector<double>>& parts) {
-  if (!parts || parts->size() < 3) {
+  if (!parts || !isGiven(*parts, 0)) {
     return std::nullopt;
   }
-  return (*parts)[0] + (*parts)[1] / 60.0 + (*parts)[2] / 3600.0;
+  const double sum = (*parts)[0] + partOrZero(*parts, 1) / 60.0 + partOrZero(*parts, 2) / 3600.0;
+  return std::isfinite(sum) ? std::optional(sum) : std::nullopt;
 }
 
 /// "10:11:12", or "10:11:12.50" when the seconds have a fraction; hundredths are
 /// cut off, since rounding could show a sixtieth second.
 std::optional<std::string> timeStamp(const std::optional<std::vector<double>>& parts) {
-  if (!parts || parts->size() < 3) {
+  if (!parts || !isGiven(*parts, 0) || !isGiven(*parts, 1)) {
     return std::nullopt;
   }
   for (const double part : *parts) {
@@ -161,7 +181,7 @@ std::optional<std::string> timeStamp(const std::optional<std::vector<double>>& p
       return std::nullopt;
     }
   }
-  const double seconds = (*parts)[2];
+  const double seconds = partOrZero(*parts, 2);
   const auto hundredths = static_cast<int>(seconds * 100 + 1e-6);
   std::string stamp = fmt::format("{:02}:{:02}:{:02}", static_cast<int>((*parts)[0]),
                                   static_cast<int>((*parts)[1]), hundredths / 100);
@@ -195,10 +215,10 @@ void mapExif(const Exiv2::ExifData& data, ImageProperties& properties) {
   }
 
   put(properties.gps, "DateStamp", reader.text("GPSDateStamp", gps));
-  put(properties.gps, "TimeStamp", timeStamp(reader.numbers("GPSTimeStamp", gps)));
-  put(properties.gps, "Latitude", degrees(reader.numbers("GPSLatitude", gps)));
+  put(properties.gps, "TimeStamp", timeStamp(reader.entries("GPSTimeStamp", gps)));
+  put(properties.gps, "Latitude", degrees(reader.entries("GPSLatitude", gps)));
   put(properties.gps, "LatitudeRef", reader.text("GPSLatitudeRef", gps));
-  put(properties.gps, "Longitude", degrees(reader.numbers("GPSLongitude", gps)));
+  put(properties.gps, "Longitude", degrees(reader.entries("GPSLongitude", gps)));
   put(properties.gps, "LongitudeRef", reader.text("GPSLongitudeRef", gps));
 
   put(properties.exifAux, "LensModel",
@@ -236,11 +256,10 @@ ImageHandle openImage(const File& file, const ImageFormat& format, std::string& 
 }
 
 /// The containers in which Exiv2's size is the first image's, not that of a
-/// preview beside it.
+/// preview or another item beside it.
 bool tellsSize(ImageContainer container) {
   return container == ImageContainer::jpeg || container == ImageContainer::png ||
-         container == ImageContainer::webp || container == ImageContainer::gif ||
-         container == ImageContainer::heif;
+         container == ImageContainer::webp || container == ImageContainer::gif;
 }
 
 void mapSize(const Exiv2::Image& image, ImageProperties& properties) {

@@ -126,14 +126,9 @@ struct Turn {
   }
 };
 
-}  // namespace
-
-std::optional<int> heifOrientation(const File& file) {
-  const auto meta = readMeta(file);
-  if (!meta) {
-    return std::nullopt;
-  }
-  const std::vector<Box> boxes = boxesIn(*meta);
+/// The primary item's properties in the order of their use, out of a `meta` box.
+std::optional<std::vector<Box>> primaryProperties(std::string_view meta) {
+  const std::vector<Box> boxes = boxesIn(meta);
   const auto primary = find(boxes, "pitm");
   const std::vector<Box> itemProperties = boxesIn(find(boxes, "iprp").value_or(""));
   const std::vector<Box> properties = boxesIn(find(itemProperties, "ipco").value_or(""));
@@ -142,13 +137,26 @@ std::optional<int> heifOrientation(const File& file) {
   }
   const ByteView pitm(*primary);
   const auto item = pitm.number(4, pitm.number(0, 1).value_or(0) == 0 ? 2 : 4);
-  Turn turn;
+  std::vector<Box> used;
   for (const std::size_t index :
        propertiesOf(item.value_or(0), find(itemProperties, "ipma").value_or(""))) {
-    if (index == 0 || index > properties.size()) {
-      continue;
+    if (index >= 1 && index <= properties.size()) {
+      used.push_back(properties[index - 1]);
     }
-    const Box& property = properties[index - 1];
+  }
+  return used;
+}
+
+}  // namespace
+
+std::optional<int> heifOrientation(const File& file) {
+  const auto meta = readMeta(file);
+  const auto properties = meta ? primaryProperties(*meta) : std::nullopt;
+  if (!properties) {
+    return std::nullopt;
+  }
+  Turn turn;
+  for (const Box& property : *properties) {
     const auto value = static_cast<unsigned>(ByteView(property.content).number(0, 1).value_or(0));
     if (property.type == "irot") {
       turn.rotateAnticlockwise(value & 3U);
@@ -160,6 +168,16 @@ std::optional<int> heifOrientation(const File& file) {
     }
   }
   return turn.orientation();
+}
+
+std::optional<HeifSize> heifSize(const File& file) {
+  const auto meta = readMeta(file);
+  const auto properties = meta ? primaryProperties(*meta) : std::nullopt;
+  const ByteView extents(properties ? find(*properties, "ispe").value_or("") : "");
+  const auto width = extents.number(4, 4);  // behind version and flags
+  const auto height = extents.number(8, 4);
+  return width && height && *width > 0 && *height > 0 ? std::optional(HeifSize{*width, *height})
+                                                      : std::nullopt;
 }
 
 }  // namespace vaultmere

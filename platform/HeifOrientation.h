@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <cstdint>
 #include <optional>
 
 #include "platform/Files.h"
@@ -12,5 +13,12 @@ namespace vaultmere {
 /// the item's own properties (`irot`, `imir`) that count, and an EXIF tag beside
 /// them is mere information. Absent when the file's structure can't be read.
 [[nodiscard]] std::optional<int> heifOrientation(const File& file);
+
+struct HeifSize {
+  std::uint64_t width = 0;
+  std::uint64_t height = 0;
+};
+/// The size that such a file declares for its primary image, before any turning.
+[[nodiscard]] std::optional<HeifSize> heifSize(const File& file);
 
 }  // namespace vaultmere

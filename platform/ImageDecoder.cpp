@@ -27,6 +27,9 @@ constexpr auto kMaxBytes = static_cast<std::uint64_t>(kMaxDecodeBytes);
 /// one that EXIF cameras write.
 constexpr int kLeastEmbedded = 160;
 
+/// And of the largest beside a HEIC's picture; no device writes larger ones.
+constexpr int kMostEmbedded = 2048;
+
 /// How far the aspect ratio of a picture inside may be off: its sides are
 /// rounded, but one with black bars or another crop is another picture.
 constexpr double kAspectTolerance = 0.02;
@@ -34,13 +37,24 @@ constexpr double kAspectTolerance = 0.02;
 /// Which pixels may be shown: the picture's alone, or those of one inside it.
 enum class Show { picture, embedded };
 
-std::unique_lock<std::mutex> placeFor(std::uint64_t bytes) {
-  static std::mutex largeDecode;
-  std::unique_lock<std::mutex> lock(largeDecode, std::defer_lock);
-  if (bytes > kLargeDecodeBytes) {
-    lock.lock();
+/// Leave for one decode: its place among the large ones, and its time, which
+/// begins when it has that place.
+struct Leave {
+  std::unique_lock<std::mutex> place;
+  Deadline deadline;
+};
+
+/// Waits for the place. Absent for what would take too much memory.
+std::optional<Leave> leaveFor(std::uint64_t bytes) {
+  if (bytes > kMaxBytes) {
+    return std::nullopt;
   }
-  return lock;
+  static std::mutex largeDecode;
+  std::unique_lock<std::mutex> place(largeDecode, std::defer_lock);
+  if (bytes > kLargeDecodeBytes) {
+    place.lock();
+  }
+  return Leave{std::move(place), Deadline()};
 }
 
 /// The largest reduction that the loader offers and that leaves `maxPixels`, and
@@ -89,19 +103,18 @@ std::optional<Bitmap> decodeStill(const VipsStill& still, int maxPixels,
   const int turn = orientation.value_or(header.orientation);
   const PixelSize size = fitted(header.size, maxPixels, turn);
   const int shrink = shrinkFor(still, header, maxPixels);
-  const std::uint64_t bytes = decodeBytes(header, shrink);
-  if (bytes > kMaxBytes) {
+  const auto leave = leaveFor(decodeBytes(header, shrink));
+  if (!leave) {
     return std::nullopt;
   }
-  const auto place = placeFor(bytes);
   if (shrink > 1) {
     image = still.open(shrink);
   }
-  auto bitmap = image ? render(image, size, turn) : std::nullopt;
+  auto bitmap = image ? render(image, size, turn, leave->deadline) : std::nullopt;
   if (!bitmap) {
     image = still.open(shrink);
-    image = image ? readableRows(image) : nullptr;
-    bitmap = image ? render(image, size, turn) : std::nullopt;
+    image = image ? readableRows(image, leave->deadline) : nullptr;
+    bitmap = image ? render(image, size, turn, leave->deadline) : std::nullopt;
   }
   return bitmap;
 }
@@ -141,11 +154,14 @@ std::optional<Bitmap> decodeHeifThumbnail(const File& file, const VipsStill& sti
     return std::nullopt;
   }
   const PixelSize whole = headerOf(picture).size;
-  const PixelSize size = headerOf(thumbnail).size;
-  if (!canStandFor(whole, size) || isUpright(whole) != isUpright(size)) {
+  const VipsHeader header = headerOf(thumbnail);
+  const PixelSize size = header.size;
+  if (std::max(size.width, size.height) > kMostEmbedded || !canStandFor(whole, size) ||
+      isUpright(whole) != isUpright(size)) {
     return std::nullopt;
   }
-  return render(thumbnail, fitted(size, maxPixels, 1), 1);
+  const auto leave = leaveFor(decodeBytes(header, 1));
+  return leave ? render(thumbnail, fitted(size, maxPixels, 1), 1, leave->deadline) : std::nullopt;
 }
 
 std::optional<Bitmap> decodeEmbedded(const File& file, const ImageFormat& format,
@@ -203,12 +219,8 @@ std::optional<Bitmap> developScaled(RawFile& raw, int maxPixels) {
   const RawHeader& header = raw.header();
   const bool half =
       std::max(header.width, header.height) / 2 >= maxPixels || raw.developBytes(false) > kMaxBytes;
-  const std::uint64_t bytes = raw.developBytes(half);
-  if (bytes > kMaxBytes) {
-    return std::nullopt;
-  }
-  const auto place = placeFor(bytes);
-  const auto developed = raw.develop(half);
+  const auto leave = leaveFor(raw.developBytes(half));
+  const auto developed = leave ? raw.develop(half) : std::nullopt;
   if (!developed) {
     return std::nullopt;
   }
@@ -216,7 +228,7 @@ std::optional<Bitmap> developScaled(RawFile& raw, int maxPixels) {
       imageOver(developed->pixels, developed->width, developed->height, developed->bands);
   const PixelSize size =
       fitted({developed->width, developed->height}, maxPixels, header.orientation);
-  return image ? render(image, size, header.orientation) : std::nullopt;
+  return image ? render(image, size, header.orientation, leave->deadline) : std::nullopt;
 }
 
 std::optional<Bitmap> decodeRaw(const File& file, const ImageFormat& format, int maxPixels,

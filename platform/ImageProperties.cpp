@@ -34,6 +34,9 @@ void readHeif(const File& file, const ImageFormat& format, ImageProperties& prop
     const bool transposed = orientation.value_or(1) >= 5;
     properties.pixelWidth = transposed ? header.size.height : header.size.width;
     properties.pixelHeight = transposed ? header.size.width : header.size.height;
+  } else if (const auto size = heifSize(file)) {
+    properties.pixelWidth = static_cast<double>(size->width);
+    properties.pixelHeight = static_cast<double>(size->height);
   }
 }
 

@@ -21,6 +21,7 @@ namespace {
 /// each second, of which hours are looked through.
 constexpr int kMaxBoxes = 200'000;
 constexpr std::size_t kMaxKeysBytes = std::size_t{64} << 10;
+constexpr std::size_t kMaxRunsBytes = std::size_t{64} << 10;
 /// A position takes some thirty bytes, and a place's name may stand before it.
 constexpr std::size_t kMaxItemBytes = std::size_t{4} << 10;
 constexpr std::size_t kMaxLocations = 100;
@@ -33,6 +34,26 @@ struct Box {
   std::string type;
   std::uint64_t begin = 0;
   std::uint64_t end = 0;
+};
+
+/// What the tables of one track, or of one fragment, say about its samples.
+struct Tables {
+  std::uint64_t samples = 0;
+  std::uint64_t equalSamples = 0;  ///< those that have one size
+  bool sound = false;
+  bool other = false;   ///< pictures or texts
+  bool steady = false;  ///< each sample lasts for one tick
+  bool uneven = false;
+  std::uint64_t chunks = 0;
+  std::uint64_t largestChunk = 0;  ///< in samples
+
+  /// How many places the library keeps. Old movies count the single values of
+  /// sound at a constant rate, whatever few bytes those take when compressed; of
+  /// these it keeps packets of at least 160, and each sample of all other tracks.
+  [[nodiscard]] std::uint64_t kept() const {
+    const bool inPackets = sound && !other && steady && !uneven;
+    return samples + (inPackets ? chunks * (largestChunk / 160 + 1) : equalSamples);
+  }
 };
 
 double fixedPoint(std::optional<std::uint64_t> bits) {
@@ -72,7 +93,7 @@ class Walker {
         readMovie(box);
       } else if (box.type == "moof") {
         fragmented_ = true;
-        readTables(box);
+        addTables(box);
       }
       return true;
     });
@@ -143,7 +164,7 @@ class Walker {
     });
     unnumbered_ = unnumbered_ || number == 0 ||
                   number > static_cast<std::uint64_t>(std::numeric_limits<std::int32_t>::max());
-    readTables(track);
+    addTables(track);
   }
 
   void readHeader(const Box& box) {
@@ -154,25 +175,57 @@ class Walker {
                          : view.number(16, 4) == std::numeric_limits<std::uint32_t>::max();
   }
 
+  void addTables(const Box& parent) {
+    Tables tables;
+    readTables(parent, tables);
+    samples_ += std::min(tables.kept(), size_ + 1);  // which is too many already
+  }
+
   /// The tables lie in boxes that lie in one another.
-  void readTables(const Box& parent, int depth = 0) {
+  void readTables(const Box& parent, Tables& tables, int depth = 0) {
     each(parent, [&](const Box& box) {
       const bool holds =
           box.type == "mdia" || box.type == "minf" || box.type == "stbl" || box.type == "traf";
       if (holds && depth < 3) {
-        readTables(box, depth + 1);
-      } else if (box.type == "stsz" || box.type == "stz2") {
-        addSamples(box, 8);
-      } else if (box.type == "trun") {
-        addSamples(box, 4);
+        readTables(box, tables, depth + 1);
+      } else {
+        readTable(box, tables);
       }
       return true;
     });
   }
 
-  void addSamples(const Box& box, std::size_t offset) {
-    const std::string bytes = content(box, offset + 4);
-    samples_ += ByteView(bytes).number(offset, 4).value_or(0);
+  void readTable(const Box& box, Tables& tables) const {
+    const std::string bytes = content(box, 16);
+    const ByteView view(bytes);
+    if (box.type == "hdlr") {
+      const std::string_view kind = view.slice(8, 4);
+      tables.sound |= kind == "soun";
+      tables.other |= kind == "vide" || kind == "subp" || kind == "clcp";
+    } else if (box.type == "stts") {
+      const bool isSteady = view.number(4, 4) == 1U && view.number(12, 4) == 1U;
+      tables.steady |= isSteady;
+      tables.uneven |= !isSteady;
+    } else if (box.type == "stsz" || box.type == "stz2") {
+      const bool isEqual = box.type == "stsz" && view.number(4, 4).value_or(0) != 0;
+      (isEqual ? tables.equalSamples : tables.samples) += view.number(8, 4).value_or(0);
+    } else if (box.type == "stco" || box.type == "co64") {
+      tables.chunks = std::max(tables.chunks, view.number(4, 4).value_or(0));
+    } else if (box.type == "stsc") {
+      readChunkSizes(box, tables);
+    } else if (box.type == "trun") {
+      tables.samples += view.number(4, 4).value_or(0);
+    }
+  }
+
+  /// Sound at a constant rate has few runs of chunks.
+  void readChunkSizes(const Box& box, Tables& tables) const {
+    tables.uneven |= box.end - box.begin > kMaxRunsBytes;
+    const std::string bytes = content(box, kMaxRunsBytes);
+    const ByteView view(bytes);
+    for (std::size_t at = 12; const auto samples = view.number(at, 4); at += 12) {
+      tables.largestChunk = std::max(tables.largestChunk, *samples);
+    }
   }
 
   void readUserData(const Box& data) {

@@ -13,7 +13,7 @@ namespace vaultmere {
 /// the last.
 struct MovieBoxes {
   /// The library would take memory or time without bound: there are more samples
-  /// than bytes, more boxes than in any real movie, or fragments beside a track
+  /// to keep than bytes, more boxes than in any real movie, or fragments beside a track
   /// without a usable number.
   bool absurd = false;
   /// The whole movie's positions in ISO 6709 form, in the file's order: keyed

@@ -53,10 +53,12 @@ bool isUnset(std::string_view created, bool matroska) {
          (matroska && created.starts_with("2001-01-01T00:00:00"));
 }
 
-/// The date with a zone that phones write, then the container's own.
+/// The dates that devices write with their zone: keyed metadata, Matroska's tag,
+/// user data (where others keep a mere year). Then the container's own, in UTC.
 std::vector<std::string> creationDates(const VideoContainer& container) {
   std::vector<std::string> dates;
-  for (const char* key : {"com.apple.quicktime.creationdate", "creation_time"}) {
+  for (const char* key :
+       {"com.apple.quicktime.creationdate", "DATE_RECORDED", "date", "creation_time"}) {
     const std::string_view date = textAt(container.format().metadata, key);
     if (!date.empty() && !isUnset(date, container.isMatroska())) {
       dates.emplace_back(date);

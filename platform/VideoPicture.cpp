@@ -133,7 +133,7 @@ std::optional<Bitmap> pictureOf(const AVFrame& frame, int width, int height, int
   prepareVips();
   const VipsImageHandle image = pixels.empty() ? nullptr : imageOver(pixels, width, height, 3);
   return image ? render(image, fitted({width, height}, std::max(width, height), orientation),
-                        orientation)
+                        orientation, Deadline())
                : std::nullopt;
 }
 

@@ -5,8 +5,8 @@
 #include <vips/vips.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
+#include <cstdlib>
 #include <mutex>
 #include <stdexcept>
 #include <utility>
@@ -16,9 +16,6 @@
 
 namespace vaultmere {
 namespace {
-
-/// No real picture takes this long, not even from a slow network drive.
-constexpr std::chrono::minutes kMaxDecodeTime{5};
 
 /// GIF and WebP files are read whole, because their loaders would map them into
 /// memory, where a drive that is pulled out ends the process. Real ones are far
@@ -47,13 +44,8 @@ VipsSource* sourceOver(const File& file, ImageContainer container) {
 /// How many rows at a time are read of a damaged image.
 constexpr int kStripRows = 8;
 
-/// When a decode is given up.
-struct Deadline {
-  std::chrono::steady_clock::time_point at = std::chrono::steady_clock::now() + kMaxDecodeTime;
-};
-
-void giveUpWhenLate(VipsImage* image, VipsProgress* /*progress*/, Deadline* deadline) {
-  if (std::chrono::steady_clock::now() > deadline->at) {
+void giveUpWhenLate(VipsImage* image, VipsProgress* /*progress*/, const Deadline* deadline) {
+  if (deadline->isOver()) {
     vips_image_set_kill(image, TRUE);
   }
 }
@@ -127,6 +119,9 @@ VipsImageHandle inSrgb(VipsImageHandle image) {
 void prepareVips() {
   static std::once_flag once;
   std::call_once(once, [] {
+    // ImageMagick would map its files into memory, where a drive that is pulled
+    // out ends the process; a limit of none makes it read them.
+    ::setenv("MAGICK_MAP_LIMIT", "0", 0);
     if (vips_init("vaultmere") != 0) {
       throw std::runtime_error("libvips: " + takeVipsError());
     }
@@ -263,7 +258,7 @@ VipsImageHandle imageOver(std::span<const std::uint8_t> pixels, int width, int h
   return VipsImageHandle(image);
 }
 
-VipsImageHandle readableRows(const VipsImageHandle& image) {
+VipsImageHandle readableRows(const VipsImageHandle& image, const Deadline& deadline) {
   VipsImageHandle copy(vips_image_new_memory());
   if (vips_image_pipelinev(copy.get(), VIPS_DEMAND_STYLE_THINSTRIP, image.get(), nullptr) != 0) {
     vips_error_clear();
@@ -277,6 +272,10 @@ VipsImageHandle readableRows(const VipsImageHandle& image) {
   std::vector<VipsPel> grey(rowBytes, 0x80);
   bool readable = true;
   for (int top = 0; top < header.size.height; top += kStripRows) {
+    if (deadline.isOver()) {
+      vips_error_clear();
+      return nullptr;
+    }
     const int rows = std::min(kStripRows, header.size.height - top);
     std::size_t size = 0;
     const std::unique_ptr<VipsPel, decltype(&g_free)> strip(
@@ -313,7 +312,11 @@ PixelSize fitted(PixelSize size, int maxPixels, int orientation) {
   return {side(size.width), side(size.height)};
 }
 
-std::optional<Bitmap> render(const VipsImageHandle& image, PixelSize size, int orientation) {
+std::optional<Bitmap> render(const VipsImageHandle& image, PixelSize size, int orientation,
+                             const Deadline& deadline) {
+  if (deadline.isOver()) {
+    return std::nullopt;
+  }
   const VipsImageHandle turned = withOrientation(image.get(), orientation);
   VipsImageHandle out = turned ? scaled(turned.get(), size) : nullptr;
   out = out ? inSrgb(std::move(out)) : nullptr;
@@ -321,9 +324,9 @@ std::optional<Bitmap> render(const VipsImageHandle& image, PixelSize size, int o
     vips_error_clear();
     return std::nullopt;
   }
-  Deadline deadline;
   vips_image_set_progress(out.get(), TRUE);
-  g_signal_connect(out.get(), "eval", G_CALLBACK(giveUpWhenLate), &deadline);
+  Deadline until = deadline;
+  g_signal_connect(out.get(), "eval", G_CALLBACK(giveUpWhenLate), &until);
   std::size_t count = 0;
   const std::unique_ptr<void, decltype(&g_free)> bytes(
       vips_image_write_to_memory(out.get(), &count), &g_free);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -84,17 +85,26 @@ struct VipsHeader {
 [[nodiscard]] VipsImageHandle imageOver(std::span<const std::uint8_t> pixels, int width, int height,
                                         int bands);
 
+/// When a decode is given up. No real picture takes this long, not even from a
+/// slow network drive.
+struct Deadline {
+  std::chrono::steady_clock::time_point at =
+      std::chrono::steady_clock::now() + std::chrono::minutes(5);
+
+  [[nodiscard]] bool isOver() const { return std::chrono::steady_clock::now() > at; }
+};
+
 /// The rows of a damaged image that can be decoded, and grey for the others, in
-/// memory. Null when not even the first can.
-[[nodiscard]] VipsImageHandle readableRows(const VipsImageHandle& image);
+/// memory. Null when not even the first can, and when it takes too long.
+[[nodiscard]] VipsImageHandle readableRows(const VipsImageHandle& image, const Deadline& deadline);
 
 /// The size that an image of `size` is shown in: turned by the EXIF code, its
 /// longer side at most `maxPixels`, neither side below 1, never enlarged.
 [[nodiscard]] PixelSize fitted(PixelSize size, int maxPixels, int orientation);
 
 /// Decodes an image, turns it by the EXIF code and scales it to exactly `size`,
-/// in sRGB. Absent when that fails, or takes longer than a decode ever should.
+/// in sRGB. Absent when that fails, or takes too long.
 [[nodiscard]] std::optional<Bitmap> render(const VipsImageHandle& image, PixelSize size,
-                                           int orientation);
+                                           int orientation, const Deadline& deadline);
 
 }  // namespace vaultmere

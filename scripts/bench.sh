@@ -4,11 +4,11 @@
 # bench.sh [NAME…]: runs the benchmarks, each next to its reference; with names
 # ("freeze"), only these.
 #
-# One line a claim: ours, the reference, the ratio of the two (the median of
-# several rounds, with the least and the most), the wanted bound, and "ok" or
-# "BELOW". Ends with status 0 whatever the ratios are; with 1 when something
+# One line a claim: ours, the reference and its name, the ratio of the two (the
+# median of several rounds, with the least and the most), the wanted bound, and
+# "ok" or "BELOW". Ends with status 0 whatever the ratios are; with 1 when something
 # could not be measured. Works below build-bench/work, which must lie on a disk
-# and takes up to 5 GiB for a while. BUILD_DIR names another folder than
+# and takes up to 7 GiB for a while. BUILD_DIR names another folder than
 # build-bench, BENCH_WORK another one to work in.
 set -euo pipefail
 export LC_ALL=C
@@ -16,7 +16,7 @@ export LC_ALL=C
 root=$(realpath -- "$(dirname -- "${BASH_SOURCE[0]}")/..")
 readonly build="${BUILD_DIR:-$root/build-bench}"
 readonly work="${BENCH_WORK:-$build/work}"
-readonly needed=5120 # MiB: the copy of a file of 4 GiB, and room to spare
+readonly needed=7168 # MiB: the copy of a file of 4 GiB, a catalog, and room to spare
 readonly results="$build/bench-results.txt"
 
 fail() {
@@ -45,6 +45,7 @@ choose_programs() {
 remove_work() {
   local program
   for program in "${programs[@]}"; do rm -rf -- "${work:?}/$(basename -- "$program")"; done
+  rm -rf -- "${work:?}/library"
   rmdir -- "$work" 2>/dev/null || true
 }
 
@@ -59,6 +60,17 @@ check_work() {
   ((free >= needed)) || fail "'$work' has $free MiB free, and $needed are needed"
 }
 
+# nginx, a reference, from Debian's package, which isn't installed: that would
+# start a server on this machine.
+find_nginx() {
+  local folder=$build/nginx
+  PATH="$PATH:/usr/sbin:$folder/usr/sbin"
+  if type -P nginx >/dev/null; then return; fi
+  mkdir -p -- "$folder"
+  (cd -- "$folder" && apt-get -q -o APT::Sandbox::User=root download nginx && dpkg -x nginx_*.deb .) ||
+    fail "can't fetch nginx: 'apt-get update' may help"
+}
+
 summarise() {
   local count below
   count=$(wc -l <"$results")
@@ -71,8 +83,11 @@ summarise() {
   fi
 }
 
-command -v openssl >/dev/null || fail "the command openssl is missing: it is a reference"
+for program in openssl vipsthumbnail wrk; do
+  type -P "$program" >/dev/null || fail "the command $program is missing: see bench-packages.txt"
+done
 choose_programs "$@"
+if [[ " ${programs[*]} " == *"/bench_gallery "* ]]; then find_nginx; fi
 trap remove_work EXIT
 trap 'exit 130' INT
 trap 'exit 143' TERM

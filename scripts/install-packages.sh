@@ -1,13 +1,16 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: GPL-3.0-or-later
-# Installs the packages of packages.txt that are missing; nothing when all are
-# there.
+# install-packages.sh [LIST]: installs the packages of packages.txt, or of another
+# list, that are missing; nothing when all are there. A program that is there
+# from elsewhere counts: another Node.js brings an npm of its own, beside which
+# Debian's can't be installed.
 set -euo pipefail
 cd "$(dirname "$0")"
 
-mapfile -t wanted < <(sed -e 's/#.*//' packages.txt | awk 'NF { print $1 }')
+mapfile -t wanted < <(sed -e 's/#.*//' "${1:-packages.txt}" | awk 'NF { print $1 }')
 missing=()
 for package in "${wanted[@]}"; do
+  if type -P "$package" >/dev/null; then continue; fi
   if [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" != installed ]; then
     missing+=("$package")
   fi

@@ -85,6 +85,7 @@ TEST(VideoMetadata, TurnsTheDateIntoTheLocalClock) {
       {"2021-06-01T25:11:12", nullptr},
       {"2021-06-01T10:11:12+9900", nullptr},
       {"2021-06-01", nullptr},
+      {"2021", nullptr},
       {"yesterday", nullptr},
       {"", nullptr},
   };

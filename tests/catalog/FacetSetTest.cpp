@@ -138,16 +138,5 @@ TEST_F(FacetSetTest, OnlyTheFirstFortyNamesStay) {
   EXPECT_EQ(albums.back().value, "tag 60");
 }
 
-TEST_F(FacetSetTest, GroupsCanBeHadOneByOne) {
-  RandomLibrary library(5);
-  library.fill(connection_, 100);
-  const Predicate shown = predicates::shown();
-  const FacetSet facets = computeFacets(connection_, shown);
-  EXPECT_EQ(mostFirst(groupCounts(connection_, shown, "cameraModel")), facets.cameras);
-  EXPECT_EQ(sizeCounts(connection_, shown), facets.sizes);
-  EXPECT_EQ(relationCounts(connection_, shown, Relation::labels, 2),
-            std::vector<FacetValue>(facets.labels.begin(), facets.labels.begin() + 2));
-}
-
 }  // namespace
 }  // namespace vaultmere

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "platform/ImageDecoder.h"
+#include "platform/VipsStill.h"
 #include "tests/support/FileTools.h"
 #include "tests/support/RawMaker.h"
 #include "tests/support/StillMaker.h"
@@ -309,6 +310,18 @@ TEST_F(ImageDecoder, ShowsTheSoundPartOfADamagedFile) {
   EXPECT_EQ(topOf(decodeScaled(folder / "cut.png", 64)), "RG");
   truncateFile(folder / "cut.png", 60);
   EXPECT_FALSE(decodeScaled(folder / "cut.png", 64));
+}
+
+TEST_F(ImageDecoder, GivesUpWhatTakesTooLong) {
+  makeStill(folder / "a.jpg", still(StillFormat::jpeg));
+  const File file = File::openForReading(folder / "a.jpg");
+  const VipsStill opened(file, recogniseImage(file).value());
+  for (const bool isLate : {false, true}) {
+    Deadline deadline;
+    deadline.at -= isLate ? std::chrono::minutes(10) : std::chrono::minutes(0);
+    EXPECT_EQ(!render(opened.open(), {80, 60}, 1, deadline), isLate);
+    EXPECT_EQ(!readableRows(opened.open(), deadline), isLate);
+  }
 }
 
 TEST_F(ImageDecoder, ShowsARawFilesPreviewWhenItIsLargeEnough) {

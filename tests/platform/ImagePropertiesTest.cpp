@@ -176,7 +176,7 @@ TEST_F(ImagePropertiesReader, LeavesOutWhatIsNoNumber) {
   EXPECT_FALSE(jpegWith({{"Exif.Image.Orientation", "9"}}).orientation);
 }
 
-TEST_F(ImagePropertiesReader, NeedsAllPartsOfAPosition) {
+TEST_F(ImagePropertiesReader, NeedsTheDegreesOfAPosition) {
   const struct {
     const char* name;
     const char* latitude;
@@ -184,8 +184,12 @@ TEST_F(ImagePropertiesReader, NeedsAllPartsOfAPosition) {
   } rows[] = {
       {"degrees, minutes, seconds", "33/1 30/1 36/1", 33.51},
       {"fraction of a minute", "33/1 3060/100 0/1", 33.51},
-      {"two parts", "33/1 30/1", 0},
-      {"zero as the seconds' denominator", "33/1 30/1 0/0", 0},
+      {"two parts", "33/1 3060/100", 33.51},
+      {"degrees alone", "3351/100", 33.51},
+      {"no seconds known", "33/1 30/1 0/0", 33.5},
+      {"no minutes known", "33/1 0/0 36/1", 33.01},
+      {"no degrees known", "0/0 30/1 0/1", 0},
+      {"zero as the minutes' denominator", "33/1 30/0 0/1", 0},
       {"zero as the degrees' denominator", "33/0 30/1 0/1", 0},
   };
   for (const auto& row : rows) {
@@ -204,8 +208,11 @@ TEST_F(ImagePropertiesReader, WritesTimeStampsAsText) {
       {"10/1 11/1 1250/100", "10:11:12.50"},
       {"1/1 2/1 3/1", "01:02:03"},
       {"10/1 11/1 59999/1000", "10:11:59.99"},
-      {"10/1 11/1", ""},
+      {"10/1 11/1", "10:11:00"},
+      {"10/1 11/1 0/0", "10:11:00"},
+      {"10/1 0/0 12/1", ""},
       {"10/1 11/0 12/1", ""},
+      {"10/1", ""},
       {"100/1 11/1 12/1", ""},
   };
   for (const auto& row : rows) {
@@ -244,6 +251,26 @@ TEST_F(ImagePropertiesReader, KeepsTheTagsOfACutFile) {
     ASSERT_TRUE(properties);
     EXPECT_EQ(properties->pixelWidth, 640);
     EXPECT_EQ(valueOf<std::string>(properties->exif, "DateTimeOriginal"), "2021:06:01 10:11:12");
+  }
+}
+
+TEST_F(ImagePropertiesReader, ADamagedHeifHasThePrimaryPicturesSizeOrNone) {
+  const struct {
+    const char* box;  // overwritten
+    double width;     // 0: absent
+  } rows[] = {{"hvcC", 96}, {"ipma", 0}, {"pitm", 0}};
+  for (const auto& row : rows) {
+    StillOptions options;
+    options.format = StillFormat::heic;
+    options.width = 96;
+    options.height = 64;
+    options.containerTurn = 270;
+    makeStill(folder / "a.heic", options);
+    overwriteBytes(folder / "a.heic", slurp(folder / "a.heic").find(row.box), "none");
+    const auto properties = readImageProperties(folder / "a.heic");
+    ASSERT_TRUE(properties) << row.box;
+    EXPECT_EQ(properties->pixelWidth.value_or(0), row.width) << row.box;
+    EXPECT_EQ(properties->pixelHeight.has_value(), row.width != 0) << row.box;
   }
 }
 

@@ -110,6 +110,14 @@ TEST_F(VideoFile, TellsWhenItWasMade) {
        {{"com.apple.quicktime.creationdate", "2021-06-01T12:11:12+0200"},
         {"creation_time", "2021-06-02T10:11:12Z"}},
        {"2021-06-01T12:11:12+0200", "2021-06-02T10:11:12Z"}},
+      {"user data",
+       ClipContainer::mov,
+       {{"date", "2021-06-01T12:11:12+0200"}, {"creation_time", "2021-06-02T10:11:12Z"}},
+       {"2021-06-01T12:11:12+0200", "2021-06-02T10:11:12.000000Z"}},
+      {"Matroska's tag",
+       ClipContainer::mkv,
+       {{"DATE_RECORDED", "2021-06-01 12:11:12"}, {"creation_time", "2021-06-02T10:11:12Z"}},
+       {"2021-06-01 12:11:12", "2021-06-02T10:11:12.000000Z"}},
       {"Matroska",
        ClipContainer::mkv,
        {{"creation_time", "2021-06-01T10:11:12Z"}},
@@ -347,6 +355,36 @@ TEST_F(VideoFile, WhatWouldKeepTheLibraryBusyIsNotOpened) {
     writeText(file, slurp(file) + row.behind);
     EXPECT_FALSE(readVideoProperties(file).duration) << row.name;
     EXPECT_FALSE(videoFrame(file, 0, 64)) << row.name;
+  }
+}
+
+TEST_F(VideoFile, OldSoundMayHaveMoreSamplesThanBytes) {
+  const struct {
+    const char* name;
+    const char* kind;
+    int tableEntries, ticks, size, inChunk;
+    bool isRead;
+  } rows[] = {{"sound at a constant rate", "soun", 1, 1, 1, 44100, true},
+              {"pictures", "vide", 1, 1, 1, 44100, false},
+              {"packets", "soun", 1, 1024, 1, 44100, false},
+              {"times of their own", "soun", 2, 1, 1, 44100, false},
+              {"sizes of their own", "soun", 1, 1, 0, 44100, false},
+              {"endless chunks", "soun", 1, 1, 1, 0x7FFFFFFF, false}};
+  const auto field = [](int value) { return number(static_cast<std::uint64_t>(value), 4); };
+  for (const auto& row : rows) {
+    const std::string tables =
+        box("stts", field(0) + field(row.tableEntries) + field(44100) + field(row.ticks)) +
+        box("stsc", field(0) + field(1) + field(1) + field(row.inChunk) + field(1)) +
+        box("stsz", field(0) + field(row.size) + field(44100)) +
+        box("stco", field(0) + field(1) + field(0));
+    const std::string media = box("hdlr", field(0) + "mhlr" + row.kind + number(0, 12)) +
+                              box("minf", box("stbl", tables));
+    const std::string header = box(
+        "mvhd", number(0, 12) + field(44100) + field(44100) + number(0x10000, 4) + number(0, 76));
+    writeText(file, box("ftyp", "qt  " + field(0) + "qt  ") +
+                        box("moov", header + box("trak", box("tkhd", number(0, 12) + field(1)) +
+                                                             box("mdia", media))));
+    EXPECT_EQ(readVideoProperties(file).duration.has_value(), row.isRead) << row.name;
   }
 }
 
