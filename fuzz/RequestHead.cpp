@@ -54,7 +54,7 @@ void read(const std::string& head) {
     return;
   }
   require(validUtf8(request->path) == request->path);
-  for (const auto& [key, value] : request->query) {
+  for (const auto& [key, value] : parseQuery(request->query)) {
     require(!key.empty() && validUtf8(key) == key && validUtf8(value) == value);
   }
   const Route route = routeOf(request->path);

@@ -13,6 +13,16 @@ namespace {
 
 constexpr std::size_t kMostIdle = 4;
 
+/// Asks a store without tables, of which each query fails: that gives the empty
+/// form of the answer.
+template <typename Question>
+auto askNothing(Question&& question) {
+  Connection nothing(":memory:");
+  ListTotals totals;
+  GalleryAPI api(nothing, totals);
+  return question(api);
+}
+
 }  // namespace
 
 struct CatalogGallery::Reader {
@@ -63,6 +73,15 @@ class CatalogGallery::Loan {
   std::unique_ptr<Reader> reader_;
 };
 
+template <typename Question>
+auto CatalogGallery::ask(Question&& question) {
+  try {
+    return Loan(*this).ask(question);
+  } catch (const CatalogError&) {
+    return askNothing(question);
+  }
+}
+
 CatalogGallery::CatalogGallery(std::shared_ptr<const VaultmereCatalog> catalog,
                                std::shared_ptr<ThumbnailProvider> thumbnails)
     : catalog_(std::move(catalog)), thumbnails_(std::move(thumbnails)) {}
@@ -105,19 +124,24 @@ std::optional<PhotoRef> CatalogGallery::find(const std::string& id) {
 }
 
 std::optional<std::string> CatalogGallery::photos(const HttpQuery& query) {
-  return Loan(*this).ask([&](GalleryAPI& api) { return api.photos(query); });
+  return ask([&](GalleryAPI& api) { return api.photos(query); });
 }
 
-std::string CatalogGallery::stats() {
-  return Loan(*this).ask([](GalleryAPI& api) { return api.stats(); });
+GalleryContent::Statistics CatalogGallery::stats() {
+  const auto question = [](GalleryAPI& api) { return api.stats(); };
+  try {
+    return {Loan(*this).ask(question), true};
+  } catch (const CatalogError&) {
+    return {askNothing(question), false};
+  }
 }
 
 std::string CatalogGallery::colours(const HttpQuery& query) {
-  return Loan(*this).ask([&](GalleryAPI& api) { return api.colours(query); });
+  return ask([&](GalleryAPI& api) { return api.colours(query); });
 }
 
 std::string CatalogGallery::geo(const HttpQuery& query) {
-  return Loan(*this).ask([&](GalleryAPI& api) { return api.geo(query); });
+  return ask([&](GalleryAPI& api) { return api.geo(query); });
 }
 
 }  // namespace vaultmere

@@ -26,13 +26,17 @@ class CatalogGallery : public GalleryContent {
                     std::function<void(std::optional<Picture>)> callback) override;
 
   [[nodiscard]] std::optional<std::string> photos(const HttpQuery& query) override;
-  [[nodiscard]] std::string stats() override;
+  [[nodiscard]] Statistics stats() override;
   [[nodiscard]] std::string colours(const HttpQuery& query) override;
   [[nodiscard]] std::string geo(const HttpQuery& query) override;
 
  private:
   struct Reader;
   class Loan;
+
+  /// The question's answer, or its empty form when the catalog can't be opened.
+  template <typename Question>
+  auto ask(Question&& question);
 
   /// Absent for an unknown photo, and when the catalog can't be read.
   [[nodiscard]] std::optional<PhotoRef> find(const std::string& id);

@@ -3,6 +3,8 @@
 
 #include <utility>
 
+#include "gallery/Permits.h"
+
 namespace vaultmere {
 namespace {
 
@@ -13,7 +15,7 @@ constexpr std::size_t kScratch = std::size_t{64} * 1024;
 ConnectionTable::ConnectionTable(IoLoop& loop, ThreadPool& pool, const Limits& limits,
                                  Handle handle)
     : loop_(loop),
-      pool_(pool),
+      slowReads_(std::make_shared<AsyncSemaphore>(pool, kSlowReadsAtOnce)),
       limits_(limits),
       handle_(std::move(handle)),
       scratch_(kScratch),
@@ -23,7 +25,7 @@ ConnectionTable::ConnectionTable(IoLoop& loop, ThreadPool& pool, const Limits& l
 
 void ConnectionTable::open(int descriptor) {
   Host& host = *this;
-  const auto connection = std::make_shared<HttpConnection>(loop_, pool_, host, descriptor);
+  const auto connection = std::make_shared<HttpConnection>(loop_, slowReads_, host, descriptor);
   connections_.emplace(connection.get(), connection);
   update(*connection, {});
   connection->start();
@@ -41,10 +43,6 @@ void ConnectionTable::endAll() {
   while (!connections_.empty()) {
     connections_.begin()->second->end();
   }
-}
-
-void ConnectionTable::handle(std::string head, Reply reply) {
-  handle_(std::move(head), std::move(reply));
 }
 
 void ConnectionTable::update(HttpConnection& connection, const HttpConnection::Holding& holding) {

@@ -29,8 +29,9 @@ class ConnectionTable : private HttpConnection::Host {
     /// How long a client may go on sending after its answer: up to twice that.
     std::chrono::milliseconds drain{1000};
   };
-  using Handle = std::function<void(std::string head, Reply reply)>;
+  using Handle = std::function<void(const Reply& reply)>;
 
+  /// Reads on the pool what isn't in memory of the files that are sent.
   ConnectionTable(IoLoop& loop, ThreadPool& pool, const Limits& limits, Handle handle);
   ~ConnectionTable() override { endAll(); }
   ConnectionTable(const ConnectionTable&) = delete;
@@ -47,7 +48,7 @@ class ConnectionTable : private HttpConnection::Host {
  private:
   using Pointer = HttpConnection*;
 
-  void handle(std::string head, Reply reply) override;
+  void handle(const Reply& reply) override { handle_(reply); }
   void update(HttpConnection& connection, const HttpConnection::Holding& holding) override;
   void drains(HttpConnection& connection) override;
   void ended(HttpConnection& connection) override;
@@ -59,7 +60,7 @@ class ConnectionTable : private HttpConnection::Host {
   void waitForDrains();
 
   IoLoop& loop_;
-  ThreadPool& pool_;
+  const std::shared_ptr<AsyncSemaphore> slowReads_;
   const Limits limits_;
   const Handle handle_;
   std::vector<char> scratch_;

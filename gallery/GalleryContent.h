@@ -17,6 +17,12 @@ namespace vaultmere {
 /// pictures don't throw; a query that does is answered with an empty object.
 class GalleryContent {
  public:
+  /// The document of statistics.
+  struct Statistics {
+    std::string json;
+    bool isWhole = true;  ///< false: it was made without the catalog, and isn't to be kept
+  };
+
   /// A picture in a file.
   struct Picture {
     std::filesystem::path path;
@@ -45,7 +51,7 @@ class GalleryContent {
   /// The JSON bodies. A list whose page lies beyond all numbers is absent, and
   /// its connection is dropped.
   [[nodiscard]] virtual std::optional<std::string> photos(const HttpQuery& query) = 0;
-  [[nodiscard]] virtual std::string stats() = 0;
+  [[nodiscard]] virtual Statistics stats() = 0;
   [[nodiscard]] virtual std::string colours(const HttpQuery& query) = 0;
   [[nodiscard]] virtual std::string geo(const HttpQuery& query) = 0;
 };

@@ -26,9 +26,8 @@ struct GalleryServer::Parts {
   Parts(std::shared_ptr<GalleryContent> content, ThreadPool& pool, const Options& options)
       : handler(std::make_shared<RequestHandler>(std::move(content), options.page, pool,
                                                  &std::chrono::steady_clock::now)),
-        table(*loop, pool, limitsOf(options), [this](std::string head, Reply reply) {
-          handler->handle(std::move(head), std::move(reply));
-        }) {}
+        table(*loop, pool, limitsOf(options),
+              [this](const Reply& reply) { handler->handle(reply); }) {}
 
   const std::shared_ptr<IoLoop> loop = std::make_shared<IoLoop>();
   const std::shared_ptr<RequestHandler> handler;
@@ -41,6 +40,7 @@ GalleryServer::GalleryServer(std::shared_ptr<GalleryContent> content, ThreadPool
     : parts_(std::make_unique<Parts>(std::move(content), pool, options)) {}
 
 GalleryServer::~GalleryServer() {
+  parts_->handler->abandon();
   parts_->loop->perform([this] {
     parts_->listener.reset();
     parts_->table.endAll();

@@ -16,8 +16,9 @@ namespace vaultmere {
 /// HTTP/1.1 server that reads one request a connection, answers it and closes.
 ///
 /// Clients cost a thread of its own, which waits for sockets, and tasks on the
-/// pool, which outlives this. Called on one thread, that of its owner. Work
-/// for clients that is on its way when this is destroyed ends unheard.
+/// pool, which outlives this. Called on one thread, that of its owner. When
+/// this is destroyed, work that is being done for clients ends unheard, and
+/// work that waits is never begun.
 class GalleryServer {
  public:
   struct Options {

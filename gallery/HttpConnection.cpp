@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "gallery/HttpRequest.h"
+#include "gallery/HttpResponse.h"
 
 namespace vaultmere {
 namespace {
@@ -54,14 +55,16 @@ std::string readAt(const File& file, std::size_t size, std::uint64_t offset) {
 
 }  // namespace
 
-HttpConnection::HttpConnection(IoLoop& loop, ThreadPool& pool, Host& host, int descriptor)
+HttpConnection::HttpConnection(IoLoop& loop, std::shared_ptr<AsyncSemaphore> slowReads, Host& host,
+                               int descriptor)
     : loop_(loop),
-      pool_(pool),
+      slowReads_(std::move(slowReads)),
       host_(host),
       socket_(std::make_unique<Descriptor>(loop_, descriptor)) {}
 
 void HttpConnection::end() {
   if (std::exchange(socket_, nullptr) != nullptr) {
+    head_.reset();
     answer_.reset();
     host_.ended(*this);
   }
@@ -98,16 +101,54 @@ void HttpConnection::handle() {
   if (socket_ == nullptr) {
     return;
   }
-  std::string head = parser_.takeHead();
-  expectsBody_ = announcesBody(head);
-  host_.handle(std::move(head),
-               [weak = weak_from_this(), loop = loop_.shared_from_this()](auto answer) {
-                 loop->dispatch([weak, answer = std::move(answer)]() mutable {
-                   if (const auto self = weak.lock()) {
-                     self->answer(std::move(answer));
-                   }
-                 });
-               });
+  head_ = std::make_shared<const std::string>(parser_.takeHead());
+  expectsBody_ = announcesBody(*head_);
+  host_.handle(
+      Reply(head_, [weak = weak_from_this(), loop = loop_.shared_from_this()](auto answer) {
+        loop->dispatch([weak, answer = std::move(answer)]() mutable {
+          if (const auto self = weak.lock()) {
+            self->answer(std::move(answer));
+          }
+        });
+      }));
+  if (head_ != nullptr) {
+    socket_->whenReadable(stepOf(&HttpConnection::watch));
+  }
+}
+
+void HttpConnection::watch() {
+  for (int step = 0; head_ != nullptr && step < kStepsInATurn; ++step) {
+    const auto scratch = host_.scratch();
+    const ssize_t count = ::recv(socket_->number(), scratch.data(), scratch.size(), 0);
+    if (count < 0 && wouldWait()) {
+      return socket_->whenReadable(stepOf(&HttpConnection::watch));
+    }
+    if (count == 0) {
+      return probe();
+    }
+    if (count < 0) {
+      return end();
+    }
+    drained_ += static_cast<std::size_t>(count);
+    if (drained_ > kLargestRest) {
+      return;
+    }
+  }
+  if (head_ != nullptr) {
+    loop_.post(stepOf(&HttpConnection::watch));
+  }
+}
+
+void HttpConnection::probe() {
+  // The client sends no more. It may still listen, or have closed: a browser
+  // does when its page is left. Only bytes that it refuses tell.
+  const ssize_t count =
+      ::send(socket_->number(), kAnswerStart.data(), kAnswerStart.size(), MSG_NOSIGNAL);
+  if (count < 0) {
+    return end();
+  }
+  sent_ = static_cast<std::size_t>(count);
+  socket_->whenBroken(stepOf(&HttpConnection::end));
 }
 
 // MARK: The answer
@@ -119,6 +160,7 @@ void HttpConnection::answer(std::optional<Answer> answer) {
   if (!answer) {
     return end();
   }
+  head_.reset();
   answer_ = std::move(answer);
   if (takePiece()) {
     send();
@@ -190,18 +232,20 @@ bool HttpConnection::takePiece() {
     fileOffset_ += buffer.size() - before;
     return true;
   }
-  readOnPool(size);
+  readLater(size);
   return false;
 }
 
-void HttpConnection::readOnPool(std::size_t size) {
+void HttpConnection::readLater(std::size_t size) {
   update(true);
   if (socket_ == nullptr) {
     return;
   }
-  pool_.post([weak = weak_from_this(), loop = loop_.shared_from_this(), file = answer_->file, size,
-              offset = fileOffset_] {
-    loop->post([weak, piece = readAt(*file, size, offset)] {
+  slowReads_->wait([permits = slowReads_, weak = weak_from_this(), loop = loop_.shared_from_this(),
+                    file = answer_->file, size, offset = fileOffset_] {
+    auto piece = weak.expired() ? std::string() : readAt(*file, size, offset);
+    permits->signal();
+    loop->post([weak, piece = std::move(piece)] {
       const auto self = weak.lock();
       if (self != nullptr && self->socket_ != nullptr) {
         self->pieceCame(piece);
@@ -224,9 +268,9 @@ void HttpConnection::pieceCame(const std::string& piece) {
 
 void HttpConnection::close() {
   // Closing while bytes of the client are unread, or still to come, would take
-  // the answer away from it again.
+  // the answer away from it again. Who has sent some behind the head may go on.
   const bool hasMore = ::recv(socket_->number(), host_.scratch().data(), 1, MSG_PEEK) > 0;
-  if (expectsBody_ || hasMore) {
+  if (expectsBody_ || drained_ > 0 || hasMore) {
     drain();
   } else {
     end();
@@ -236,6 +280,7 @@ void HttpConnection::close() {
 void HttpConnection::drain() {
   ::shutdown(socket_->number(), SHUT_WR);
   answer_.reset();
+  drained_ = 0;
   host_.update(*this, {});
   if (socket_ != nullptr) {
     host_.drains(*this);

@@ -11,7 +11,7 @@
 #include "gallery/Answer.h"
 #include "gallery/HttpRequestParser.h"
 #include "gallery/IoLoop.h"
-#include "platform/ThreadPool.h"
+#include "platform/AsyncSemaphore.h"
 
 namespace vaultmere {
 
@@ -33,7 +33,7 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
    public:
     virtual ~Host() = default;
     /// Has the request answered. The reply may come at once.
-    virtual void handle(std::string head, Reply reply) = 0;
+    virtual void handle(const Reply& reply) = 0;
     /// Bytes have gone in or out, and this is what the connection takes now.
     /// May end any connection, this one too.
     virtual void update(HttpConnection& connection, const Holding& holding) = 0;
@@ -46,8 +46,10 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
     virtual std::span<char> scratch() = 0;
   };
 
-  /// Takes over a non-blocking socket. `pool` reads from slow files.
-  HttpConnection(IoLoop& loop, ThreadPool& pool, Host& host, int descriptor);
+  /// Takes over a non-blocking socket. `slowReads` has the permits to read from
+  /// files that aren't in memory.
+  HttpConnection(IoLoop& loop, std::shared_ptr<AsyncSemaphore> slowReads, Host& host,
+                 int descriptor);
 
   void start() { read(); }
   /// Closes at once, whatever has been reached.
@@ -56,12 +58,16 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
  private:
   void read();
   void handle();
+  /// Looks after a client that waits: reads away what it still sends, and ends
+  /// this once it has left.
+  void watch();
+  void probe();
   void answer(std::optional<Answer> answer);
   void send();
   /// Moves what comes next of the file behind what is to be sent. False when
   /// that takes its time, or fails.
   bool takePiece();
-  void readOnPool(std::size_t size);
+  void readLater(std::size_t size);
   void pieceCame(const std::string& piece);
   /// False when the socket takes no more for now, or is broken.
   bool sendSome();
@@ -74,15 +80,16 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
   [[nodiscard]] IoLoop::Task stepOf(void (HttpConnection::*step)());
 
   IoLoop& loop_;
-  ThreadPool& pool_;
+  const std::shared_ptr<AsyncSemaphore> slowReads_;
   Host& host_;
   std::unique_ptr<Descriptor> socket_;  // null: ended
   HttpRequestParser parser_;
+  std::shared_ptr<const std::string> head_;  // while its answer is being made
   bool expectsBody_ = false;
   std::optional<Answer> answer_;
   std::size_t sent_ = 0;          // of the answer's head and body
   std::uint64_t fileOffset_ = 0;  // what has been read of its file
-  std::size_t drained_ = 0;
+  std::size_t drained_ = 0;       // bytes behind the head
 };
 
 }  // namespace vaultmere

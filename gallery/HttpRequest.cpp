@@ -32,18 +32,6 @@ int hexValue(char c) {
   return c >= 'a' && c <= 'f' ? c - 'a' + 10 : -1;
 }
 
-HttpQuery parseQuery(std::string_view text) {
-  HttpQuery query;
-  while (!text.empty()) {
-    std::string_view value = nextPiece(text, "&");
-    const std::string_view key = nextPiece(value, "=");
-    if (!key.empty()) {
-      query.insert_or_assign(std::string(key), percentDecoded(value).value_or(std::string(value)));
-    }
-  }
-  return query;
-}
-
 bool startsWithName(std::string_view line, std::string_view name) {
   const auto sameLetter = [](char a, char b) {
     return a == b || (a >= 'A' && a <= 'Z' && a - 'A' + 'a' == b);
@@ -88,9 +76,21 @@ std::optional<HttpRequest> parseRequest(std::string_view head) {
     if (rest.empty()) {
       return std::nullopt;
     }
-    request.query = parseQuery(rest);
+    request.query = rest;
   }
   return request;
+}
+
+HttpQuery parseQuery(std::string_view text) {
+  HttpQuery query;
+  while (!text.empty()) {
+    std::string_view value = nextPiece(text, "&");
+    const std::string_view key = nextPiece(value, "=");
+    if (!key.empty()) {
+      query.insert_or_assign(std::string(key), percentDecoded(value).value_or(std::string(value)));
+    }
+  }
+  return query;
 }
 
 bool announcesBody(std::string_view head) {

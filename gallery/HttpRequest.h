@@ -15,8 +15,8 @@ using HttpQuery = std::map<std::string, std::string, std::less<>>;
 /// What the gallery reads of a request, all of it text: bytes that aren't UTF-8
 /// stand as U+FFFD. The method is not part of it; every method reads.
 struct HttpRequest {
-  std::string path;  ///< neither decoded nor normalised
-  HttpQuery query;   ///< keys as sent, values percent-decoded; the last of a key wins
+  std::string path;   ///< neither decoded nor normalised
+  std::string query;  ///< as sent
 
   bool operator==(const HttpRequest&) const = default;
 };
@@ -24,6 +24,10 @@ struct HttpRequest {
 /// Reads the first line of a head. Absent when the connection is to be dropped
 /// without an answer: no line, no target, or a "?" with nothing on one side.
 [[nodiscard]] std::optional<HttpRequest> parseRequest(std::string_view head);
+
+/// The keys as sent, the values percent-decoded; the last of a key wins. Takes
+/// many times the text's memory: a head may hold a million keys.
+[[nodiscard]] HttpQuery parseQuery(std::string_view text);
 
 /// The value of the first header of that name, which is given in lower case,
 /// without the white space around it. Absent when there is none.

@@ -9,6 +9,9 @@
 // that there are no others, is part of the gallery's interface: never change.
 namespace vaultmere {
 
+/// What every answer begins with.
+inline constexpr std::string_view kAnswerStart = "HTTP/1.1 ";
+
 /// 200 for files of the page, and for JSON.
 [[nodiscard]] std::string okHead(std::string_view type, std::uint64_t length);
 

@@ -91,4 +91,8 @@ void Descriptor::whenWritable(IoLoop::Task task) {
   waitFor(impl_->descriptor, StreamDescriptor::wait_write, std::move(task));
 }
 
+void Descriptor::whenBroken(IoLoop::Task task) {
+  waitFor(impl_->descriptor, StreamDescriptor::wait_error, std::move(task));
+}
+
 }  // namespace vaultmere

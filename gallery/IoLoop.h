@@ -60,6 +60,8 @@ class Descriptor {
   /// Runs the task once, when reading or writing would not wait, or fail.
   void whenReadable(IoLoop::Task task);
   void whenWritable(IoLoop::Task task);
+  /// Runs the task once, when the connection has broken.
+  void whenBroken(IoLoop::Task task);
 
  private:
   struct Impl;

@@ -1,29 +1,25 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "gallery/RequestHandler.h"
 
-#include <fmt/format.h>
-
+#include <functional>
 #include <utility>
 
 #include "gallery/Authentication.h"
+#include "gallery/CachedPath.h"
+#include "gallery/HttpRequest.h"
 #include "gallery/HttpResponse.h"
-#include "platform/Log.h"
+#include "gallery/Permits.h"
 
 namespace vaultmere {
 namespace {
 
 namespace fs = std::filesystem;
 
-/// Threads of the pool that queries of the catalog, and the finding of
-/// pictures, take at most, each.
-constexpr int kQueriesAtOnce = 2;
-constexpr int kPicturesAtOnce = 2;
-
 /// Missing thumbnails that are being made, or wait for it. A client that asks
 /// for more will ask again.
 constexpr std::size_t kThumbnailsInWork = 1000;
 
-/// Longer heads, which may hold a million parameters, are read on the pool.
+/// Longer heads, of up to a million bytes, are read on the pool.
 constexpr std::size_t kShortHead = 16384;
 
 constexpr std::string_view kConfig = "window.VAULTMERE_CONFIG = { mapboxToken: \"\" };";
@@ -36,26 +32,36 @@ Answer jsonAnswer(std::shared_ptr<const std::string> json) {
   return {std::move(head), std::move(json), nullptr, 0};
 }
 
-/// An answer with a file behind its head, or the 404 when it can't be opened.
-template <typename Head>
-Answer fileAnswer(const fs::path& path, std::string_view type, Head&& head) {
+Answer fileAnswer(std::string head, std::shared_ptr<File> file, std::uint64_t size) {
+  return {std::move(head), nullptr, std::move(file), size};
+}
+
+/// Null when that fails.
+std::shared_ptr<File> openFile(const fs::path& path) {
   try {
-    auto file = std::make_shared<File>(File::openForReading(path));
-    const auto size = static_cast<std::uint64_t>(file->status().stamp.size);
-    return {head(type, size), nullptr, std::move(file), size};
+    return std::make_shared<File>(File::openForReading(path));
   } catch (const FileError&) {
-    return shortAnswer(notFoundAnswer());
+    return nullptr;
   }
 }
 
-/// The query's JSON; an empty object when something throws.
-template <typename Query>
-auto guarded(Query&& query) -> decltype(query()) {
+/// 0 for null, and when it can't be told.
+std::uint64_t sizeOf(const std::shared_ptr<File>& file) {
   try {
-    return query();
-  } catch (const std::exception& error) {
-    nsLog(fmt::format("Vaultmere: gallery query failed — {}", error.what()));
-    return std::string("{}");
+    return file == nullptr ? 0 : static_cast<std::uint64_t>(file->status().stamp.size);
+  } catch (const FileError&) {
+    return 0;
+  }
+}
+
+constexpr std::string_view kEmptyObject = "{}";
+
+/// The statistics; an empty object when something throws.
+GalleryContent::Statistics statsOf(GalleryContent& content) {
+  try {
+    return content.stats();
+  } catch (const std::exception&) {
+    return {std::string(kEmptyObject), false};
   }
 }
 
@@ -65,35 +71,55 @@ RequestHandler::RequestHandler(std::shared_ptr<GalleryContent> content, fs::path
                                ThreadPool& pool, const StatsCache::Clock& clock)
     : content_(std::move(content)),
       page_(std::move(page)),
-      pool_(pool),
       queries_(std::make_shared<AsyncSemaphore>(pool, kQueriesAtOnce)),
-      pictures_(std::make_shared<AsyncSemaphore>(pool, kPicturesAtOnce)),
-      stats_(std::make_shared<StatsCache>(
-          [content = content_] { return guarded([&] { return content->stats(); }); },
-          [queries = queries_](std::function<void()> task) {
-            queries->wait([queries, task = std::move(task)] {
-              task();
-              queries->signal();
-            });
-          },
-          clock)) {}
+      pictures_(std::make_shared<AsyncSemaphore>(pool, picturesAtOnce())),
+      thumbnails_(std::make_shared<AsyncSemaphore>(pool, picturesAtOnce())),
+      stats_(std::make_shared<StatsCache>([content = content_] { return statsOf(*content); },
+                                          [this](std::function<void()> task) {
+                                            queries_->wait([self = shared_from_this(),
+                                                            task = std::move(task)] {
+                                              const Permit permit = permitOf(self->queries_);
+                                              if (!self->isAbandoned_) {
+                                                task();
+                                              }
+                                            });
+                                          },
+                                          clock)) {}
 
 void RequestHandler::setPassword(std::string password) {
   const std::lock_guard lock(mutex_);
   password_ = std::move(password);
 }
 
-void RequestHandler::handle(std::string head, Reply reply) {
-  if (head.size() <= kShortHead) {
-    return respond(head, reply);
-  }
-  pool_.post([self = shared_from_this(), head = std::move(head), reply = std::move(reply)] {
-    self->respond(head, reply);
+RequestHandler::Permit RequestHandler::permitOf(const std::shared_ptr<AsyncSemaphore>& permits) {
+  return {nullptr, [permits](void*) { permits->signal(); }};
+}
+
+template <typename Work>
+void RequestHandler::later(const std::shared_ptr<AsyncSemaphore>& permits, const Reply& reply,
+                           Work work) {
+  permits->wait([self = shared_from_this(), permits, reply, work = std::move(work)] {
+    const Permit permit = permitOf(permits);
+    const auto head = reply.head();
+    if (head != nullptr && !self->isAbandoned_) {
+      work(*head, permit);
+    }
   });
 }
 
+void RequestHandler::handle(const Reply& reply) {
+  const auto head = reply.head();
+  if (head->size() <= kShortHead) {
+    return respond(*head, reply);
+  }
+  later(queries_, reply,
+        [self = shared_from_this(), reply](const std::string& text, const Permit&) {
+          self->respond(text, reply);
+        });
+}
+
 void RequestHandler::respond(const std::string& head, const Reply& reply) {
-  auto request = parseRequest(head);
+  const auto request = parseRequest(head);
   if (!request) {
     return reply(std::nullopt);
   }
@@ -109,7 +135,7 @@ void RequestHandler::respond(const std::string& head, const Reply& reply) {
     case Kind::thumbnail:
       return sendThumbnail(route.id, reply);
     case Kind::display:
-      return sendPicture(route.id, reply);
+      return sendPicture(reply);
     case Kind::file:
       return sendPageFile(route, reply);
     case Kind::config:
@@ -117,66 +143,95 @@ void RequestHandler::respond(const std::string& head, const Reply& reply) {
     case Kind::stats:
       return sendStats(reply);
     case Kind::photos:
-      return sendQuery([query = std::move(request->query)](
-                           GalleryContent& content) { return content.photos(query); },
-                       reply);
+      return sendQuery(reply, std::mem_fn(&GalleryContent::photos));
     case Kind::colours:
-      return sendQuery([query = std::move(request->query)](
-                           GalleryContent& content) { return content.colours(query); },
-                       reply);
+      return sendQuery(reply, std::mem_fn(&GalleryContent::colours));
     case Kind::geo:
-      return sendQuery([query = std::move(request->query)](
-                           GalleryContent& content) { return content.geo(query); },
-                       reply);
+      return sendQuery(reply, std::mem_fn(&GalleryContent::geo));
     case Kind::nothing:
       return reply(shortAnswer(notFoundAnswer()));
   }
 }
 
-void RequestHandler::sendPageFile(const Route& route, const Reply& reply) {
-  pool_.post([path = page_ / route.file, type = route.type, reply] {
-    reply(fileAnswer(path, type, okHead));
+// MARK: Files
+
+template <typename Then>
+void RequestHandler::open(const fs::path& path, const Reply& reply, Then then) {
+  if (isPathInMemory(path)) {
+    return then(openFile(path));
+  }
+  later(queries_, reply, [path, then = std::move(then)](const std::string&, const Permit&) {
+    then(openFile(path));
   });
+}
+
+void RequestHandler::sendPageFile(const Route& route, const Reply& reply) {
+  open(page_ / route.file, reply, [type = route.type, reply](std::shared_ptr<File> file) {
+    if (file == nullptr) {
+      return reply(shortAnswer(notFoundAnswer()));
+    }
+    const std::uint64_t size = sizeOf(file);
+    reply(fileAnswer(okHead(type, size), std::move(file), size));
+  });
+}
+
+void RequestHandler::sendThumbnail(std::string_view id, const Reply& reply) {
+  const auto path = content_->thumbnailFile(id);
+  if (!path) {
+    return reply(shortAnswer(notFoundAnswer()));
+  }
+  const auto send = [self = shared_from_this(), id = std::string(id),
+                     reply](std::shared_ptr<File> file) {
+    // An empty file is what a power cut can leave of one that wasn't flushed.
+    const std::uint64_t size = sizeOf(file);
+    if (size > 0) {
+      return reply(fileAnswer(pictureHead("image/jpeg", size), std::move(file), size));
+    }
+    reply(shortAnswer(notFoundAnswer()));
+    self->makeThumbnail(id);
+  };
+  open(*path, reply, send);
 }
 
 // MARK: Pictures
 
-void RequestHandler::sendThumbnail(std::string_view id, const Reply& reply) {
-  const auto path = content_->thumbnailFile(id);
-  Answer answer =
-      path ? fileAnswer(*path, "image/jpeg", pictureHead) : shortAnswer(notFoundAnswer());
-  const bool isMissing = answer.file == nullptr;
-  reply(std::move(answer));
-  if (path && isMissing) {
-    makeThumbnail(id);
-  }
-}
-
-void RequestHandler::makeThumbnail(std::string_view id) {
+void RequestHandler::makeThumbnail(const std::string& id) {
   {
     const std::lock_guard lock(mutex_);
-    if (thumbnailsInWork_.size() >= kThumbnailsInWork || !thumbnailsInWork_.emplace(id).second) {
+    if (thumbnailsInWork_.size() >= kThumbnailsInWork || !thumbnailsInWork_.insert(id).second) {
       return;
     }
   }
-  pictures_->wait([self = shared_from_this(), id = std::string(id)] {
-    self->content_->makeThumbnail(id, [self, id] {
-      const std::lock_guard lock(self->mutex_);
-      self->thumbnailsInWork_.erase(id);
+  thumbnails_->wait([self = shared_from_this(), id] {
+    const Permit place = permitOf(self->thumbnails_);
+    self->pictures_->wait([self, id, place] {
+      const Permit permit = permitOf(self->pictures_);
+      if (self->isAbandoned_) {
+        return;
+      }
+      self->content_->makeThumbnail(id, [self, id, place, permit] {
+        const std::lock_guard lock(self->mutex_);
+        self->thumbnailsInWork_.erase(id);
+      });
     });
-    self->pictures_->signal();
   });
 }
 
-void RequestHandler::sendPicture(std::string_view id, const Reply& reply) {
-  pictures_->wait([self = shared_from_this(), id = std::string(id), reply] {
-    self->content_->displayImage(
-        id, [self, reply](const std::optional<GalleryContent::Picture>& picture) {
-          reply(picture ? fileAnswer(picture->path, picture->mimeType, pictureHead)
-                        : shortAnswer(notFoundAnswer()));
-          self->pictures_->signal();
+void RequestHandler::sendPicture(const Reply& reply) {
+  later(pictures_, reply,
+        [self = shared_from_this(), reply](const std::string& head, const Permit& permit) {
+          const auto request = parseRequest(head);
+          self->content_->displayImage(
+              std::string(routeOf(request->path).id),
+              [reply, permit](const std::optional<GalleryContent::Picture>& picture) {
+                auto file = picture ? openFile(picture->path) : nullptr;
+                if (file == nullptr) {
+                  return reply(shortAnswer(notFoundAnswer()));
+                }
+                const std::uint64_t size = sizeOf(file);
+                reply(fileAnswer(pictureHead(picture->mimeType, size), std::move(file), size));
+              });
         });
-  });
 }
 
 // MARK: JSON
@@ -185,14 +240,20 @@ void RequestHandler::sendStats(const Reply& reply) {
   stats_->get([reply](StatsCache::Bytes bytes) { reply(jsonAnswer(std::move(bytes))); });
 }
 
-void RequestHandler::sendQuery(std::function<std::optional<std::string>(GalleryContent&)> query,
-                               Reply reply) {
-  queries_->wait([self = shared_from_this(), query = std::move(query), reply = std::move(reply)] {
-    auto json = guarded([&]() -> std::optional<std::string> { return query(*self->content_); });
-    self->queries_->signal();
-    reply(json ? std::optional(jsonAnswer(std::make_shared<const std::string>(*std::move(json))))
-               : std::nullopt);
-  });
+template <typename Ask>
+void RequestHandler::sendQuery(const Reply& reply, Ask ask) {
+  later(queries_, reply,
+        [self = shared_from_this(), reply, ask](const std::string& head, const Permit&) {
+          std::optional<std::string> json;
+          try {
+            json = ask(*self->content_, parseQuery(parseRequest(head)->query));
+          } catch (const std::exception&) {
+            json = std::string(kEmptyObject);
+          }
+          reply(json ? std::optional(
+                           jsonAnswer(std::make_shared<const std::string>(*std::move(json))))
+                     : std::nullopt);
+        });
 }
 
 }  // namespace vaultmere

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <atomic>
 #include <filesystem>
 #include <memory>
 #include <mutex>
@@ -28,29 +29,48 @@ class RequestHandler : public std::enable_shared_from_this<RequestHandler> {
   /// thread.
   void setPassword(std::string password);
 
-  /// Answers the request with this head, at once or from a pool thread. On the
-  /// server's thread, which isn't held up.
-  void handle(std::string head, Reply reply);
+  /// Answers the request, at once or from a pool thread. On the server's thread,
+  /// which isn't held up.
+  void handle(const Reply& reply);
+
+  /// Begins nothing more of what waits for its turn, answers included. Any
+  /// thread.
+  void abandon() { isAbandoned_ = true; }
 
  private:
+  /// Given back when its last copy goes.
+  using Permit = std::shared_ptr<void>;
+  static Permit permitOf(const std::shared_ptr<AsyncSemaphore>& permits);
+  /// Runs `work(head, permit)` on the pool once it is permitted, unless the
+  /// client has left by then.
+  template <typename Work>
+  void later(const std::shared_ptr<AsyncSemaphore>& permits, const Reply& reply, Work work);
+
   void respond(const std::string& head, const Reply& reply);
+  /// Opens a file for `then`, which gets null when that fails: at once, or on
+  /// the pool when it takes a disk.
+  template <typename Then>
+  void open(const std::filesystem::path& path, const Reply& reply, Then then);
   void sendPageFile(const Route& route, const Reply& reply);
   void sendThumbnail(std::string_view id, const Reply& reply);
-  void makeThumbnail(std::string_view id);
-  void sendPicture(std::string_view id, const Reply& reply);
+  void makeThumbnail(const std::string& id);
+  void sendPicture(const Reply& reply);
   void sendStats(const Reply& reply);
-  /// Runs a query of the content on the pool, and sends what it gives.
-  void sendQuery(std::function<std::optional<std::string>(GalleryContent&)> query, Reply reply);
+  /// Has the content answer the request's query: `ask(content, query)`.
+  template <typename Ask>
+  void sendQuery(const Reply& reply, Ask ask);
 
   const std::shared_ptr<GalleryContent> content_;
   const std::filesystem::path page_;
-  ThreadPool& pool_;
 
-  // The gallery never takes the whole pool: the archive's work goes on.
   const std::shared_ptr<AsyncSemaphore> queries_;
   const std::shared_ptr<AsyncSemaphore> pictures_;
+  /// Thumbnails take one of these before they wait for one of `pictures_`, so
+  /// that a thousand missing ones aren't ahead of a visitor's picture.
+  const std::shared_ptr<AsyncSemaphore> thumbnails_;
   const std::shared_ptr<StatsCache> stats_;
 
+  std::atomic<bool> isAbandoned_ = false;
   std::mutex mutex_;  // guards the rest
   std::string password_;
   std::unordered_set<std::string> thumbnailsInWork_;

@@ -21,11 +21,12 @@ void StatsCache::get(std::function<void(Bytes)> callback) {
 }
 
 void StatsCache::refresh() {
-  const auto bytes = std::make_shared<const std::string>(compute_());
+  auto made = compute_();
+  const auto bytes = std::make_shared<const std::string>(std::move(made.json));
   std::vector<std::function<void(Bytes)>> waiting;
   {
     const std::lock_guard lock(mutex_);
-    bytes_ = bytes;
+    bytes_ = made.isWhole ? bytes : nullptr;
     madeAt_ = clock_();
     waiting = std::exchange(waiting_, {});
   }

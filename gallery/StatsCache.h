@@ -9,21 +9,25 @@
 #include <string>
 #include <vector>
 
+#include "gallery/GalleryContent.h"
+
 namespace vaultmere {
 
 /// Keeps the one document of statistics for a while, and has it computed once
-/// however many ask for it at the same time. Any thread. Kept in a shared_ptr.
+/// however many ask for it at the same time. One that isn't whole goes to those
+/// who wait for it, and the next one is tried at once. Any thread. Kept in a
+/// shared_ptr.
 class StatsCache : public std::enable_shared_from_this<StatsCache> {
  public:
   using Bytes = std::shared_ptr<const std::string>;
+  using Compute = std::function<GalleryContent::Statistics()>;
   using Clock = std::function<std::chrono::steady_clock::time_point()>;
 
   /// How old an answer may be; changes of the catalog don't count.
   static constexpr std::chrono::seconds kLifetime{30};
 
   /// `compute` runs on whatever thread `post` takes it to. It doesn't throw.
-  StatsCache(std::function<std::string()> compute, std::function<void(std::function<void()>)> post,
-             Clock clock)
+  StatsCache(Compute compute, std::function<void(std::function<void()>)> post, Clock clock)
       : compute_(std::move(compute)), post_(std::move(post)), clock_(std::move(clock)) {}
 
   /// Calls back once with the document: at once on this thread when there is a
@@ -33,12 +37,12 @@ class StatsCache : public std::enable_shared_from_this<StatsCache> {
  private:
   void refresh();
 
-  const std::function<std::string()> compute_;
+  const Compute compute_;
   const std::function<void(std::function<void()>)> post_;
   const Clock clock_;
 
   std::mutex mutex_;  // guards the rest
-  Bytes bytes_;
+  Bytes bytes_;       // null when there are none that may be kept
   std::chrono::steady_clock::time_point madeAt_;
   std::vector<std::function<void(Bytes)>> waiting_;
 };

@@ -55,6 +55,18 @@ TEST_F(CatalogGalleryTest, ShowsWhatIsInTheCatalog) {
   EXPECT_EQ(ask("/thumb/" + std::string(64, 'e')), notFoundAnswer());
 }
 
+TEST_F(CatalogGalleryTest, WithoutItsCatalogItIsEmptyUntilThatComesBack) {
+  std::filesystem::rename(folder_ / "data", folder_ / "away");
+  EXPECT_EQ(ask("/api/photos?page_size=5"),
+            json(R"({"total":0,"page":1,"page_size":5,"items":[]})"));
+  EXPECT_EQ(ask("/api/colors"), json("[]"));
+  EXPECT_EQ(ask("/api/geo"), json(R"({"type":"FeatureCollection","features":[]})"));
+  EXPECT_NE(ask("/api/stats").find(R"({"totals":{"total":0,)"), std::string::npos);
+  EXPECT_EQ(ask("/img/" + id_), notFoundAnswer());
+  std::filesystem::rename(folder_ / "away", folder_ / "data");
+  EXPECT_NE(ask("/api/stats").find(R"({"totals":{"total":1,)"), std::string::npos);
+}
+
 TEST_F(CatalogGalleryTest, AThumbnailIsMadeOnceItWasMissed) {
   EXPECT_EQ(ask("/thumb/" + id_), notFoundAnswer());
   // The server has asked for it; whoever asks too hears when it is there.

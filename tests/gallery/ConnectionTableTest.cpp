@@ -22,8 +22,8 @@ TEST(ConnectionTable, AClientThatNeverClosesIsClosed) {
   const auto loop = std::make_shared<IoLoop>();
   ConnectionTable::Limits limits;
   limits.drain = std::chrono::milliseconds(1);
-  ConnectionTable table(*loop, pool, limits, [](const std::string& head, const Reply& reply) {
-    reply(Answer{head, nullptr, nullptr, 0});
+  ConnectionTable table(*loop, pool, limits, [](const Reply& reply) {
+    reply(Answer{*reply.head(), nullptr, nullptr, 0});
   });
   std::array<int, 2> ends{};
   ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, ends.data()), 0);

@@ -52,7 +52,7 @@ class GalleryAPITest : public testing::Test {
   }
 
   json list(const std::string& query) {
-    const auto text = api_.photos(parseRequest("GET /?page=1&" + query)->query);
+    const auto text = api_.photos(parseQuery("page=1&" + query));
     return text ? json::parse(*text) : json("dropped");
   }
 

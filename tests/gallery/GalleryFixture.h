@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <functional>
 #include <map>
@@ -43,6 +44,9 @@ class FolderContent : public GalleryContent {
 
   void displayImage(const std::string& id,
                     std::function<void(std::optional<Picture>)> callback) override {
+    if (onDisplay) {
+      onDisplay();
+    }
     callback(id == "none" ? std::nullopt : std::optional(Picture{folder_ / id, "image/png"}));
   }
 
@@ -52,8 +56,11 @@ class FolderContent : public GalleryContent {
     }
     return query.contains("drop") ? std::nullopt : std::optional(text(query));
   }
-  [[nodiscard]] std::string stats() override {
-    return R"({"computed":)" + std::to_string(++computed) + "}";
+  [[nodiscard]] Statistics stats() override {
+    if (onStats) {
+      onStats();
+    }
+    return {R"({"computed":)" + std::to_string(++computed) + "}"};
   }
   [[nodiscard]] std::string colours(const HttpQuery& query) override { return text(query); }
   [[nodiscard]] std::string geo(const HttpQuery& query) override {
@@ -67,7 +74,9 @@ class FolderContent : public GalleryContent {
   }
 
   std::function<void(const std::string&)> onMake;
+  std::function<void()> onDisplay;
   std::function<void()> onPhotos;
+  std::function<void()> onStats;
   std::atomic<int> computed = 0;
   std::size_t large = 10;
 
@@ -127,7 +136,9 @@ class GalleryFixture : public testing::Test {
   }
 
   TemporaryFolder folder_;
-  ThreadPool pool_{3};
+  /// As many as the program has, or fewer.
+  const unsigned threads_ = std::clamp(activeProcessors() - 1, 2U, 8U) + 3;
+  ThreadPool pool_{threads_};
   const std::shared_ptr<FolderContent> content_ = std::make_shared<FolderContent>(folder_.path());
   std::unique_ptr<GalleryServer> server_;
 };

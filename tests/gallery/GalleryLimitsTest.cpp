@@ -2,7 +2,6 @@
 #include <sys/resource.h>
 
 #include <future>
-#include <latch>
 #include <vector>
 
 #include "gallery/DescriptorLimit.h"
@@ -74,6 +73,22 @@ TEST_F(GalleryLimitsTest, PastTheLastDescriptorTheSilentLongestGoes) {
   }
   clients.back().send("\r\n\r\n");
   EXPECT_TRUE(clients.back().receiveAll().starts_with("HTTP/1.1 200 "));
+}
+
+TEST_F(GalleryLimitsTest, StatisticsAreComputedOnceForAllWhoAskMeanwhile) {
+  std::promise<void> allHaveAsked;
+  content_->onStats = [asked = allHaveAsked.get_future().share()] { asked.wait(); };
+  serve();
+  std::vector<GalleryClient> clients;
+  for (int i = 0; i < 50; ++i) {
+    clients.push_back(connect());
+    clients.back().send("GET /api/stats HTTP/1.1\r\n\r\n");
+  }
+  settle();
+  allHaveAsked.set_value();
+  for (GalleryClient& client : clients) {
+    EXPECT_EQ(client.receiveAll(), json("{\"computed\":1}"));
+  }
 }
 
 TEST_F(GalleryLimitsTest, ClientsThatDontTakeTheirAnswersAreBounded) {
@@ -174,49 +189,6 @@ TEST_F(GalleryLimitsTest, BothFamiliesAreServed) {
     GTEST_SKIP() << "no IPv6 here";
   }
   EXPECT_EQ(result, 0) << error;
-}
-
-TEST_F(GalleryLimitsTest, AServerThatGoesDoesntWaitForItsQueries) {
-  std::latch asked(1);
-  std::latch gone(1);
-  content_->onPhotos = [&] {
-    asked.count_down();
-    gone.wait();
-  };
-  serve();
-  GalleryClient waiting = connect();
-  waiting.send("GET /api/photos HTTP/1.1\r\n\r\n");
-  asked.wait();
-  server_.reset();
-  EXPECT_TRUE(waiting.isDropped());
-  gone.count_down();
-  pool_.join();
-}
-
-TEST_F(GalleryLimitsTest, SlowQueriesLeaveThePoolAndThePicturesAlone) {
-  std::latch release(1);
-  std::atomic<int> running = 0;
-  content_->onPhotos = [&] {
-    ++running;
-    release.wait();
-  };
-  writeText(folder_ / "p", "a picture");
-  serve();
-  std::vector<GalleryClient> clients;
-  for (int i = 0; i < 10; ++i) {
-    clients.push_back(connect());
-    clients.back().send("GET /api/photos HTTP/1.1\r\n\r\n");
-  }
-  settle();
-  EXPECT_EQ(ask("/img/p"), picture("image/png", "a picture"));
-  std::promise<void> ran;
-  pool_.post([&] { ran.set_value(); });
-  ran.get_future().wait();
-  EXPECT_LE(running, 2);
-  release.count_down();
-  for (GalleryClient& client : clients) {
-    EXPECT_EQ(client.receiveAll(), json(""));
-  }
 }
 
 }  // namespace

@@ -53,16 +53,21 @@ TEST_F(GalleryServerTest, AnswersEachRoute) {
   EXPECT_EQ(ask("/thumb/" + kId), picture("image/jpeg", "a thumbnail"));
 }
 
-TEST_F(GalleryServerTest, AMissingThumbnailIsThereTheNextTime) {
-  std::promise<void> made;
+TEST_F(GalleryServerTest, AMissingOrEmptyThumbnailIsThereTheNextTime) {
+  const std::string empty(64, 'b');
+  writeText(folder_ / (empty + ".jpg"), "");
+  std::optional<std::promise<void>> made;
   content_->onMake = [&](const std::string& id) {
     writeText(folder_ / (id + ".jpg"), "late");
-    made.set_value();
+    made->set_value();
   };
   serve();
-  EXPECT_EQ(ask("/thumb/" + kId), notFoundAnswer());
-  made.get_future().wait();
-  EXPECT_EQ(ask("/thumb/" + kId), picture("image/jpeg", "late"));
+  for (const std::string& id : {kId, empty}) {
+    made.emplace();
+    EXPECT_EQ(ask("/thumb/" + id), notFoundAnswer());
+    made->get_future().wait();
+    EXPECT_EQ(ask("/thumb/" + id), picture("image/jpeg", "late"));
+  }
 }
 
 TEST_F(GalleryServerTest, ThumbnailsNeverLeaveTheirFolder) {

@@ -14,21 +14,21 @@ TEST(HttpRequest, ItsFirstLineTellsThePathAndTheQuery) {
     const char* head;
     Request expected;
   } const cases[] = {
-      {"GET / HTTP/1.1", {{"/", {}}}},
-      {"GET /\r\nHost: a", {{"/", {}}}},
-      {"\r\n\r\nGET / HTTP/1.1\r\nHost: a", {{"/", {}}}},
-      {"DELETE  /a  HTTP/9 and so on", {{"/a", {}}}},
-      {"  GET /a", {{"/a", {}}}},
-      {"GET /A%2fb/../c", {{"/A%2fb/../c", {}}}},
-      {"GET http://host/a", {{"http://host/a", {}}}},
-      {"GET /caf\xc3\xa9", {{"/caf\xc3\xa9", {}}}},
-      {"GET /caf\xe9!", {{"/caf\xef\xbf\xbd!", {}}}},
-      {"GET /a\tb\nc", {{"/a\tb\nc", {}}}},
-      {"GET /a?b=c", {{"/a", {{"b", "c"}}}}},
-      {"GET ?a?b=c", {{"a", {{"b", "c"}}}}},
-      {"GET /a??b=c", {{"/a", {{"?b", "c"}}}}},
-      {"GET /a??", {{"/a", {{"?", ""}}}}},
-      {"GET /a?b=c?d", {{"/a", {{"b", "c?d"}}}}},
+      {"GET / HTTP/1.1", {{"/", ""}}},
+      {"GET /\r\nHost: a", {{"/", ""}}},
+      {"\r\n\r\nGET / HTTP/1.1\r\nHost: a", {{"/", ""}}},
+      {"DELETE  /a  HTTP/9 and so on", {{"/a", ""}}},
+      {"  GET /a", {{"/a", ""}}},
+      {"GET /A%2fb/../c", {{"/A%2fb/../c", ""}}},
+      {"GET http://host/a", {{"http://host/a", ""}}},
+      {"GET /caf\xc3\xa9", {{"/caf\xc3\xa9", ""}}},
+      {"GET /caf\xe9!", {{"/caf\xef\xbf\xbd!", ""}}},
+      {"GET /a\tb\nc", {{"/a\tb\nc", ""}}},
+      {"GET /a?b=c", {{"/a", "b=c"}}},
+      {"GET ?a?b=c", {{"a", "b=c"}}},
+      {"GET /a??b=c", {{"/a", "?b=c"}}},
+      {"GET /a??", {{"/a", "?"}}},
+      {"GET /a?b=c?d", {{"/a", "b=c?d"}}},
       {"", kDropped},
       {"\r\n\r\n", kDropped},
       {"GET", kDropped},
@@ -90,7 +90,7 @@ TEST(HttpRequest, AQueryIsAListOfKeysAndValues) {
   for (const auto& c : cases) {
     const Request request = parseRequest("GET /?" + std::string(c.query) + " HTTP/1.1");
     ASSERT_TRUE(request) << c.query;
-    EXPECT_EQ(request->query, c.expected) << c.query;
+    EXPECT_EQ(parseQuery(request->query), c.expected) << c.query;
   }
 }
 

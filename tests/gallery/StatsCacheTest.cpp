@@ -23,10 +23,13 @@ class StatsCacheTest : public testing::Test {
 
   std::chrono::steady_clock::time_point now_{1h};
   int computed_ = 0;
+  bool isWhole_ = true;
   std::vector<std::function<void()>> tasks_;
   std::vector<std::string> answers_;
   const std::shared_ptr<StatsCache> cache_ = std::make_shared<StatsCache>(
-      [this] { return "stats " + std::to_string(++computed_); },
+      [this] {
+        return GalleryContent::Statistics{"stats " + std::to_string(++computed_), isWhole_};
+      },
       [this](std::function<void()> task) { tasks_.push_back(std::move(task)); },
       [this] { return now_; });
 };
@@ -54,6 +57,17 @@ TEST_F(StatsCacheTest, KeepsTheDocumentForThirtySeconds) {
   EXPECT_EQ(answers_.size(), 2U);
   work();
   EXPECT_EQ(answers_.back(), "stats 2");
+}
+
+TEST_F(StatsCacheTest, AFailureIsNotKept) {
+  isWhole_ = false;
+  ask();
+  work();
+  isWhole_ = true;
+  ask();
+  work();
+  ask();
+  EXPECT_EQ(answers_, (std::vector<std::string>{"stats 1", "stats 2", "stats 2"}));
 }
 
 TEST_F(StatsCacheTest, WhoeverAsksOnAnAnswerIsServedToo) {
