@@ -141,6 +141,12 @@ summarise() {
   check_one_file
 }
 
+show_the_way() {
+  printf '\nTo look at it in a browser, at http://127.0.0.1:8080/ (Ctrl-C ends it):\n'
+  printf '  %q --support %q --archive %q --port 8080\n' \
+    "$build/serve_gallery" "$demo/data/Vaultmere" "$archive"
+}
+
 # What must hold for any folder, and what must for the samples.
 check_run() {
   local counted failed
@@ -160,3 +166,4 @@ if [[ -n ${1-} ]]; then follow_program ''; else follow_program "$run_limit"; fi
 await_program
 summarise
 check_run "${1-}"
+show_the_way

@@ -1,21 +1,25 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: GPL-3.0-or-later
-# The gallery's page in a real browser: tests/web/run.sh BUILD_DIR
+# The gallery's page in a real browser: run.sh MAKE_CATALOG SERVE_GALLERY FOLDER [PATTERN]
 #
-# Works on a copy in the build folder, so that no library comes to lie among the
-# sources. With VAULTMERE_SHOTS=folder each failure leaves a picture there.
+# Works on a copy in FOLDER, so that no library comes to lie among the sources.
+# PATTERN picks stories by their names. Each failure leaves a picture in
+# FOLDER/failures.
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
-build=$(cd "${1:?usage: run.sh BUILD_DIR}" && pwd)
+usage='usage: run.sh MAKE_CATALOG SERVE_GALLERY FOLDER [PATTERN]'
+make_catalog=$(realpath "${1:?$usage}")
+serve_gallery=$(realpath "${2:?$usage}")
+mkdir -p "${3:?$usage}"
+cd "$3"
 
-work=$build/web-tests
-mkdir -p "$work"
-cp "$here"/*.mjs "$here"/package.json "$here"/package-lock.json "$work"
-if ! cmp -s "$work/package-lock.json" "$work/node_modules/.installed"; then
-  (cd "$work" && npm ci --no-audit --no-fund --loglevel=error)
-  cp "$work/package-lock.json" "$work/node_modules/.installed"
+rm -rf ./*.mjs failures
+mkdir failures
+cp "$here"/*.mjs "$here"/package.json "$here"/package-lock.json .
+if ! cmp -s package-lock.json node_modules/.installed; then
+  npm ci --no-audit --no-fund --loglevel=error
+  cp package-lock.json node_modules/.installed
 fi
-cmake "-DOUT=$build/web" -P "$here/../../resources/web/build.cmake"
 
-cd "$work"
-VAULTMERE_BUILD=$build exec node --test
+MAKE_CATALOG=$make_catalog SERVE_GALLERY=$serve_gallery FAILURES=$PWD/failures \
+  exec node --test --test-reporter=spec ${4:+"--test-name-pattern=$4"} all.test.mjs

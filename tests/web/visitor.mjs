@@ -2,51 +2,6 @@
 //
 // A person at a browser, in verbs. Each waits for what it should bring about.
 import assert from 'node:assert/strict';
-import { mkdtempSync, rmSync } from 'node:fs';
-import { tmpdir } from 'node:os';
-import { join } from 'node:path';
-import { chromium } from 'playwright-core';
-
-export const WINDOWS = {
-  phone: {
-    viewport: { width: 390, height: 844 },
-    deviceScaleFactor: 2,
-    hasTouch: true,
-    isMobile: true,
-  },
-  desktop: { viewport: { width: 1440, height: 900 } },
-};
-
-const SWITCHES = [
-  '--headless',
-  '--no-sandbox',
-  '--disable-gpu',
-  '--disable-quic',
-  '--no-first-run',
-  '--disable-background-networking',
-  '--disable-component-update',
-  '--disable-sync',
-];
-
-/** Opens a browser of its own; `close` ends it and removes its profile. */
-export async function openBrowser(window, settings = {}) {
-  const profile = mkdtempSync(join(tmpdir(), 'browser-'));
-  const context = await chromium.launchPersistentContext(profile, {
-    executablePath: process.env.CHROMIUM ?? '/usr/bin/chromium',
-    args: SWITCHES,
-    locale: 'en-GB',
-    ...window,
-    ...settings,
-  });
-  context.setDefaultTimeout(20_000);
-  return {
-    context,
-    close: async () => {
-      await context.close();
-      rmSync(profile, { recursive: true, force: true });
-    },
-  };
-}
 
 /** What the console may say while all is well: pictures that aren't there yet. */
 const EXPECTED = /the server responded with a status of (404|401)|net::ERR_(FAILED|ABORTED)/;
@@ -54,20 +9,18 @@ const EXPECTED = /the server responded with a status of (404|401)|net::ERR_(FAIL
 export class Visitor {
   #faults = [];
 
-  static async in(browser, gallery) {
-    const visitor = new Visitor();
-    visitor.address = gallery.address;
-    visitor.page = await browser.context.newPage();
-    visitor.page.on('pageerror', (error) => visitor.#faults.push(error.stack));
-    visitor.page.on('console', (line) => {
-      if (line.type() === 'error' && !EXPECTED.test(line.text())) visitor.#faults.push(line.text());
+  constructor(page, gallery) {
+    this.page = page;
+    this.gallery = gallery;
+    this.address = gallery.address;
+    page.on('pageerror', (error) => this.#faults.push(error.stack));
+    page.on('console', (line) => {
+      if (line.type() === 'error' && !EXPECTED.test(line.text())) this.#faults.push(line.text());
     });
-    return visitor;
   }
 
-  /** Closes the page; nothing may have gone wrong in it unseen. */
-  async leave() {
-    await this.page.close();
+  /** Nothing may have gone wrong in the page unseen. */
+  hasSeenNoFault() {
     assert.deepEqual(this.#faults, []);
   }
 
@@ -77,7 +30,13 @@ export class Visitor {
 
   /** Waits until `test`, run in the page with `value`, holds. */
   async until(test, value) {
-    await this.page.waitForFunction(test, value);
+    try {
+      await this.page.waitForFunction(test, value);
+    } catch (error) {
+      const what = `${test}`.replace(/\s+/g, ' ');
+      const given = value === undefined ? '' : ` with ${JSON.stringify(value)}`;
+      throw new Error(`this never held: ${what}${given}`, { cause: error });
+    }
   }
 
   async sees(text) {
@@ -104,6 +63,18 @@ export class Visitor {
           ?.getAttribute('aria-label')
           ?.includes(name),
       [index, record.original_filename],
+    );
+  }
+
+  /** Waits until every canvas in view has been drawn on. */
+  async seesDrawings() {
+    await this.until(() =>
+      [...document.querySelectorAll('main section:not([hidden]) canvas')].every((canvas) => {
+        const { width, height } = canvas;
+        const { data } = canvas.getContext('2d').getImageData(0, 0, width, height);
+        const pixels = new Uint32Array(data.buffer);
+        return pixels.some((pixel) => pixel !== pixels[0]);
+      }),
     );
   }
 
@@ -253,27 +224,4 @@ export class Visitor {
       ),
     );
   }
-}
-
-/** Runs a story for a new visitor in each of the windows. */
-export function inEachWindow(test, browsers, gallery, name, story) {
-  for (const window of Object.keys(WINDOWS)) {
-    test(`${name} (${window})`, () =>
-      visit(browsers()[window], gallery(), (visitor) => story(visitor, window)));
-  }
-}
-
-/** Runs one story, and looks for faults that nobody would have seen. */
-export async function visit(browser, gallery, story) {
-  const visitor = await Visitor.in(browser, gallery);
-  try {
-    await story(visitor);
-  } catch (error) {
-    if (process.env.VAULTMERE_SHOTS) {
-      await visitor.page.screenshot({ path: `${process.env.VAULTMERE_SHOTS}/${Date.now()}.png` });
-    }
-    await visitor.page.close();
-    throw error;
-  }
-  await visitor.leave();
 }

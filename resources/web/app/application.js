@@ -110,8 +110,8 @@ function drawBar({ view, filters, sort }) {
     });
   }
   if (view === 'statistics') setSummary('Statistics', 'of the whole library');
-  else if (view === 'gallery') tellTotal();
-  else setSummary('');
+  else if (view !== 'gallery') setSummary('');
+  tellTotal();
 }
 
 function setSummary(strong, text = '') {
@@ -119,8 +119,11 @@ function setSummary(strong, text = '') {
 }
 
 function tellTotal() {
-  if (state.view !== 'gallery') return;
-  const { total } = listing;
+  const { total, error } = listing;
+  const isGallery = state.view === 'gallery';
+  const hasNone = total === 0 || (total === null && error !== null);
+  byId('bar').classList.toggle('idle', isGallery && hasNone);
+  if (!isGallery) return;
   const words = total === null ? '' : plural(total, 'photo');
   if (byId('summary').textContent !== words) setSummary(words);
 }

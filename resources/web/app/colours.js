@@ -111,14 +111,13 @@ class Colours {
   async #load(filters) {
     const { area, ...others } = filters;
     let rows = await askColours(serverFilters(others));
-    const ids = rows.map(({ id }) => id);
     if (area) {
       const inside = new Set((await pointsWithin(filters)).map(({ id }) => id));
       rows = rows.filter(({ id }) => inside.has(id));
     }
     const swatches = byHue(rows.filter(({ hex }) => /^#[0-9a-f]{6}$/i.test(hex)));
     if (queryText(filters) === this.#key) this.#swatches = swatches;
-    return { ids: swatches.map(({ id }) => id), find: recordFinder(ids, others) };
+    return { ids: swatches.map(({ id }) => id), find: recordFinder(askColours, others) };
   }
 
   #draw() {
@@ -135,6 +134,7 @@ class Colours {
       );
       return;
     }
+    this.#families.replaceChildren();
     this.#drawFamilies();
     this.#root.replaceChildren(this.#families, this.#field, this.#preview, this.#spoken);
     this.#field.setAttribute(
@@ -145,22 +145,38 @@ class Colours {
     this.#layout();
   }
 
-  #drawFamilies() {
-    const counts = new Map(Object.keys(FAMILIES).map((family) => [family, 0]));
-    for (const { hex } of this.#swatches) {
-      const family = familyOf(hex);
-      counts.set(family, counts.get(family) + 1);
-    }
+  /**
+   * The catalog knows which photos are of a family: the black and white ones are of none.
+   * A number that can't be had is left out.
+   */
+  async #drawFamilies() {
+    const key = this.#key;
+    const { filters } = state;
+    const present = new Set(this.#swatches.map(({ hex }) => familyOf(hex)));
+    const counts = await Promise.all(
+      Object.keys(FAMILIES)
+        .filter((family) => present.has(family))
+        .map(async (family) => [
+          family,
+          await countOf({ ...filters, color: family }).catch(() => null),
+        ]),
+    );
+    if (key !== this.#key) return;
     this.#families.replaceChildren(
-      ...[...counts]
-        .filter(([, n]) => n > 0)
+      ...counts
+        .filter(([, n]) => n !== 0)
         .map(([family, n]) =>
           stateLink(
-            { view: 'gallery', filters: { ...state.filters, color: family } },
-            { class: 'family', 'aria-label': `${familyName(family)}, ${plural(n, 'photo')}` },
+            { view: 'gallery', filters: { ...filters, color: family } },
+            {
+              class: 'family',
+              'aria-label': [familyName(family), n && plural(n, 'photo')]
+                .filter(Boolean)
+                .join(', '),
+            },
             el('i', { class: 'swatch', style: { '--colour': FAMILIES[family] } }),
             familyName(family),
-            el('small', {}, count(n)),
+            n && el('small', {}, count(n)),
           ),
         ),
     );

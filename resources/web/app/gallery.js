@@ -293,11 +293,9 @@ class Gallery {
     if (total === null)
       next = error ? errorMessage(error, again) : loadingMessage('Loading photos');
     else if (total === 0) next = emptyMessage();
-    if (old?.dataset.what !== undefined && old.dataset.what === next?.textContent) next = old;
-    else old?.remove();
-    if (next) {
-      next.dataset.what = next.textContent;
-      this.#root.prepend(next);
+    if (old?.textContent !== next?.textContent) {
+      old?.remove();
+      if (next) this.#root.prepend(next);
     }
     const broken = error !== null && total !== null;
     if (broken && this.#notice.hidden) {

@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-const VIDEO_WORDS =
-  'This video plays in the Vaultmere program on the computer. Here is a frame of it.';
-const NO_PICTURE_WORDS =
-  'The full picture can’t be shown at the moment. The drive with the archive may not be connected.';
+const VIDEO_WORDS = 'This video plays in the Vaultmere program on the computer.';
+const ABSENT_WORDS =
+  'can’t be shown at the moment. The drive with the archive may not be connected.';
 
 /**
  * One photo large, its neighbours at either side. Stepping keeps the address up to
@@ -206,25 +205,26 @@ class Lightbox {
     this.#previous.disabled = this.#index === 0;
     this.#next.disabled = this.#index >= list.total - 1;
     this.#original.href = imageAddress(item.id);
-    if (this.#slide) this.#slide.label = item.bare ? 'Photo' : photoLabel(item);
+    this.#slide?.describe(item);
     this.#showWords();
     this.#showDetails(item);
   }
 
   #showWords() {
-    const item = this.#listing?.item(this.#index);
-    const words = this.#slide?.failed
-      ? NO_PICTURE_WORDS
-      : item?.media_type === 'video'
-        ? VIDEO_WORDS
-        : '';
-    this.#words.hidden = words === '';
-    this.#words.classList.toggle('video', words === VIDEO_WORDS);
-    if (this.#words.dataset.of === words) return;
-    this.#words.dataset.of = words;
+    const isVideo = this.#listing?.item(this.#index)?.media_type === 'video';
+    const { failed = false } = this.#slide ?? {};
+    const words = [
+      isVideo && VIDEO_WORDS,
+      isVideo && !failed && 'Here is a frame of it.',
+      failed && `${isVideo ? 'Its frame' : 'The full picture'} ${ABSENT_WORDS}`,
+    ];
+    const text = words.filter(Boolean).join(' ');
+    this.#words.hidden = text === '';
+    if (this.#words.dataset.of === text) return;
+    this.#words.dataset.of = text;
     this.#words.replaceChildren(
-      words,
-      words === NO_PICTURE_WORDS
+      text,
+      failed
         ? el(
             'button',
             { type: 'button', class: 'link', on: { click: () => this.#slide?.again() } },

@@ -30,6 +30,7 @@ class PhotoList extends Listing {
   #loading = new Map(); // page → { stop, promise }
   #wishes = new Map(); // who → pages
   #pause = 2000;
+  #resting = false; // after a failure nothing is asked for until a while has passed
   #retry = 0;
 
   constructor(filters, sort) {
@@ -92,10 +93,9 @@ class PhotoList extends Listing {
   }
 
   tryAgain() {
-    clearTimeout(this.#retry);
     this.error = null;
     this.changed();
-    this.#proceed();
+    this.#resume();
   }
 
   /** Asks for the first page again, to notice that the catalog has changed. */
@@ -121,7 +121,7 @@ class PhotoList extends Listing {
       if (kept) {
         this.#pages.delete(page);
         this.#pages.set(page, kept);
-      } else if (!this.error) {
+      } else if (!this.#resting) {
         this.#fetch(page, false).catch(() => {});
       }
     }
@@ -148,6 +148,7 @@ class PhotoList extends Listing {
       const { total, items } = await askPage(this.#filters, this.#sort, page, PAGE, signal);
       signal.throwIfAborted();
       this.error = null;
+      this.#resting = false;
       this.#pause = 2000;
       if (this.total !== null && total !== this.total) this.#forget();
       this.#store(page, total, items);
@@ -159,11 +160,19 @@ class PhotoList extends Listing {
 
   #failed(error) {
     this.error = error;
+    this.#resting = true;
     this.changed();
-    if (error.kind === 'locked') return;
     clearTimeout(this.#retry);
-    this.#retry = setTimeout(() => this.tryAgain(), this.#pause);
+    if (error.kind === 'locked') return;
+    this.#retry = setTimeout(() => this.#resume(), this.#pause);
     this.#pause = Math.min(this.#pause * 2, LONGEST_PAUSE);
+  }
+
+  /** The error stays in view until something has come. */
+  #resume() {
+    clearTimeout(this.#retry);
+    this.#resting = false;
+    this.#proceed();
   }
 
   #forget() {
@@ -259,7 +268,6 @@ function listingFor({ filters, sort }) {
   if (!filters.area) return new PhotoList(filters, sort);
   return new IdList(async () => {
     const ids = (await pointsWithin(filters)).map(({ id }) => id).reverse();
-    const all = (await askPoints(serverFilters(filters))).map(({ id }) => id);
-    return { ids, find: recordFinder(all, filters) };
+    return { ids, find: recordFinder(askPoints, without(filters, 'area')) };
   });
 }

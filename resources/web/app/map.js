@@ -82,13 +82,9 @@ class PhotoMap {
   }
 
   async #load(filters, camera) {
-    const all = await askPoints(serverFilters(without(filters, 'area')));
     const points = await pointsWithin(filters);
     if (queryText(filters) !== this.#key) return;
-    this.#find = recordFinder(
-      all.map(({ id }) => id),
-      without(filters, 'area'),
-    );
+    this.#find = recordFinder(askPoints, without(filters, 'area'));
     this.#take(points, camera);
   }
 

@@ -99,6 +99,12 @@ const askPoints = remembering(120_000, async (filters) => {
   );
 });
 
+/** How many photos the filters leave, an area among them. */
+async function countOf(filters) {
+  if (filters.area) return (await pointsWithin(filters)).length;
+  return (await askPage(filters, 'newest', 0, 1)).total;
+}
+
 /** The points of the filters, an area among them. */
 async function pointsWithin(filters) {
   const points = await askPoints(serverFilters(filters));

@@ -25,9 +25,14 @@ class Slide {
     this.#stopThumb = showThumb(this.#thumb, id);
   }
 
-  set label(text) {
-    this.#label = text;
-    (this.#full ?? this.#thumb).alt = text;
+  /** What is known of the photo: its name for who can't see it, its form and colour meanwhile. */
+  describe(item) {
+    this.#label = item.bare ? 'Photo' : photoLabel(item);
+    (this.#full ?? this.#thumb).alt = this.#label;
+    const { width, height } = item.dimensions ?? {};
+    if (width && height) this.element.style.setProperty('--form', `${width} / ${height}`);
+    const colour = item.average_color?.hex;
+    if (colour) this.element.style.setProperty('--colour', colour);
   }
 
   get zoomed() {

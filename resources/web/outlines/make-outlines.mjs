@@ -7,7 +7,7 @@
 // Lines are thinned to about two kilometres and stored as differences in
 // hundredths of a degree, each a number of base-64 digits: five bits a digit,
 // least significant first, the sixth bit says that more follow, and the sign
-// sits in the lowest bit. app.js (section "World outlines") reads them back.
+// sits in the lowest bit. app/outlines.js reads them back.
 import { readFileSync } from 'node:fs';
 
 const SCALE = 100;

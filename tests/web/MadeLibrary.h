@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <filesystem>
+#include <string_view>
+#include <vector>
+
+#include "catalog/AnalyzedPhoto.h"
+#include "platform/Calendar.h"
+#include "tests/support/Dice.h"
+#include "tests/web/Scenery.h"
+
+namespace vaultmere {
+
+/// Where the files of a made-up library lie.
+struct LibraryFolders {
+  std::filesystem::path thumbnails;
+  std::filesystem::path archive;
+};
+
+/// Years of photography in records: journeys of some dozens of pictures, imported in
+/// no order of time, with every kind of value and now and then without each. The
+/// first few have the names that a page must show as text. The same ones each time.
+///
+/// Of the pictures, most have a thumbnail; some have only their original in the archive,
+/// some neither.
+class MadeLibrary {
+ public:
+  /// There must be scenes.
+  MadeLibrary(LibraryFolders folders, std::vector<Scene> scenes);
+
+  /// The next record, once its files are there.
+  [[nodiscard]] AnalyzedPhoto next();
+
+ private:
+  struct Spot;
+  struct Camera;
+  /// What the pictures of one journey have in common.
+  struct Journey {
+    int left = 0;      ///< pictures still to be taken
+    sys_seconds time;  ///< of the next one
+    const Spot* spot = nullptr;
+    const Camera* camera = nullptr;
+    std::string_view album;
+  };
+
+  [[nodiscard]] Journey nextJourney();
+  void addKind(AnalyzedPhoto& photo);
+  void addTaking(AnalyzedPhoto& photo);
+  void addNames(AnalyzedPhoto& photo);
+  void addPicture(AnalyzedPhoto& photo);
+
+  const LibraryFolders folders_;
+  const std::vector<Scene> scenes_;
+  Dice dice_{20'250'607};
+  Journey journey_;
+  sys_seconds imported_;
+  int made_ = 0;
+};
+
+}  // namespace vaultmere
