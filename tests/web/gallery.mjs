@@ -43,13 +43,15 @@ export class Gallery {
       options.password = password;
       this.#headers.Authorization = `Basic ${Buffer.from(`:${password}`).toString('base64')}`;
     }
+    const words = Object.entries(options).flatMap(([name, value]) => [`--${name}`, `${value}`]);
+    // With setpriv it ends with us, even if we are killed.
     this.#server = spawn(
-      process.env.SERVE_GALLERY,
-      Object.entries(options).flatMap(([name, value]) => [`--${name}`, String(value)]),
+      'setpriv',
+      ['--pdeathsig', 'TERM', '--', process.env.SERVE_GALLERY, ...words],
       { stdio: ['ignore', 'pipe', 'inherit'] },
     );
-    const words = await firstWords(this.#server, 'serve_gallery');
-    this.address = /http:\/\/[^/\s]+/.exec(words)[0];
+    const greeting = await firstWords(this.#server, 'serve_gallery');
+    this.address = /http:\/\/[^/\s]+/.exec(greeting)[0];
   }
 
   /** The server's own word on something. */
