@@ -22,4 +22,4 @@ if ! cmp -s package-lock.json node_modules/.installed; then
 fi
 
 MAKE_CATALOG=$make_catalog SERVE_GALLERY=$serve_gallery FAILURES=$PWD/failures \
-  exec node --test --test-reporter=spec ${4:+"--test-name-pattern=$4"} all.test.mjs
+  exec node --test --test-reporter=tap ${4:+"--test-name-pattern=$4"} all.test.mjs
