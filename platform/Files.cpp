@@ -163,7 +163,7 @@ std::vector<DirectoryEntry> listDirectory(const fs::path& folder) {
         found.kind = status->kind;
       }
     } else {
-      found.kind = kindOf(DTTOIF(entry->d_type));
+      found.kind = kindOf(static_cast<mode_t>(DTTOIF(entry->d_type)));
     }
     entries.push_back(std::move(found));
   }

@@ -137,7 +137,7 @@ VideoHandle<AVFrame> VideoDecoder::frameAt(double seconds) {
   if (stream_.start_time != AV_NOPTS_VALUE) {
     target += stream_.start_time;
   } else if (format.start_time != AV_NOPTS_VALUE) {
-    target += av_rescale_q(format.start_time, AV_TIME_BASE_Q, stream_.time_base);
+    target += av_rescale_q(format.start_time, av_get_time_base_q(), stream_.time_base);
   }
   if (seconds > 0 &&
       av_seek_frame(&container_.format(), stream_.index, target, AVSEEK_FLAG_BACKWARD) >= 0) {
