@@ -45,4 +45,18 @@ std::string_view ByteView::slice(std::size_t offset, std::size_t count) const {
   return bytes_.substr(offset, count);
 }
 
+std::optional<BoxHead> boxHead(std::string_view bytes, std::uint64_t rest) {
+  const ByteView view(bytes);
+  auto size = view.number(0, 4);
+  BoxHead head{view.slice(4, 4), 8, 0};
+  if (size == 1) {
+    size = view.number(8, 8);
+    head.header = 16;
+  } else if (size == 0) {
+    size = rest;
+  }
+  head.size = size.value_or(0);
+  return head.size < head.header ? std::nullopt : std::optional(head);
+}
+
 }  // namespace vaultmere

@@ -33,4 +33,15 @@ class ByteView {
   std::endian order_;
 };
 
+/// The head of a box of MP4, QuickTime and HEIF (ISO/IEC 14496-12, 4.2).
+struct BoxHead {
+  std::string_view type;     ///< four bytes, of those that were given
+  std::uint64_t header = 0;  ///< the bytes of the head itself: 8 or 16
+  std::uint64_t size = 0;    ///< of the whole box, never less than `header`
+};
+
+/// Reads the head that `bytes` begin with. `rest` is what a size of 0 stands for:
+/// up to the end of what the box lies in. Absent when it's cut or makes no sense.
+[[nodiscard]] std::optional<BoxHead> boxHead(std::string_view bytes, std::uint64_t rest);
+
 }  // namespace vaultmere

@@ -26,20 +26,12 @@ struct Box {
 std::vector<Box> boxesIn(std::string_view bytes) {
   std::vector<Box> boxes;
   while (true) {
-    const ByteView view(bytes);
-    auto size = view.number(0, 4);
-    std::size_t header = 8;
-    if (size == 1) {
-      size = view.number(8, 8);
-      header = 16;
-    } else if (size == 0) {
-      size = bytes.size();
-    }
-    if (!size || *size < header || *size > bytes.size()) {
+    const auto head = boxHead(bytes, bytes.size());
+    if (!head || head->size > bytes.size()) {
       return boxes;
     }
-    const auto length = static_cast<std::size_t>(*size);
-    boxes.push_back({bytes.substr(4, 4), bytes.substr(header, length - header)});
+    const auto length = static_cast<std::size_t>(head->size);
+    boxes.push_back({head->type, bytes.substr(0, length).substr(head->header)});
     bytes.remove_prefix(length);
   }
 }
@@ -58,25 +50,19 @@ std::optional<std::string> readMeta(const File& file) {
   constexpr std::size_t kVersionAndFlags = 4;
   std::uint64_t offset = 0;
   for (int i = 0; i < kMaxTopBoxes; ++i) {
-    const std::string head = readAt(file, offset, 16);
-    const ByteView view(head);
-    auto size = view.number(0, 4);
-    std::uint64_t header = 8;
-    if (size == 1) {
-      size = view.number(8, 8);
-      header = 16;
-    }
-    if (!size || *size < header || *size > UINT64_MAX - offset) {
+    const std::string bytes = readAt(file, offset, 16);
+    const auto head = boxHead(bytes, 0);
+    if (!head || head->size > UINT64_MAX - offset) {
       return std::nullopt;
     }
-    if (view.slice(4, 4) == "meta") {
-      if (*size > kMaxMetaBytes || *size < header + kVersionAndFlags) {
+    if (head->type == "meta") {
+      const std::uint64_t begin = head->header + kVersionAndFlags;
+      if (head->size > kMaxMetaBytes || head->size < begin) {
         return std::nullopt;
       }
-      return readAt(file, offset + header + kVersionAndFlags,
-                    static_cast<std::size_t>(*size - header - kVersionAndFlags));
+      return readAt(file, offset + begin, static_cast<std::size_t>(head->size - begin));
     }
-    offset += *size;
+    offset += head->size;
   }
   return std::nullopt;
 }

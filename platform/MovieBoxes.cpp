@@ -110,21 +110,13 @@ class Walker {
       if (++boxes_ > kMaxBoxes) {
         return;
       }
-      const std::string head = readAt(file_, at, 16);
-      const ByteView view(head);
-      auto size = view.number(0, 4);
-      std::uint64_t header = 8;
-      if (size == 1) {
-        size = view.number(8, 8);
-        header = 16;
-      } else if (size == 0) {
-        size = parent.end - at;
-      }
-      if (!size || *size < header) {
+      const std::string bytes = readAt(file_, at, 16);
+      const auto head = boxHead(bytes, parent.end - at);
+      if (!head) {
         return;
       }
-      const std::uint64_t end = at + std::min(*size, parent.end - at);
-      if (!visit(Box{head.substr(4, 4), std::min(at + header, end), end})) {
+      const std::uint64_t end = at + std::min(head->size, parent.end - at);
+      if (!visit(Box{std::string(head->type), std::min(at + head->header, end), end})) {
         return;
       }
       at = end;
