@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/ImageProperties.h"
+#include "media/ImageProperties.h"
 
 namespace vaultmere {
 

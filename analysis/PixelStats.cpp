@@ -7,7 +7,7 @@
 #include <array>
 #include <cmath>
 
-#include "platform/ImageDecoder.h"
+#include "media/ImageDecoder.h"
 
 namespace vaultmere::PixelStats {
 namespace {

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/Bitmap.h"
+#include "media/Bitmap.h"
 
 // A still reduced to its mean colour, whether it is black and white, and the
 // name of a colour family. Any thread may call any of this.

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/VideoFile.h"
+#include "media/VideoFile.h"
 
 namespace vaultmere {
 

@@ -43,7 +43,7 @@ VisionAnalysis analyzeVision(const Vision* service, const Bitmap& image, int ori
     }
     return analysis;
   } catch (const std::exception& error) {
-    nsLog(fmt::format("Vaultmere: Vision failed — {}", error.what()));
+    logLine(fmt::format("Vaultmere: Vision failed — {}", error.what()));
     return {};
   }
 }

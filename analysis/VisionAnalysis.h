@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/Bitmap.h"
-#include "platform/Vision.h"
+#include "media/Bitmap.h"
+#include "media/Vision.h"
 
 namespace vaultmere {
 

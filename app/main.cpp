@@ -2,11 +2,11 @@
 #include <csignal>
 #include <cstdio>
 
-#include "core/HeadlessRun.h"
+#include "app/HeadlessRun.h"
 
 int main() {
   std::signal(SIGPIPE, SIG_IGN);
-  const auto hooks = vaultmere::HookVariables::fromEnvironment();
+  const auto hooks = vaultmere::DiagnosticEnvironment::fromEnvironment();
   if (!hooks.wantsHeadlessRun()) {
     std::fputs("Vaultmere has no window yet; VAULTMERE_SELFTEST_DIR starts a run without one.\n",
                stderr);

@@ -10,7 +10,7 @@
 
 #include "bench/BareCatalog.h"
 #include "bench/Benchmark.h"
-#include "bench/Ratio.h"
+#include "bench/Measurement.h"
 #include "catalog/CatalogWriter.h"
 #include "catalog/PhotoSchema.h"
 #include "platform/Sha256.h"
@@ -114,7 +114,7 @@ void recordRows(const fs::path& folder) {
   std::vector<BareRow> rows;
   std::unique_ptr<CatalogWriter> writer;
   std::unique_ptr<BareCatalog> bare;
-  const Side ours{
+  const Contender ours{
       [&] {
         writer.reset();
         oursStore = freshStore(folder / "ours");
@@ -127,25 +127,25 @@ void recordRows(const fs::path& folder) {
           }
         }
       }};
-  const Side reference{[&] {
-                         bare.reset();
-                         if (rows.empty()) {
-                           rows = bareRows(oursStore);
-                         }
-                         bareStore = freshStore(folder / "bare");
-                         addNames(bareStore, rows);
-                         bare = std::make_unique<BareCatalog>(bareStore);
-                       },
-                       [&] {
-                         for (const BareRow& row : rows) {
-                           bare->write(row);
-                         }
-                       }};
+  const Contender reference{[&] {
+                              bare.reset();
+                              if (rows.empty()) {
+                                rows = bareRows(oursStore);
+                              }
+                              bareStore = freshStore(folder / "bare");
+                              addNames(bareStore, rows);
+                              bare = std::make_unique<BareCatalog>(bareStore);
+                            },
+                            [&] {
+                              for (const BareRow& row : rows) {
+                                bare->write(row);
+                              }
+                            }};
   const Rounds rounds = measure(kRounds, ours, reference);
   if (rows.size() != photos.size() || bareRows(bareStore) != rows) {
     throw std::runtime_error("the two catalogs differ");
   }
-  const auto speed = [](const Spread& seconds) {
+  const auto speed = [](const Statistics& seconds) {
     return fmt::format("{:.0f} rows/s", kRows / seconds.median);
   };
   report({"record items in the catalog", "bare prepared insert", Wanted::atLeast, 0.7},

@@ -13,7 +13,7 @@
 
 #include "bench/Benchmark.h"
 #include "bench/CatalogMaker.h"
-#include "bench/Ratio.h"
+#include "bench/Measurement.h"
 #include "bench/Scan.h"
 #include "catalog/FacetSet.h"
 #include "catalog/PhotoFilter.h"
@@ -145,10 +145,11 @@ class ListBench {
     const Predicate predicate = PhotoFilter{}.predicate();
     const std::int64_t matches = countPhotos(connection_, predicate);
     const auto page = [&](int number) {
-      return Side{nullptr, [&, number] {
-                    (void)fetchPage(connection_, predicate,
-                                    {sort, std::int64_t{number} * kPageSize, kPageSize, matches});
-                  }};
+      return Contender{nullptr, [&, number] {
+                         (void)fetchPage(
+                             connection_, predicate,
+                             {sort, std::int64_t{number} * kPageSize, kPageSize, matches});
+                       }};
     };
     const Rounds rounds = measure(kRounds * 10, page(100), page(0));
     report({fmt::format("page 100 by {}", sortOrderName(sort)), "page 0", Wanted::atMost, 3},

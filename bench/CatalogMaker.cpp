@@ -13,7 +13,7 @@
 
 #include "bench/Benchmark.h"
 #include "catalog/PhotoSchema.h"
-#include "tests/support/Dice.h"
+#include "tests/support/DeterministicRandom.h"
 
 namespace vaultmere::bench {
 namespace {
@@ -86,51 +86,51 @@ class LibraryMaker {
 
   Folder nextFolder() {
     Folder folder;
-    const double age = 1 - std::sqrt(1 - dice_.fraction() * 0.999);
+    const double age = 1 - std::sqrt(1 - random_.fraction() * 0.999);
     const double years = kYears * (1 - age);
     folder.year = kFirstYear + std::min(kYears - 1, static_cast<int>(years));
     folder.start = (kFirstYear - 2001 + years) * kYear;
     // A camera is in use for some three years.
-    folder.camera = std::clamp(static_cast<int>(years / kYears * (kCameras - 8)) + dice_.below(8),
+    folder.camera = std::clamp(static_cast<int>(years / kYears * (kCameras - 8)) + random_.below(8),
                                0, kCameras - 1);
-    folder.hasCamera = !dice_.chance(0.12);
-    folder.hasPlace = dice_.chance(0.6);
+    folder.hasCamera = !random_.chance(0.12);
+    folder.hasPlace = random_.chance(0.6);
     folder.place =
-        kPlaces.at(static_cast<std::size_t>(dice_.uneven(static_cast<int>(kPlaces.size()))));
-    folder.album = dice_.chance(0.5) ? kBigAlbums + dice_.below(size_.tags - kBigAlbums) : -1;
-    folder.count = 20 + dice_.uneven(2'000);
+        kPlaces.at(static_cast<std::size_t>(random_.uneven(static_cast<int>(kPlaces.size()))));
+    folder.album = random_.chance(0.5) ? kBigAlbums + random_.below(size_.tags - kBigAlbums) : -1;
+    folder.count = 20 + random_.uneven(2'000);
     return folder;
   }
 
   Photo photoOf(const Folder& folder, int number, int inFolder, double import) {
     Photo photo;
-    photo.id = dice_.hexDigits(4);
-    const bool isVideo = dice_.chance(0.07);
+    photo.id = random_.hexDigits(4);
+    const bool isVideo = random_.chance(0.07);
     const bool isApple = folder.year >= 2017 && folder.camera % 2 == 0;
-    photo.mediaType = isVideo ? "video" : isApple && dice_.chance(0.6) ? "live_photo" : "image";
-    photo.ext = isVideo                ? (isApple ? ".mov" : ".mp4")
-                : isApple              ? ".heic"
-                : dice_.chance(0.03)   ? ".png"
-                : dice_.chance(0.0005) ? ".gif"
-                                       : ".jpg";
+    photo.mediaType = isVideo ? "video" : isApple && random_.chance(0.6) ? "live_photo" : "image";
+    photo.ext = isVideo                  ? (isApple ? ".mov" : ".mp4")
+                : isApple                ? ".heic"
+                : random_.chance(0.03)   ? ".png"
+                : random_.chance(0.0005) ? ".gif"
+                                         : ".jpg";
     photo.mimeType = isVideo ? "video/quicktime" : "image/jpeg";
     photo.originalFilename = fmt::format("{}{:04}{}", folder.camera % 3 == 0 ? "DSC_" : "IMG_",
                                          number % 10'000, photo.ext == ".jpg" ? ".JPG" : photo.ext);
-    photo.sizeBytes =
-        static_cast<std::int64_t>(200'000.0 * std::exp(dice_.fraction() * 4) * (isVideo ? 12 : 1));
+    photo.sizeBytes = static_cast<std::int64_t>(200'000.0 * std::exp(random_.fraction() * 4) *
+                                                (isVideo ? 12 : 1));
     photo.storage = "archive";
     photo.processedAt = CatalogDate{import};
     photo.captureDateSource = "exif";
     photo.captureDateConfidence = "high";
-    if (!dice_.chance(0.01)) {
+    if (!random_.chance(0.01)) {
       photo.captureDate = CatalogDate{std::floor(folder.start + inFolder * 90.0)};
       photo.year = folder.year;
     }
     photo.targetPath = fmt::format("{0}/{0}-06/{1}{2}", folder.year, photo.id, photo.ext);
     photo.archivePath = "/media/photographs/archive/" + photo.targetPath;
-    if (dice_.chance(0.01)) {
+    if (random_.chance(0.01)) {
       photo.trashedAt = CatalogDate{import + kDay};
-    } else if (dice_.chance(0.04)) {
+    } else if (random_.chance(0.04)) {
       photo.stackedUnder = photo.id;
     }
     photo.phash = number;
@@ -144,31 +144,31 @@ class LibraryMaker {
     photo.height = 3000;
     photo.megapixels = 12.0;
     photo.orientation = 1;
-    photo.favorite = dice_.chance(0.03);
-    photo.aestheticScore = dice_.fraction();
+    photo.favorite = random_.chance(0.03);
+    photo.aestheticScore = random_.fraction();
     if (isVideo) {
-      photo.duration = dice_.fraction() * 60;
+      photo.duration = random_.fraction() * 60;
       return;
     }
-    photo.avgR = dice_.below(256);
-    photo.avgG = dice_.below(256);
-    photo.avgB = dice_.below(256);
+    photo.avgR = random_.below(256);
+    photo.avgG = random_.below(256);
+    photo.avgB = random_.below(256);
     photo.avgHex = fmt::format("#{:02x}{:02x}{:02x}", *photo.avgR, *photo.avgG, *photo.avgB);
     photo.colorFamily =
-        kColours.at(static_cast<std::size_t>(dice_.uneven(static_cast<int>(kColours.size()))));
-    photo.isBW = dice_.chance(0.03);
+        kColours.at(static_cast<std::size_t>(random_.uneven(static_cast<int>(kColours.size()))));
+    photo.isBW = random_.chance(0.03);
   }
 
   void addTaking(Photo& photo, const Folder& folder) {
-    if (dice_.chance(0.02)) {
+    if (random_.chance(0.02)) {
       photo.caption = fmt::format("Sunday at {} with the children", folder.place.city);
     }
     if (folder.hasPlace) {
       photo.placeName = fmt::format("{}, {}", folder.place.city, folder.place.country);
       photo.placeCity = folder.place.city;
       photo.placeCountry = folder.place.country;
-      photo.gpsLat = 30 + 30 * dice_.fraction();
-      photo.gpsLon = 10 * dice_.fraction();
+      photo.gpsLat = 30 + 30 * random_.fraction();
+      photo.gpsLon = 10 * random_.fraction();
     }
     if (folder.hasCamera) {
       photo.cameraMake = "Halden";
@@ -186,14 +186,14 @@ class LibraryMaker {
     if (folder.album >= 0) {
       link("INSERT OR IGNORE INTO Photo_tags (photo, tag) VALUES (?, ?)", row, folder.album + 1);
     }
-    if (dice_.chance(0.15)) {
+    if (random_.chance(0.15)) {
       link("INSERT OR IGNORE INTO Photo_tags (photo, tag) VALUES (?, ?)", row,
-           dice_.uneven(kBigAlbums) + 1);
+           random_.uneven(kBigAlbums) + 1);
     }
-    if (dice_.chance(0.7)) {
+    if (random_.chance(0.7)) {
       for (int i = 0; i < 4; ++i) {
         link("INSERT OR IGNORE INTO Photo_labels (photo, label) VALUES (?, ?)", row,
-             dice_.uneven(size_.labels) + 1);
+             random_.uneven(size_.labels) + 1);
       }
     }
   }
@@ -204,7 +204,7 @@ class LibraryMaker {
 
   Connection& connection_;
   const LibrarySize size_;
-  Dice dice_{20'240'501};
+  DeterministicRandom random_{20'240'501};
 };
 
 /// Takes the indexes of the photographs away while there is much to insert.

@@ -5,11 +5,11 @@
 
 #include <memory>
 
-#include "bench/BareFreeze.h"
 #include "bench/Benchmark.h"
 #include "bench/CameraCard.h"
 #include "bench/Freezer.h"
-#include "bench/Ratio.h"
+#include "bench/Measurement.h"
+#include "bench/RawIngestBaseline.h"
 
 namespace vaultmere::bench {
 namespace {
@@ -24,7 +24,7 @@ void freezeCard(const fs::path& folder) {
   const fs::path oursFolder = folder / "ours";
   const fs::path bareFolder = folder / "bare";
   std::unique_ptr<Freezer> ours;
-  std::unique_ptr<BareFreeze> bare;
+  std::unique_ptr<RawIngestBaseline> bare;
   const Rounds rounds = measure(kRounds,
                                 {[&] {
                                    ours.reset();
@@ -35,10 +35,12 @@ void freezeCard(const fs::path& folder) {
                                 {[&] {
                                    bare.reset();
                                    makeFresh(bareFolder);
-                                   bare = std::make_unique<BareFreeze>(bareFolder);
+                                   bare = std::make_unique<RawIngestBaseline>(bareFolder);
                                  },
                                  [&] { bare->freeze(card, batchWidth(activeProcessors())); }});
-  const auto time = [](const Spread& seconds) { return fmt::format("{:.2f} s", seconds.median); };
+  const auto time = [](const Statistics& seconds) {
+    return fmt::format("{:.2f} s", seconds.median);
+  };
   report({fmt::format("freeze {} pictures of 12 megapixels", kPictures), "bare loop",
           Wanted::atMost, 1.15},
          time(rounds.ours()), time(rounds.reference()), rounds.timeRatio());

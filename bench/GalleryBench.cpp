@@ -14,11 +14,11 @@
 
 #include "bench/Benchmark.h"
 #include "bench/CatalogMaker.h"
-#include "bench/Ratio.h"
+#include "bench/Measurement.h"
 #include "bench/Scan.h"
 #include "bench/WebServer.h"
 #include "gallery/GalleryStats.h"
-#include "tests/support/Dice.h"
+#include "tests/support/DeterministicRandom.h"
 #include "tests/support/FileTools.h"
 #include "tests/support/StillMaker.h"
 
@@ -74,7 +74,7 @@ class GalleryBench {
     std::string theirPaths;
     std::size_t bytes = 0;
     for (std::uint64_t number = 0; number < kThumbnails; ++number) {
-      const std::string id = Dice(number).hexDigits(4);
+      const std::string id = DeterministicRandom(number).hexDigits(4);
       const std::string picture = stillBytes(
           {.width = 400, .height = 300, .painter = grainyPicture(number), .quality = 80});
       writeText(ours / (id + ".jpg"), picture);
@@ -112,7 +112,7 @@ class GalleryBench {
         rounds.add(first, second);
       }
     }
-    const auto rate = [](const Spread& seconds) {
+    const auto rate = [](const Statistics& seconds) {
       return fmt::format("{:.0f}/s", 1 / seconds.median);
     };
     report(claim, rate(rounds.ours()), rate(rounds.reference()), rounds.speedRatio());

@@ -9,7 +9,7 @@
 
 #include "bench/Benchmark.h"
 #include "bench/Commands.h"
-#include "bench/Ratio.h"
+#include "bench/Measurement.h"
 #include "intake/Archiver.h"
 #include "tests/support/FileTools.h"
 
@@ -33,13 +33,13 @@ void hashOneFile(const fs::path& folder) {
   std::string ours;
   std::string reference;
   const Rounds rounds =
-      measure(kRounds, {nullptr, [&] { ours = hashFile(file, ReadFrom::anywhere, {}).hash; }},
+      measure(kRounds, {nullptr, [&] { ours = hashFile(file, PageCache::use, {}).hash; }},
               {nullptr, [&] { reference = opensslHash(file); }});
   if (ours != reference) {
     throw std::runtime_error(
         fmt::format("the hashes differ: ours {}, openssl's {}", ours, reference));
   }
-  const auto speed = [](const Spread& seconds) {
+  const auto speed = [](const Statistics& seconds) {
     return fmt::format("{:.2f} GB/s", static_cast<double>(kSize) / 1e9 / seconds.median);
   };
   report({"hash a file of 1 GiB", "openssl dgst -sha256", Wanted::atLeast, 0.95},

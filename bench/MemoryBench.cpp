@@ -14,7 +14,7 @@
 
 #include "bench/Benchmark.h"
 #include "bench/Freezer.h"
-#include "bench/Ratio.h"
+#include "bench/Measurement.h"
 #include "tests/support/ClipMaker.h"
 #include "tests/support/FileTools.h"
 

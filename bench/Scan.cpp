@@ -18,7 +18,7 @@ void compareWithScan(Connection& connection, const std::string& name, double bou
          milliseconds(rounds.reference()), rounds.timeRatio());
 }
 
-std::string milliseconds(const Spread& seconds) {
+std::string milliseconds(const Statistics& seconds) {
   return fmt::format("{:.2f} ms", seconds.median * 1000);
 }
 

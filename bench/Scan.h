@@ -4,7 +4,7 @@
 #include <functional>
 #include <string>
 
-#include "bench/Ratio.h"
+#include "bench/Measurement.h"
 #include "catalog/Connection.h"
 
 // The measure of all questions to a catalog: one read of the whole table.
@@ -18,6 +18,6 @@ void compareWithScan(Connection& connection, const std::string& name, double bou
                      const std::function<void()>& ours,
                      const std::function<void()>& prepare = nullptr);
 
-[[nodiscard]] std::string milliseconds(const Spread& seconds);
+[[nodiscard]] std::string milliseconds(const Statistics& seconds);
 
 }  // namespace vaultmere::bench

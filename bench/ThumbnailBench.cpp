@@ -13,12 +13,12 @@
 #include <stdexcept>
 #include <vector>
 
-#include "analysis/ThumbnailProvider.h"
 #include "bench/Benchmark.h"
 #include "bench/CameraCard.h"
-#include "bench/Ratio.h"
+#include "bench/Measurement.h"
 #include "platform/ThreadPool.h"
 #include "tests/support/FileTools.h"
+#include "thumbnails/ThumbnailProvider.h"
 
 namespace vaultmere::bench {
 namespace {
@@ -76,7 +76,7 @@ void makeThumbnails(const fs::path& folder) {
   const Rounds rounds = measure(
       kRounds, {[&] { makeFresh(ours); }, [&] { makeOurs(items, ours, workers); }},
       {[&] { makeFresh(reference); }, [&] { makeByCommand(folder / "list", reference, workers); }});
-  const auto speed = [](const Spread& seconds) {
+  const auto speed = [](const Statistics& seconds) {
     return fmt::format("{:.1f}/s", kPictures / seconds.median);
   };
   report({fmt::format("make {} thumbnails from 12 megapixels", kPictures), "vipsthumbnail",

@@ -20,7 +20,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr std::chrono::seconds kPatience{30};
+constexpr std::chrono::seconds kTimeout{30};
 
 sockaddr_in localAddress(std::uint16_t port) {
   sockaddr_in address{};
@@ -79,7 +79,7 @@ std::uint16_t freePort() {
 
 WebServer::WebServer(std::vector<std::string> command, std::uint16_t port)
     : port_(port), process_(std::move(command), usableProcessors().front()) {
-  const auto end = std::chrono::steady_clock::now() + kPatience;
+  const auto end = std::chrono::steady_clock::now() + kTimeout;
   while (!Socket().connect(port_)) {
     process_.checkRunning();
     if (std::chrono::steady_clock::now() > end) {

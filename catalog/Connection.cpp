@@ -8,7 +8,7 @@
 #include <map>
 
 #include "catalog/CatalogError.h"
-#include "catalog/StoreFunctions.h"
+#include "catalog/SqlFunctions.h"
 #include "platform/FaultPoint.h"
 #include "platform/Log.h"
 
@@ -175,7 +175,7 @@ Transaction::~Transaction() {
     connection_.execute("ROLLBACK");
   } catch (const CatalogError& error) {
     // SQLite rolls back by itself after a full disk or an I/O error.
-    nsLog(fmt::format("Vaultmere: catalog roll-back: {}", error.what()));
+    logLine(fmt::format("Vaultmere: catalog roll-back: {}", error.what()));
   }
 }
 

@@ -5,14 +5,14 @@
 
 #include <algorithm>
 
-#include "catalog/ColourOrder.h"
+#include "catalog/ColourFamilies.h"
 #include "catalog/PhotoQueries.h"
-#include "catalog/SizeTable.h"
+#include "catalog/SizeClasses.h"
 
 namespace vaultmere {
 namespace {
 
-constexpr std::size_t kMostNames = 40;
+constexpr std::size_t kMaxNames = 40;
 
 /// The position of a row's size in the size table, NULL beyond it, as SQL.
 const std::string& sizePosition() {
@@ -68,9 +68,9 @@ std::vector<FacetValue> relationCounts(Connection& connection, const Predicate& 
         relation.links));
     predicate.bindTo(row);
     row.step();
-    values = mostFirst(talliedValues(row, 0));
+    values = byCountDescending(talliedValues(row, 0));
   }
-  values.resize(std::min(values.size(), kMostNames));
+  values.resize(std::min(values.size(), kMaxNames));
   for (FacetValue& value : values) {
     auto name = connection.prepare(relation.nameOfTarget);
     name.bind(1, std::int64_t{std::stoll(value.value)});
@@ -97,11 +97,11 @@ FacetSet computeFacets(Connection& connection, const Predicate& predicate) {
     const auto values = [&](int column) { return talliedValues(row, column); };
     facets.years = reversed(values(0));
     facets.mediaTypes = values(1);
-    facets.fileTypes = mostFirst(values(2));
+    facets.fileTypes = byCountDescending(values(2));
     facets.colors = inColourOrder(values(3));
-    facets.countries = mostFirst(values(4));
+    facets.countries = byCountDescending(values(4));
     facets.sizes = sizesFromPositions(values(5));
-    facets.cameras = mostFirst(values(6));
+    facets.cameras = byCountDescending(values(6));
     facets.noCameraCount = row.integer(7);
     facets.favorites = row.integer(8);
   }

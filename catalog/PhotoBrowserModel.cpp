@@ -119,7 +119,7 @@ void PhotoBrowserModel::showPage(const Page& page) {
     listed_.clear();
   }
   if (!page.error.empty()) {
-    nsLog(fmt::format("Vaultmere: gallery fetch failed — {}", page.error));
+    logLine(fmt::format("Vaultmere: gallery fetch failed — {}", page.error));
     changed_.emit();
     return;
   }
@@ -240,7 +240,7 @@ void PhotoBrowserModel::refresh(const std::vector<std::string>& ids) {
     try {
       rows = fetchPhotos(connection, ids);
     } catch (const CatalogError& error) {
-      nsLog(fmt::format("Vaultmere: gallery fetch failed — {}", error.what()));
+      logLine(fmt::format("Vaultmere: gallery fetch failed — {}", error.what()));
     }
     show(std::move(rows));
   });

@@ -14,8 +14,8 @@
 #include "catalog/PhotoFilter.h"
 #include "catalog/PhotoQueries.h"
 #include "catalog/VaultmereCatalog.h"
-#include "platform/Hop.h"
 #include "platform/MainThread.h"
+#include "platform/MainThreadCallback.h"
 
 namespace vaultmere {
 
@@ -84,7 +84,7 @@ class PhotoBrowserModel {
   MainThread& main_;
   const std::shared_ptr<CatalogContext> listContext_;
   const std::shared_ptr<CatalogContext> facetContext_;
-  const Hop hop_{main_};
+  const MainThreadCallback hop_{main_};
   sigc::signal<void()> changed_;
 
   PhotoFilter filter_;

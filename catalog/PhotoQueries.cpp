@@ -10,7 +10,7 @@
 namespace vaultmere {
 namespace {
 
-using Route = Predicate::Route;
+using AccessPath = Predicate::AccessPath;
 
 // A page is found in one of two ways: its rows are gathered and the first ones
 // kept, or the rows are walked through in their order until enough are found.
@@ -40,17 +40,17 @@ const Sort& tableEntry(SortOrder sort) { return kSorts.at(static_cast<std::size_
 std::string indexed(const char* index) { return fmt::format("Photo INDEXED BY {}", index); }
 
 bool isWalked(const Predicate& predicate, const PageRequest& request) {
-  switch (predicate.route) {
-    case Route::anywhere:
-    case Route::table:
+  switch (predicate.access) {
+    case AccessPath::anywhere:
+    case AccessPath::table:
       return true;
-    case Route::index: {
+    case AccessPath::index: {
       const bool isInOrder = predicate.isInCaptureOrder && request.sort != SortOrder::added;
       return !isInOrder && request.matches >= kWalkFromIndex;
     }
-    case Route::links:
+    case AccessPath::links:
       return request.matches >= kWalkFromLinks;
-    case Route::texts:
+    case AccessPath::texts:
       return request.matches >= kWalkFromTexts;
   }
   return true;
@@ -87,16 +87,16 @@ std::string photoSource(const Predicate& predicate, std::int64_t matches, bool i
   if (!predicate.isShown) {
     return "Photo";  // the store knows best: ours leave rows out
   }
-  switch (predicate.route) {
-    case Route::anywhere:
+  switch (predicate.access) {
+    case AccessPath::anywhere:
       return indexed("shownByAdded");
-    case Route::table:
+    case AccessPath::table:
       return "Photo NOT INDEXED";
-    case Route::index:
+    case AccessPath::index:
       return indexed(isCounting || matches < kManyRows ? predicate.index : "shownByAdded");
-    case Route::links:  // by key; the rest of the condition is looked up
+    case AccessPath::links:  // by key; the rest of the condition is looked up
       return matches < kManyRows ? "Photo NOT INDEXED" : indexed("shownByAdded");
-    case Route::texts:
+    case AccessPath::texts:
       return indexed("shownTexts");
   }
   return "Photo";

@@ -3,32 +3,33 @@
 
 #include <fmt/format.h>
 
-#include "catalog/FoldedText.h"
-#include "catalog/SizeTable.h"
+#include "catalog/SizeClasses.h"
+#include "catalog/TextFolding.h"
 
 namespace vaultmere {
 namespace {
 
-using Route = Predicate::Route;
+using AccessPath = Predicate::AccessPath;
 
-Predicate onColumns(Route route, const char* sql, std::vector<Predicate::Argument> arguments) {
+Predicate onColumns(AccessPath access, const char* sql,
+                    std::vector<Predicate::Argument> arguments) {
   Predicate predicate;
   predicate.gathering = predicate.perRow = sql;
   predicate.arguments = std::move(arguments);
-  predicate.route = route;
+  predicate.access = access;
   return predicate;
 }
 
 Predicate onIndex(const char* index, bool isInCaptureOrder, const char* sql,
                   std::vector<Predicate::Argument> arguments) {
-  Predicate predicate = onColumns(Route::index, sql, std::move(arguments));
+  Predicate predicate = onColumns(AccessPath::index, sql, std::move(arguments));
   predicate.index = index;
   predicate.isInCaptureOrder = isInCaptureOrder;
   return predicate;
 }
 
 Predicate linked(const char* gathering, const char* perRow, std::string_view name) {
-  Predicate predicate = onColumns(Route::links, gathering, {std::string(name)});
+  Predicate predicate = onColumns(AccessPath::links, gathering, {std::string(name)});
   predicate.perRow = perRow;
   return predicate;
 }
@@ -43,7 +44,7 @@ std::string joined(const std::string& left, const std::string& right) {
 }  // namespace
 
 Predicate Predicate::onTable(const char* sql, std::vector<Argument> arguments) {
-  return onColumns(Route::table, sql, std::move(arguments));
+  return onColumns(AccessPath::table, sql, std::move(arguments));
 }
 
 int Predicate::bindTo(Statement& statement, int first) const {
@@ -62,13 +63,13 @@ int Predicate::bindTo(Statement& statement, int first) const {
 }
 
 Predicate operator&&(const Predicate& left, const Predicate& right) {
-  // The route that leads to fewer rows. Two ranges of different indexes can't
+  // The access that leads to fewer rows. Two ranges of different indexes can't
   // be had at once, but an index of a sort has the columns of both.
-  const bool areRanges = left.route == Route::index && right.route == Route::index &&
+  const bool areRanges = left.access == AccessPath::index && right.access == AccessPath::index &&
                          std::string_view(left.index) != right.index;
-  Predicate both = left.route > right.route ? left : right;
+  Predicate both = left.access > right.access ? left : right;
   if (areRanges) {
-    both.route = Route::anywhere;
+    both.access = AccessPath::anywhere;
     both.index = nullptr;
     both.isInCaptureOrder = false;
   }
@@ -84,7 +85,7 @@ namespace predicates {
 
 Predicate shown() {
   Predicate predicate =
-      onColumns(Route::anywhere, "trashedAt IS NULL AND stackedUnder IS NULL", {});
+      onColumns(AccessPath::anywhere, "trashedAt IS NULL AND stackedUnder IS NULL", {});
   predicate.isShown = true;
   return predicate;
 }
@@ -110,7 +111,7 @@ Predicate country(std::string_view country) {
 Predicate favourite(bool favourite) {
   // Not bound: only a constant shows the store that a partial index will do.
   return favourite ? onIndex("shownFavorites", true, "favorite = 1", {})
-                   : onColumns(Route::anywhere, "favorite = 0", {});
+                   : onColumns(AccessPath::anywhere, "favorite = 0", {});
 }
 
 Predicate size(std::string_view label) {
@@ -157,7 +158,7 @@ Predicate search(std::string_view text) {
   if (term.empty()) {
     return {};
   }
-  Predicate predicate = onColumns(Route::texts,
+  Predicate predicate = onColumns(AccessPath::texts,
                                   "(contains_folded(?, originalFilename, caption, placeName)"
                                   " OR pk IN (SELECT photo FROM Photo_tags WHERE tag IN"
                                   " (SELECT pk FROM Tag WHERE contains_folded(?, name)))"

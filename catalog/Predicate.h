@@ -19,7 +19,7 @@ struct Predicate {
   using Argument = std::variant<std::int64_t, double, std::string>;
 
   /// Where the rows that fulfil the condition are best looked for.
-  enum class Route {
+  enum class AccessPath {
     anywhere,  ///< the condition holds back too little to be a help
     table,     ///< in the rows themselves: no index has all of its columns
     index,     ///< in `index`, one range of it
@@ -33,7 +33,7 @@ struct Predicate {
   std::string perRow;
   std::vector<Argument> arguments;
 
-  Route route = Route::anywhere;
+  AccessPath access = AccessPath::anywhere;
   const char* index = nullptr;
   /// The rows of `index` range stand in the order of capture.
   bool isInCaptureOrder = false;

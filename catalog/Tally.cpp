@@ -30,7 +30,7 @@ std::vector<FacetValue> talliedValues(const Statement& row, int column) {
   return values;
 }
 
-std::vector<FacetValue> mostFirst(std::vector<FacetValue> values) {
+std::vector<FacetValue> byCountDescending(std::vector<FacetValue> values) {
   std::stable_sort(values.begin(), values.end(),
                    [](const FacetValue& a, const FacetValue& b) { return a.count > b.count; });
   return values;

@@ -31,7 +31,7 @@ struct FacetValue {
 [[nodiscard]] std::vector<FacetValue> talliedValues(const Statement& row, int column);
 
 /// Most first; equal ones stay as they are.
-[[nodiscard]] std::vector<FacetValue> mostFirst(std::vector<FacetValue> values);
+[[nodiscard]] std::vector<FacetValue> byCountDescending(std::vector<FacetValue> values);
 
 }  // namespace vaultmere
 

@@ -37,7 +37,7 @@ VaultmereCatalog::VaultmereCatalog(const Options& options, ThreadPool& pool)
       viewContext_ = openStore(store_, pool_);
       return;
     } catch (const CatalogError& error) {
-      nsLog(fmt::format("Vaultmere: catalog open attempt {} failed — {}", number, error.what()));
+      logLine(fmt::format("Vaultmere: catalog open attempt {} failed — {}", number, error.what()));
       options.pause(kPauseBetweenAttempts);
       if (number == kOpenAttempts) {
         throw;

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "demo/Light.h"
+#include "demo/ColourMath.h"
 #include "tests/support/Painter.h"
 
 // The demo's pictures. Each seed gives another picture of the same kind. They

@@ -27,7 +27,7 @@ constexpr std::array<Balloon, 7> kBalloons{{{0.3, 0.34, 0.15, 0xd8342f, 0xf7c948
                                             {0.93, 0.16, 0.03, 0xf2b632, 0x7b3f1d}}};
 
 // True, with its colour, when the point is on the balloon.
-bool onBalloon(const Balloon& balloon, double x, double y, Light& shown) {
+bool onBalloon(const Balloon& balloon, double x, double y, LinearColour& shown) {
   const double across = (x - balloon.x) * kAspect / balloon.radius;
   const double down = (y - balloon.y) / balloon.radius;
   const bool basket = std::abs(across) < 0.13 && down > 1.5 && down < 1.72;
@@ -59,7 +59,8 @@ Painter blossom(const Ramp& petals, std::uint32_t heart, int count, std::uint64_
     const double dy = y - 0.48;
     const double away = std::hypot(dx, dy);
     const double angle = std::atan2(dy, dx);
-    Light shown = mix(light(0x1d3a1b), light(0x8fbf4d), 1.3 * noise.rough(3 * x, 3 * y, 2) - 0.15);
+    LinearColour shown =
+        mix(light(0x1d3a1b), light(0x8fbf4d), 1.3 * noise.rough(3 * x, 3 * y, 2) - 0.15);
     const double stem = std::abs(dx - 0.08 * (y - 0.5)) / 0.012;
     if (y > 0.5) shown = mix(shown, light(0x3f7a2a), step(1.2, 0.8, stem));
     // Three rings of petals, the outer ones first.
@@ -90,7 +91,7 @@ Painter balloons(std::uint64_t seed) {
                                .height = 0.28},
                               seed);
   return [land](double x, double y) {
-    Light shown{};
+    LinearColour shown{};
     for (const Balloon& balloon : kBalloons) {
       if (onBalloon(balloon, x, y, shown)) return colour(shown);
     }
@@ -149,7 +150,7 @@ Painter monochrome(Painter picture) {
   return [picture = std::move(picture)](double x, double y) {
     const Colour seen = picture(x, y);
     const double grey = (0.35 * seen.red + 0.5 * seen.green + 0.15 * seen.blue) / 255;
-    return colour(Light{1, 1, 1} * mix({}, {1, 1, 1}, step(-0.05, 1.02, grey)).red);
+    return colour(LinearColour{1, 1, 1} * mix({}, {1, 1, 1}, step(-0.05, 1.02, grey)).red);
   };
 }
 

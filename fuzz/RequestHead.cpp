@@ -6,10 +6,10 @@
 #include <string>
 #include <string_view>
 
-#include "gallery/Authentication.h"
-#include "gallery/HttpRequest.h"
-#include "gallery/HttpRequestParser.h"
 #include "gallery/Route.h"
+#include "gallery/http/Authentication.h"
+#include "gallery/http/HttpRequest.h"
+#include "gallery/http/RequestHeadReader.h"
 #include "platform/Text.h"
 
 // All that is done with the bytes of a client that nobody knows: gathering the
@@ -18,7 +18,7 @@
 namespace {
 
 using namespace vaultmere;
-using Result = HttpRequestParser::Result;
+using Result = RequestHeadReader::Result;
 
 void require(bool holds) {
   if (!holds) {
@@ -33,7 +33,7 @@ struct Gathered {
 };
 
 Gathered gather(std::string_view bytes, std::size_t piece) {
-  HttpRequestParser parser;
+  RequestHeadReader parser;
   Gathered gathered;
   while (!bytes.empty() && gathered.result == Result::needMore) {
     gathered.result = parser.feed(bytes.substr(0, piece));
@@ -68,7 +68,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const Gathered whole = gather(bytes, bytes.size());
   require(gather(bytes, 1) == whole && gather(bytes, 7) == whole);
   const auto end = bytes.find("\r\n\r\n");
-  if (size < HttpRequestParser::kHeadLimit) {
+  if (size < RequestHeadReader::kHeadLimit) {
     require((end != std::string_view::npos) == (whole.result == Result::complete));
   }
   if (whole.result == Result::complete) {

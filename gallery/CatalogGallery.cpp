@@ -11,14 +11,14 @@
 namespace vaultmere {
 namespace {
 
-constexpr std::size_t kMostIdle = 4;
+constexpr std::size_t kMaxIdle = 4;
 
 /// Asks a store without tables, of which each query fails: that gives the empty
 /// form of the answer.
 template <typename Question>
 auto askNothing(Question&& question) {
   Connection nothing(":memory:");
-  ListTotals totals;
+  CountCache totals;
   GalleryAPI api(nothing, totals);
   return question(api);
 }
@@ -27,14 +27,14 @@ auto askNothing(Question&& question) {
 
 struct CatalogGallery::Reader {
   std::shared_ptr<CatalogContext> context;
-  ListTotals totals;
+  CountCache totals;
 };
 
 /// A reader for one request.
-class CatalogGallery::Loan {
+class CatalogGallery::Lease {
  public:
   /// Throws CatalogError.
-  explicit Loan(CatalogGallery& gallery) : gallery_(gallery) {
+  explicit Lease(CatalogGallery& gallery) : gallery_(gallery) {
     {
       const std::lock_guard lock(gallery_.mutex_);
       if (!gallery_.idle_.empty()) {
@@ -45,14 +45,14 @@ class CatalogGallery::Loan {
     }
     reader_ = std::make_unique<Reader>(Reader{gallery_.catalog_->newBackgroundContext(), {}});
   }
-  ~Loan() {
+  ~Lease() {
     const std::lock_guard lock(gallery_.mutex_);
-    if (gallery_.idle_.size() < kMostIdle) {
+    if (gallery_.idle_.size() < kMaxIdle) {
       gallery_.idle_.push_back(std::move(reader_));
     }
   }
-  Loan(const Loan&) = delete;
-  Loan& operator=(const Loan&) = delete;
+  Lease(const Lease&) = delete;
+  Lease& operator=(const Lease&) = delete;
 
   /// Runs `query(Connection&)` on this thread.
   template <typename Query>
@@ -76,7 +76,7 @@ class CatalogGallery::Loan {
 template <typename Question>
 auto CatalogGallery::ask(Question&& question) {
   try {
-    return Loan(*this).ask(question);
+    return Lease(*this).ask(question);
   } catch (const CatalogError&) {
     return askNothing(question);
   }
@@ -115,7 +115,7 @@ void CatalogGallery::displayImage(const std::string& id,
 
 std::optional<PhotoRef> CatalogGallery::find(const std::string& id) {
   try {
-    const auto photos = Loan(*this).perform(
+    const auto photos = Lease(*this).perform(
         [&](Connection& connection) { return fetchPhotos(connection, std::span(&id, 1)); });
     return photos.empty() ? std::nullopt : std::optional(photoRefOf(photos.front()));
   } catch (const CatalogError&) {
@@ -127,10 +127,10 @@ std::optional<std::string> CatalogGallery::photos(const HttpQuery& query) {
   return ask([&](GalleryAPI& api) { return api.photos(query); });
 }
 
-GalleryContent::Statistics CatalogGallery::stats() {
+GalleryBackend::Statistics CatalogGallery::stats() {
   const auto question = [](GalleryAPI& api) { return api.stats(); };
   try {
-    return {Loan(*this).ask(question), true};
+    return {Lease(*this).ask(question), true};
   } catch (const CatalogError&) {
     return {askNothing(question), false};
   }

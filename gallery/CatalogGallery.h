@@ -5,15 +5,15 @@
 #include <mutex>
 #include <vector>
 
-#include "analysis/ThumbnailProvider.h"
 #include "catalog/VaultmereCatalog.h"
-#include "gallery/GalleryContent.h"
+#include "gallery/GalleryBackend.h"
+#include "thumbnails/ThumbnailProvider.h"
 
 namespace vaultmere {
 
 /// The gallery of a catalog and of the thumbnails of its photos. Keeps a few
 /// contexts on the catalog open for the next request.
-class CatalogGallery : public GalleryContent {
+class CatalogGallery : public GalleryBackend {
  public:
   CatalogGallery(std::shared_ptr<const VaultmereCatalog> catalog,
                  std::shared_ptr<ThumbnailProvider> thumbnails);
@@ -32,7 +32,7 @@ class CatalogGallery : public GalleryContent {
 
  private:
   struct Reader;
-  class Loan;
+  class Lease;
 
   /// The question's answer, or its empty form when the catalog can't be opened.
   template <typename Question>

@@ -18,7 +18,7 @@ namespace vaultmere {
 namespace {
 
 constexpr std::int64_t kPageSize = 60;
-constexpr std::int64_t kLargestPage = 200;
+constexpr std::int64_t kMaxPage = 200;
 
 using Names = std::vector<std::string>;
 
@@ -43,7 +43,7 @@ std::int64_t numberOf(const HttpQuery& query, const char* key, std::int64_t othe
 Page pageOf(const HttpQuery& query) {
   Page page;
   page.number = std::max<std::int64_t>(1, numberOf(query, "page", 1));
-  page.size = std::clamp<std::int64_t>(numberOf(query, "page_size", kPageSize), 1, kLargestPage);
+  page.size = std::clamp<std::int64_t>(numberOf(query, "page_size", kPageSize), 1, kMaxPage);
   if (const auto sort = query.find("sort"); sort != query.end()) {
     page.sort = sortOrderOf(sort->second).value_or(SortOrder::newest);
   }

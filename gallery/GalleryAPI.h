@@ -5,8 +5,8 @@
 #include <string>
 
 #include "catalog/Connection.h"
-#include "gallery/HttpRequest.h"
-#include "gallery/ListTotals.h"
+#include "gallery/CountCache.h"
+#include "gallery/http/HttpRequest.h"
 
 namespace vaultmere {
 
@@ -16,7 +16,7 @@ namespace vaultmere {
 /// million photos, some seconds.
 class GalleryAPI {
  public:
-  GalleryAPI(Connection& connection, ListTotals& totals)
+  GalleryAPI(Connection& connection, CountCache& totals)
       : connection_(connection), totals_(totals) {}
 
   /// One page of the photos that the query narrows to. Absent when the page
@@ -40,7 +40,7 @@ class GalleryAPI {
                   const char* condition, Append&& append);
 
   Connection& connection_;
-  ListTotals& totals_;
+  CountCache& totals_;
 };
 
 }  // namespace vaultmere

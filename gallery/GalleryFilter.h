@@ -5,7 +5,7 @@
 #include <string>
 
 #include "catalog/Predicate.h"
-#include "gallery/HttpRequest.h"
+#include "gallery/http/HttpRequest.h"
 
 namespace vaultmere {
 

@@ -4,10 +4,10 @@
 #include <optional>
 #include <utility>
 
-#include "gallery/ConnectionTable.h"
-#include "gallery/DescriptorLimit.h"
-#include "gallery/Listener.h"
 #include "gallery/RequestHandler.h"
+#include "gallery/http/ConnectionTable.h"
+#include "gallery/http/DescriptorLimit.h"
+#include "gallery/http/Listener.h"
 
 namespace vaultmere {
 namespace {
@@ -23,11 +23,11 @@ ConnectionTable::Limits limitsOf(const GalleryServer::Options& options) {
 }  // namespace
 
 struct GalleryServer::Parts {
-  Parts(std::shared_ptr<GalleryContent> content, ThreadPool& pool, const Options& options)
+  Parts(std::shared_ptr<GalleryBackend> content, ThreadPool& pool, const Options& options)
       : handler(std::make_shared<RequestHandler>(std::move(content), options.page, pool,
                                                  &std::chrono::steady_clock::now)),
         table(*loop, pool, limitsOf(options),
-              [this](const Reply& reply) { handler->handle(reply); }) {}
+              [this](const PendingRequest& reply) { handler->handle(reply); }) {}
 
   const std::shared_ptr<IoLoop> loop = std::make_shared<IoLoop>();
   const std::shared_ptr<RequestHandler> handler;
@@ -35,12 +35,12 @@ struct GalleryServer::Parts {
   std::optional<Listener> listener;  // on the loop's thread
 };
 
-GalleryServer::GalleryServer(std::shared_ptr<GalleryContent> content, ThreadPool& pool,
+GalleryServer::GalleryServer(std::shared_ptr<GalleryBackend> content, ThreadPool& pool,
                              const Options& options)
     : parts_(std::make_unique<Parts>(std::move(content), pool, options)) {}
 
 GalleryServer::~GalleryServer() {
-  parts_->handler->abandon();
+  parts_->handler->shutDown();
   parts_->loop->perform([this] {
     parts_->listener.reset();
     parts_->table.endAll();

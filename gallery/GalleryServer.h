@@ -6,8 +6,8 @@
 #include <memory>
 #include <string>
 
-#include "gallery/GalleryContent.h"
-#include "gallery/ListeningSockets.h"
+#include "gallery/GalleryBackend.h"
+#include "gallery/http/ListeningSockets.h"
 #include "platform/ThreadPool.h"
 
 namespace vaultmere {
@@ -30,7 +30,7 @@ class GalleryServer {
     std::size_t descriptors = 0;
   };
 
-  GalleryServer(std::shared_ptr<GalleryContent> content, ThreadPool& pool, const Options& options);
+  GalleryServer(std::shared_ptr<GalleryBackend> content, ThreadPool& pool, const Options& options);
   /// Closes all connections.
   ~GalleryServer();
   GalleryServer(const GalleryServer&) = delete;

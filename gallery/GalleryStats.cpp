@@ -7,17 +7,17 @@
 #include <cmath>
 
 #include "catalog/CatalogError.h"
-#include "catalog/ColourOrder.h"
+#include "catalog/ColourFamilies.h"
 #include "catalog/FacetSet.h"
 
 namespace vaultmere {
 namespace {
 
 constexpr std::size_t kAll = static_cast<std::size_t>(-1);
-constexpr std::size_t kMostFormats = 20;
-constexpr std::size_t kMostPlaces = 25;
-constexpr std::size_t kMostCameras = 15;
-constexpr std::size_t kMostNames = 25;
+constexpr std::size_t kMaxFormats = 20;
+constexpr std::size_t kMaxPlaces = 25;
+constexpr std::size_t kMaxCameras = 15;
+constexpr std::size_t kMaxNames = 25;
 
 /// What takes a look at the rows themselves: no index knows it.
 struct Totals {
@@ -95,12 +95,12 @@ Json galleryStats(Connection& connection) {
   stats["totals"] = {
       {"total", facets.total}, {"favorites", facets.favorites}, {"edited", totals.edited}};
   stats["by_year"] = facetRecords(byText(facets.years), kAll);
-  stats["by_media"] = facetRecords(mostFirst(facets.mediaTypes), kAll);
-  stats["by_format"] = facetRecords(facets.fileTypes, kMostFormats);
-  stats["top_albums"] = facetRecords(facets.albums, kMostNames);
-  stats["top_labels"] = facetRecords(facets.labels, kMostNames);
-  stats["top_places"] = facetRecords(facets.countries, kMostPlaces);
-  stats["cameras"] = facetRecords(facets.cameras, kMostCameras);
+  stats["by_media"] = facetRecords(byCountDescending(facets.mediaTypes), kAll);
+  stats["by_format"] = facetRecords(facets.fileTypes, kMaxFormats);
+  stats["top_albums"] = facetRecords(facets.albums, kMaxNames);
+  stats["top_labels"] = facetRecords(facets.labels, kMaxNames);
+  stats["top_places"] = facetRecords(facets.countries, kMaxPlaces);
+  stats["cameras"] = facetRecords(facets.cameras, kMaxCameras);
   stats["no_camera"] = facets.noCameraCount;
   stats["by_size"] = facetRecords(facets.sizes, kAll);
   if (const auto last = valueOf([&] { return lastImport(connection); })) {

@@ -4,11 +4,11 @@
 #include <functional>
 #include <utility>
 
-#include "gallery/Authentication.h"
-#include "gallery/CachedPath.h"
-#include "gallery/HttpRequest.h"
-#include "gallery/HttpResponse.h"
-#include "gallery/Permits.h"
+#include "gallery/http/Authentication.h"
+#include "gallery/http/CachedPath.h"
+#include "gallery/http/ConcurrencyLimits.h"
+#include "gallery/http/HttpRequest.h"
+#include "gallery/http/ResponseHead.h"
 
 namespace vaultmere {
 namespace {
@@ -25,14 +25,14 @@ constexpr std::size_t kShortHead = 16384;
 constexpr std::string_view kConfig = "window.VAULTMERE_CONFIG = { mapboxToken: \"\" };";
 constexpr std::string_view kJson = "application/json";
 
-Answer shortAnswer(std::string bytes) { return {std::move(bytes), nullptr, nullptr, 0}; }
+HttpResponse shortAnswer(std::string bytes) { return {std::move(bytes), nullptr, nullptr, 0}; }
 
-Answer jsonAnswer(std::shared_ptr<const std::string> json) {
+HttpResponse jsonAnswer(std::shared_ptr<const std::string> json) {
   std::string head = okHead(kJson, json->size());
   return {std::move(head), std::move(json), nullptr, 0};
 }
 
-Answer fileAnswer(std::string head, std::shared_ptr<File> file, std::uint64_t size) {
+HttpResponse fileAnswer(std::string head, std::shared_ptr<File> file, std::uint64_t size) {
   return {std::move(head), nullptr, std::move(file), size};
 }
 
@@ -57,7 +57,7 @@ std::uint64_t sizeOf(const std::shared_ptr<File>& file) {
 constexpr std::string_view kEmptyObject = "{}";
 
 /// The statistics; an empty object when something throws.
-GalleryContent::Statistics statsOf(GalleryContent& content) {
+GalleryBackend::Statistics statsOf(GalleryBackend& content) {
   try {
     return content.stats();
   } catch (const std::exception&) {
@@ -67,7 +67,7 @@ GalleryContent::Statistics statsOf(GalleryContent& content) {
 
 }  // namespace
 
-RequestHandler::RequestHandler(std::shared_ptr<GalleryContent> content, fs::path page,
+RequestHandler::RequestHandler(std::shared_ptr<GalleryBackend> content, fs::path page,
                                ThreadPool& pool, const StatsCache::Clock& clock)
     : content_(std::move(content)),
       page_(std::move(page)),
@@ -79,7 +79,7 @@ RequestHandler::RequestHandler(std::shared_ptr<GalleryContent> content, fs::path
                                             queries_->wait([self = shared_from_this(),
                                                             task = std::move(task)] {
                                               const Permit permit = permitOf(self->queries_);
-                                              if (!self->isAbandoned_) {
+                                              if (!self->isShutDown_) {
                                                 task();
                                               }
                                             });
@@ -96,18 +96,18 @@ RequestHandler::Permit RequestHandler::permitOf(const std::shared_ptr<AsyncSemap
 }
 
 template <typename Work>
-void RequestHandler::later(const std::shared_ptr<AsyncSemaphore>& permits, const Reply& reply,
-                           Work work) {
+void RequestHandler::later(const std::shared_ptr<AsyncSemaphore>& permits,
+                           const PendingRequest& reply, Work work) {
   permits->wait([self = shared_from_this(), permits, reply, work = std::move(work)] {
     const Permit permit = permitOf(permits);
     const auto head = reply.head();
-    if (head != nullptr && !self->isAbandoned_) {
+    if (head != nullptr && !self->isShutDown_) {
       work(*head, permit);
     }
   });
 }
 
-void RequestHandler::handle(const Reply& reply) {
+void RequestHandler::handle(const PendingRequest& reply) {
   const auto head = reply.head();
   if (head->size() <= kShortHead) {
     return respond(*head, reply);
@@ -118,7 +118,7 @@ void RequestHandler::handle(const Reply& reply) {
         });
 }
 
-void RequestHandler::respond(const std::string& head, const Reply& reply) {
+void RequestHandler::respond(const std::string& head, const PendingRequest& reply) {
   const auto request = parseRequest(head);
   if (!request) {
     return reply(std::nullopt);
@@ -143,11 +143,11 @@ void RequestHandler::respond(const std::string& head, const Reply& reply) {
     case Kind::stats:
       return sendStats(reply);
     case Kind::photos:
-      return sendQuery(reply, std::mem_fn(&GalleryContent::photos));
+      return sendQuery(reply, std::mem_fn(&GalleryBackend::photos));
     case Kind::colours:
-      return sendQuery(reply, std::mem_fn(&GalleryContent::colours));
+      return sendQuery(reply, std::mem_fn(&GalleryBackend::colours));
     case Kind::geo:
-      return sendQuery(reply, std::mem_fn(&GalleryContent::geo));
+      return sendQuery(reply, std::mem_fn(&GalleryBackend::geo));
     case Kind::nothing:
       return reply(shortAnswer(notFoundAnswer()));
   }
@@ -156,7 +156,7 @@ void RequestHandler::respond(const std::string& head, const Reply& reply) {
 // MARK: Files
 
 template <typename Then>
-void RequestHandler::open(const fs::path& path, const Reply& reply, Then then) {
+void RequestHandler::open(const fs::path& path, const PendingRequest& reply, Then then) {
   if (isPathInMemory(path)) {
     return then(openFile(path));
   }
@@ -165,7 +165,7 @@ void RequestHandler::open(const fs::path& path, const Reply& reply, Then then) {
   });
 }
 
-void RequestHandler::sendPageFile(const Route& route, const Reply& reply) {
+void RequestHandler::sendPageFile(const Route& route, const PendingRequest& reply) {
   open(page_ / route.file, reply, [type = route.type, reply](std::shared_ptr<File> file) {
     if (file == nullptr) {
       return reply(shortAnswer(notFoundAnswer()));
@@ -175,7 +175,7 @@ void RequestHandler::sendPageFile(const Route& route, const Reply& reply) {
   });
 }
 
-void RequestHandler::sendThumbnail(std::string_view id, const Reply& reply) {
+void RequestHandler::sendThumbnail(std::string_view id, const PendingRequest& reply) {
   const auto path = content_->thumbnailFile(id);
   if (!path) {
     return reply(shortAnswer(notFoundAnswer()));
@@ -206,7 +206,7 @@ void RequestHandler::makeThumbnail(const std::string& id) {
     const Permit place = permitOf(self->thumbnails_);
     self->pictures_->wait([self, id, place] {
       const Permit permit = permitOf(self->pictures_);
-      if (self->isAbandoned_) {
+      if (self->isShutDown_) {
         return;
       }
       self->content_->makeThumbnail(id, [self, id, place, permit] {
@@ -217,13 +217,13 @@ void RequestHandler::makeThumbnail(const std::string& id) {
   });
 }
 
-void RequestHandler::sendPicture(const Reply& reply) {
+void RequestHandler::sendPicture(const PendingRequest& reply) {
   later(pictures_, reply,
         [self = shared_from_this(), reply](const std::string& head, const Permit& permit) {
           const auto request = parseRequest(head);
           self->content_->displayImage(
               std::string(routeOf(request->path).id),
-              [reply, permit](const std::optional<GalleryContent::Picture>& picture) {
+              [reply, permit](const std::optional<GalleryBackend::Picture>& picture) {
                 auto file = picture ? openFile(picture->path) : nullptr;
                 if (file == nullptr) {
                   return reply(shortAnswer(notFoundAnswer()));
@@ -236,12 +236,12 @@ void RequestHandler::sendPicture(const Reply& reply) {
 
 // MARK: JSON
 
-void RequestHandler::sendStats(const Reply& reply) {
+void RequestHandler::sendStats(const PendingRequest& reply) {
   stats_->get([reply](StatsCache::Bytes bytes) { reply(jsonAnswer(std::move(bytes))); });
 }
 
 template <typename Ask>
-void RequestHandler::sendQuery(const Reply& reply, Ask ask) {
+void RequestHandler::sendQuery(const PendingRequest& reply, Ask ask) {
   later(queries_, reply,
         [self = shared_from_this(), reply, ask](const std::string& head, const Permit&) {
           std::optional<std::string> json;

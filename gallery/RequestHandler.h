@@ -8,10 +8,10 @@
 #include <string>
 #include <unordered_set>
 
-#include "gallery/Answer.h"
-#include "gallery/GalleryContent.h"
+#include "gallery/GalleryBackend.h"
 #include "gallery/Route.h"
 #include "gallery/StatsCache.h"
+#include "gallery/http/HttpResponse.h"
 #include "platform/AsyncSemaphore.h"
 #include "platform/ThreadPool.h"
 
@@ -22,7 +22,7 @@ namespace vaultmere {
 class RequestHandler : public std::enable_shared_from_this<RequestHandler> {
  public:
   /// `page` is the folder with the files of the web page.
-  RequestHandler(std::shared_ptr<GalleryContent> content, std::filesystem::path page,
+  RequestHandler(std::shared_ptr<GalleryBackend> content, std::filesystem::path page,
                  ThreadPool& pool, const StatsCache::Clock& clock);
 
   /// From now on requests need this password; empty lets everybody in. Any
@@ -31,11 +31,11 @@ class RequestHandler : public std::enable_shared_from_this<RequestHandler> {
 
   /// Answers the request, at once or from a pool thread. On the server's thread,
   /// which isn't held up.
-  void handle(const Reply& reply);
+  void handle(const PendingRequest& reply);
 
   /// Begins nothing more of what waits for its turn, answers included. Any
   /// thread.
-  void abandon() { isAbandoned_ = true; }
+  void shutDown() { isShutDown_ = true; }
 
  private:
   /// Given back when its last copy goes.
@@ -44,23 +44,24 @@ class RequestHandler : public std::enable_shared_from_this<RequestHandler> {
   /// Runs `work(head, permit)` on the pool once it is permitted, unless the
   /// client has left by then.
   template <typename Work>
-  void later(const std::shared_ptr<AsyncSemaphore>& permits, const Reply& reply, Work work);
+  void later(const std::shared_ptr<AsyncSemaphore>& permits, const PendingRequest& reply,
+             Work work);
 
-  void respond(const std::string& head, const Reply& reply);
+  void respond(const std::string& head, const PendingRequest& reply);
   /// Opens a file for `then`, which gets null when that fails: at once, or on
   /// the pool when it takes a disk.
   template <typename Then>
-  void open(const std::filesystem::path& path, const Reply& reply, Then then);
-  void sendPageFile(const Route& route, const Reply& reply);
-  void sendThumbnail(std::string_view id, const Reply& reply);
+  void open(const std::filesystem::path& path, const PendingRequest& reply, Then then);
+  void sendPageFile(const Route& route, const PendingRequest& reply);
+  void sendThumbnail(std::string_view id, const PendingRequest& reply);
   void makeThumbnail(const std::string& id);
-  void sendPicture(const Reply& reply);
-  void sendStats(const Reply& reply);
+  void sendPicture(const PendingRequest& reply);
+  void sendStats(const PendingRequest& reply);
   /// Has the content answer the request's query: `ask(content, query)`.
   template <typename Ask>
-  void sendQuery(const Reply& reply, Ask ask);
+  void sendQuery(const PendingRequest& reply, Ask ask);
 
-  const std::shared_ptr<GalleryContent> content_;
+  const std::shared_ptr<GalleryBackend> content_;
   const std::filesystem::path page_;
 
   const std::shared_ptr<AsyncSemaphore> queries_;
@@ -70,7 +71,7 @@ class RequestHandler : public std::enable_shared_from_this<RequestHandler> {
   const std::shared_ptr<AsyncSemaphore> thumbnails_;
   const std::shared_ptr<StatsCache> stats_;
 
-  std::atomic<bool> isAbandoned_ = false;
+  std::atomic<bool> isShutDown_ = false;
   std::mutex mutex_;  // guards the rest
   std::string password_;
   std::unordered_set<std::string> thumbnailsInWork_;

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "gallery/GalleryContent.h"
+#include "gallery/GalleryBackend.h"
 
 namespace vaultmere {
 
@@ -20,7 +20,7 @@ namespace vaultmere {
 class StatsCache : public std::enable_shared_from_this<StatsCache> {
  public:
   using Bytes = std::shared_ptr<const std::string>;
-  using Compute = std::function<GalleryContent::Statistics()>;
+  using Compute = std::function<GalleryBackend::Statistics()>;
   using Clock = std::function<std::chrono::steady_clock::time_point()>;
 
   /// How old an answer may be; changes of the catalog don't count.

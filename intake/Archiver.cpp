@@ -75,7 +75,7 @@ class TemporaryFile {
     try {
       removeFile(path_);
     } catch (const FileError& error) {
-      nsLog(std::string("Vaultmere: temporary file left — ") + error.what());
+      logLine(std::string("Vaultmere: temporary file left — ") + error.what());
     }
   }
   TemporaryFile(const TemporaryFile&) = delete;
@@ -93,9 +93,9 @@ ArchiveError ArchiveError::verifyFailed(std::string_view what, const fs::path& t
   return ArchiveError(fmt::format("{} mismatch for {}", what, displayName(target)));
 }
 
-HashedFile hashFile(const fs::path& path, ReadFrom from, const std::stop_token& stop) {
+HashedFile hashFile(const fs::path& path, PageCache from, const std::stop_token& stop) {
   File file = File::openForReading(path);
-  if (from == ReadFrom::medium) {
+  if (from == PageCache::bypass) {
     file.dropCache();
   }
   HashedFile result{"", file.status().stamp, 0};
@@ -125,11 +125,11 @@ Archiver::Archived Archiver::archive(const fs::path& source, const std::optional
   const fs::path relative = photo.targetPath;
   Archived archived;
   archived.archivePath = options_.root / relative;
-  archived.wasThere = place(source, relative, photo.id, sourcesGo);
+  archived.wasThere = ensureArchived(source, relative, photo.id, sourcesGo);
   if (motion) {
     const fs::path motionRelative = relative.parent_path() / (photo.id + ".mov");
     archived.liveMotionPath = options_.root / motionRelative;
-    place(*motion, motionRelative, std::nullopt, sourcesGo);
+    ensureArchived(*motion, motionRelative, std::nullopt, sourcesGo);
   }
   return archived;
 }
@@ -145,8 +145,9 @@ void Archiver::checkRoot() const {
 }
 
 /// Sees to it that the target stands. True when it stood before.
-bool Archiver::place(const fs::path& source, const fs::path& relative,
-                     const std::optional<std::string>& expectedHash, bool sourceGoes) const {
+bool Archiver::ensureArchived(const fs::path& source, const fs::path& relative,
+                              const std::optional<std::string>& expectedHash,
+                              bool sourceGoes) const {
   checkRoot();
   const fs::path target = options_.root / relative;
   const bool wasThere = linkStatus(target).has_value();
@@ -175,8 +176,8 @@ void Archiver::checkExisting(const fs::path& source, const fs::path& target,
 void Archiver::verifyExisting(const fs::path& source, const fs::path& target,
                               const std::optional<std::string>& expectedHash) const {
   const std::string wanted =
-      expectedHash ? *expectedHash : hashFile(source, ReadFrom::anywhere, options_.stop).hash;
-  if (hashFile(target, ReadFrom::medium, options_.stop).hash != wanted) {
+      expectedHash ? *expectedHash : hashFile(source, PageCache::use, options_.stop).hash;
+  if (hashFile(target, PageCache::bypass, options_.stop).hash != wanted) {
     throw ArchiveError::verifyFailed("hash", target);
   }
   // Whoever renamed it may have been killed before this flush.
@@ -192,14 +193,14 @@ bool Archiver::verifiedCopy(const fs::path& source, const fs::path& relative,
                           fmt::format(".{}.{}.tmp", target.filename().native(), newUuid()));
   const CopySource copied =
       copyFlushed(source, temporary.path(), !expectedHash.has_value(), options_.stop);
-  const HashedFile written = hashFile(temporary.path(), ReadFrom::medium, options_.stop);
+  const HashedFile written = hashFile(temporary.path(), PageCache::bypass, options_.stop);
   if (!expectedHash && written.stamp.size != copied.stamp.size) {
     throw ArchiveError::verifyFailed("size", target);
   }
   if (written.hash != expectedHash.value_or(copied.hash)) {
     throw ArchiveError::verifyFailed("hash", target);
   }
-  if (!renameToNew(temporary.path(), target)) {
+  if (!renameNoReplace(temporary.path(), target)) {
     return false;
   }
   temporary.keep();

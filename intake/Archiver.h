@@ -31,14 +31,14 @@ struct HashedFile {
   std::int64_t size = 0;  ///< the bytes that were hashed
 };
 
-enum class ReadFrom {
-  anywhere,  ///< cached pages will do
-  medium     ///< cached pages are dropped first, as far as the system allows
+enum class PageCache {
+  use,    ///< cached pages will do
+  bypass  ///< cached pages are dropped first, as far as the system allows
 };
 
 /// The SHA-256 of a file's bytes, read in pieces of 1 MiB. Throws FileError;
 /// ECANCELED after a stop.
-[[nodiscard]] HashedFile hashFile(const std::filesystem::path& file, ReadFrom from,
+[[nodiscard]] HashedFile hashFile(const std::filesystem::path& file, PageCache from,
                                   const std::stop_token& stop);
 
 /// Owns the layout of the archive and makes the one write that matters: a copy
@@ -85,8 +85,8 @@ class Archiver {
 
  private:
   void checkRoot() const;
-  bool place(const std::filesystem::path& source, const std::filesystem::path& relative,
-             const std::optional<std::string>& expectedHash, bool sourceGoes) const;
+  bool ensureArchived(const std::filesystem::path& source, const std::filesystem::path& relative,
+                      const std::optional<std::string>& expectedHash, bool sourceGoes) const;
   void checkExisting(const std::filesystem::path& source, const std::filesystem::path& target,
                      const std::optional<std::string>& expectedHash, bool readsIt) const;
   void verifyExisting(const std::filesystem::path& source, const std::filesystem::path& target,

@@ -9,9 +9,9 @@
 namespace vaultmere {
 
 /// Counts the stills that go with one motion file. Any thread.
-class MotionUse {
+class MotionRefCount {
  public:
-  explicit MotionUse(int stills) : pending_(stills) {}
+  explicit MotionRefCount(int stills) : pending_(stills) {}
 
   /// One still is done. True for the last of them when all have succeeded:
   /// only then may the motion file go.
@@ -29,10 +29,10 @@ class MotionUse {
 
 /// One unit of work: a still with or without its motion file, or a video.
 struct AssetGroup {
-  std::filesystem::path primary;                ///< its bytes give the `id`
-  std::optional<std::filesystem::path> motion;  ///< the video half of a Live Photo
-  bool isVideo = false;                         ///< the primary is a video
-  std::shared_ptr<MotionUse> motionUse;         ///< null when no other still shares `motion`
+  std::filesystem::path primary;                   ///< its bytes give the `id`
+  std::optional<std::filesystem::path> motion;     ///< the video half of a Live Photo
+  bool isVideo = false;                            ///< the primary is a video
+  std::shared_ptr<MotionRefCount> motionRefCount;  ///< null when no other still shares `motion`
 };
 
 }  // namespace vaultmere

@@ -7,9 +7,9 @@
 #include <string>
 
 #include "analysis/MediaTypes.h"
+#include "platform/BundleExtensions.h"
 #include "platform/Files.h"
 #include "platform/Log.h"
-#include "platform/Packages.h"
 #include "platform/Text.h"
 
 namespace vaultmere {
@@ -33,7 +33,7 @@ ScanResult groupFiles(std::vector<fs::path> files) {
   struct Video {
     fs::path path;
     int stills = 0;
-    std::shared_ptr<MotionUse> use;
+    std::shared_ptr<MotionRefCount> use;
   };
   std::vector<Video> videos;
   for (fs::path& file : files) {
@@ -69,9 +69,9 @@ ScanResult groupFiles(std::vector<fs::path> files) {
     if (Video* motion = motionOf(image)) {
       group.motion = motion->path;
       if (motion->stills > 1 && !motion->use) {
-        motion->use = std::make_shared<MotionUse>(motion->stills);
+        motion->use = std::make_shared<MotionRefCount>(motion->stills);
       }
-      group.motionUse = motion->use;
+      group.motionRefCount = motion->use;
     }
     group.primary = std::move(image);
     result.groups.push_back(std::move(group));
@@ -131,7 +131,7 @@ FolderContent readFolder(const fs::path& folder, const ProtectedFolders& protect
       }
     }
   } catch (const FileError& error) {
-    nsLog(std::string("Vaultmere: folder left out — ") + error.what());
+    logLine(std::string("Vaultmere: folder left out — ") + error.what());
   }
   return content;
 }

@@ -77,7 +77,7 @@ GroupAnalysis analyzeGroup(const AssetGroup& group, const PhotosMeta* meta, cons
                            const std::stop_token& stop) {
   GroupAnalysis analysis;
   AnalyzedPhoto& photo = analysis.photo;
-  HashedFile hashed = hashFile(group.primary, ReadFrom::anywhere, stop);
+  HashedFile hashed = hashFile(group.primary, PageCache::use, stop);
   analysis.primary = hashed.stamp;
   photo.id = std::move(hashed.hash);
   const std::string extension = lowerExtension(group.primary);
@@ -86,7 +86,7 @@ GroupAnalysis analyzeGroup(const AssetGroup& group, const PhotosMeta* meta, cons
   photo.mediaType = isVideo ? "video" : group.motion ? "live_photo" : "image";
   photo.sizeBytes = hashed.size;
   photo.originalFilename = displayName(group.primary);
-  photo.processedAt = internetDateTime(std::chrono::system_clock::now());
+  photo.processedAt = rfc3339(std::chrono::system_clock::now());
   if (meta != nullptr) {
     takeLibraryValues(photo, *meta);
   }

@@ -7,8 +7,8 @@
 #include "catalog/AnalyzedPhoto.h"
 #include "intake/AssetGroup.h"
 #include "intake/PhotosMeta.h"
+#include "media/Vision.h"
 #include "platform/Files.h"
-#include "platform/Vision.h"
 
 namespace vaultmere {
 

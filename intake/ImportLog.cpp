@@ -11,10 +11,10 @@ namespace vaultmere {
 namespace {
 
 /// A line takes some 300 bytes; a larger log than this is no longer read.
-constexpr std::size_t kLargestLog = std::size_t{2} << 30;
+constexpr std::size_t kMaxLog = std::size_t{2} << 30;
 
 std::string encode(const ImportLogEntry& entry) {
-  nlohmann::json json{{"id", entry.id},     {"date", internetDateTime(entry.date)},
+  nlohmann::json json{{"id", entry.id},     {"date", rfc3339(entry.date)},
                       {"kind", entry.kind}, {"filename", entry.filename},
                       {"path", entry.path}, {"source", entry.source}};
   if (entry.detail) {
@@ -85,7 +85,7 @@ void ImportLog::append(const std::vector<ImportLogEntry>& entries) {
 std::vector<ImportLogEntry> ImportLog::read(std::size_t limit) {
   const std::string text = queue_.perform([&]() -> std::string {
     try {
-      return readFile(file_, kLargestLog);
+      return readFile(file_, kMaxLog);
     } catch (const FileError&) {
       return {};
     }

@@ -9,8 +9,8 @@
 #include <optional>
 
 #include "platform/FolderNotifier.h"
-#include "platform/Hop.h"
 #include "platform/MainThread.h"
+#include "platform/MainThreadCallback.h"
 #include "platform/ThreadPool.h"
 
 namespace vaultmere {
@@ -49,7 +49,7 @@ class InboxWatcher {
   ThreadPool& pool_;
   const std::filesystem::path path_;
   const std::function<void()> onChange_;
-  Hop hop_{main_};
+  MainThreadCallback hop_{main_};
   std::unique_ptr<FolderNotifier> notifier_;
   Timer poll_;
   Timer coalescing_;

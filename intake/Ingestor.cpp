@@ -46,22 +46,23 @@ Ingestor::Result Ingestor::process(const AssetGroup& group, bool deleteSource,
   Result result;
   try {
     analysis = analyzeGroup(group, meta, options_.vision, options_.stop);
-    result = freeze(group, analysis->photo, deleteSource);
+    result = archiveAndRecord(group, analysis->photo, deleteSource);
   } catch (const std::exception& error) {
     result.outcome = IngestOutcome::failed;
     result.error = validUtf8(error.what());
   }
   result.filename = displayName(group.primary);
   const bool succeeded = result.photo.has_value();
-  const bool motionMayGo = group.motionUse ? group.motionUse->finish(succeeded) : succeeded;
+  const bool motionMayGo =
+      group.motionRefCount ? group.motionRefCount->finish(succeeded) : succeeded;
   if (succeeded && deleteSource) {
     removeSources(group, *analysis, motionMayGo);
   }
   return result;
 }
 
-Ingestor::Result Ingestor::freeze(const AssetGroup& group, AnalyzedPhoto photo,
-                                  bool sourcesGo) const {
+Ingestor::Result Ingestor::archiveAndRecord(const AssetGroup& group, AnalyzedPhoto photo,
+                                            bool sourcesGo) const {
   Result result;
   if (options_.gate && !options_.gate(photo.sizeBytes + photo.liveMotionSize.value_or(0))) {
     result.outcome = IngestOutcome::skipped;
@@ -110,14 +111,14 @@ bool Ingestor::removeSource(const fs::path& source, const std::optional<FileStam
     reason = "it lies in the archive";
   }
   if (reason != nullptr) {
-    nsLog("Vaultmere: source stays — " + displayPath(source) + ": " + reason);
+    logLine("Vaultmere: source stays — " + displayPath(source) + ": " + reason);
     return false;
   }
   try {
     removeFile(source);
     return true;
   } catch (const FileError& error) {
-    nsLog(std::string("Vaultmere: source stays — ") + error.what());
+    logLine(std::string("Vaultmere: source stays — ") + error.what());
     return false;
   }
 }

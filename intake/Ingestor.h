@@ -34,7 +34,7 @@ class Ingestor {
     std::function<bool(dev_t device)> acceptsDevice;
     /// Whether a copy of so many bytes may go ahead; null means always.
     std::function<bool(std::int64_t bytes)> gate;
-    /// Folders besides the archive that are never a source: the program's data.
+    /// AppDirectories besides the archive that are never a source: the program's data.
     std::vector<std::filesystem::path> protectedFolders;
     /// Looks at the pictures; null means nobody does.
     const Vision* vision = nullptr;
@@ -68,7 +68,7 @@ class Ingestor {
   [[nodiscard]] ProtectedFolders protectedFolders() const;
 
  private:
-  Result freeze(const AssetGroup& group, AnalyzedPhoto photo, bool sourcesGo) const;
+  Result archiveAndRecord(const AssetGroup& group, AnalyzedPhoto photo, bool sourcesGo) const;
   void removeSources(const AssetGroup& group, const GroupAnalysis& analysis,
                      bool motionMayGo) const;
   [[nodiscard]] bool isOnDestination(dev_t device) const;

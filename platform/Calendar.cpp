@@ -198,13 +198,13 @@ std::optional<TimePoint> momentOfUtcTime(const CivilTime& civil) {
   return asTimePoint(secondsOfUtcTime(civil));
 }
 
-std::string internetDateTime(sys_seconds moment) {
+std::string rfc3339(sys_seconds moment) {
   const CivilTime utc = utcTime(moment);
   return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}Z", utc.year, utc.month, utc.day, utc.hour,
                      utc.minute, utc.second);
 }
 
-std::string internetDateTime(TimePoint moment) { return internetDateTime(wholeSeconds(moment)); }
+std::string rfc3339(TimePoint moment) { return rfc3339(wholeSeconds(moment)); }
 
 std::optional<sys_seconds> parseInternetSeconds(std::string_view text) {
   constexpr std::size_t zoneStart = 19;

@@ -47,8 +47,8 @@ struct CivilTime {
 
 /// "yyyy-MM-dd'T'HH:mm:ssZ" in UTC with whole seconds, the internet date-time
 /// form (RFC 3339).
-[[nodiscard]] std::string internetDateTime(TimePoint moment);
-[[nodiscard]] std::string internetDateTime(sys_seconds moment);
+[[nodiscard]] std::string rfc3339(TimePoint moment);
+[[nodiscard]] std::string rfc3339(sys_seconds moment);
 /// Reads the same form; the zone mark, "Z" or "+hh:mm", must be there.
 [[nodiscard]] std::optional<sys_seconds> parseInternetSeconds(std::string_view text);
 /// The same, also absent when a TimePoint doesn't reach so far.

@@ -72,8 +72,8 @@ FileStatus statusOf(const struct stat& s) {
 void logRefusal(std::atomic_flag& said, std::string_view what, const fs::path& path) {
   const std::string reason = std::generic_category().message(errno);
   if (!said.test_and_set()) {
-    nsLog(std::string("Vaultmere: ").append(what) + " isn't kept at " + displayPath(path) + ": " +
-          reason);
+    logLine(std::string("Vaultmere: ").append(what) + " isn't kept at " + displayPath(path) + ": " +
+            reason);
   }
 }
 
@@ -295,7 +295,7 @@ void renameFile(const fs::path& from, const fs::path& to) {
   }
 }
 
-bool renameToNew(const fs::path& from, const fs::path& to) {
+bool renameNoReplace(const fs::path& from, const fs::path& to) {
   const auto rename = [&] {
     return ::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE);
   };

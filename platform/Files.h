@@ -126,7 +126,7 @@ void renameFile(const fs::path& from, const fs::path& to);
 /// The same to a name that nobody has. False when somebody has it by now, and
 /// then nothing has changed. Where the file system can't do that in one step
 /// (network shares), only this process' own calls keep out of each other's way.
-[[nodiscard]] bool renameToNew(const fs::path& from, const fs::path& to);
+[[nodiscard]] bool renameNoReplace(const fs::path& from, const fs::path& to);
 
 /// unlink(2).
 void removeFile(const fs::path& path);

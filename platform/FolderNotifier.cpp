@@ -105,8 +105,8 @@ struct FolderNotifier::State {
 FolderNotifier::FolderNotifier(const std::filesystem::path& folder, std::function<void()> onEvent)
     : state_(std::make_shared<State>(folder, std::move(onEvent))) {
   if (state_->inotify < 0 || state_->wake < 0) {
-    nsLog("Vaultmere: no notice of changes in " + displayPath(folder) + " — " +
-          std::generic_category().message(errno));
+    logLine("Vaultmere: no notice of changes in " + displayPath(folder) + " — " +
+            std::generic_category().message(errno));
     return;
   }
   // Nobody joins it: adding a watch may hang on a dead network mount.

@@ -44,7 +44,7 @@ void writeToStandardError(std::string_view bytes) {
 
 }  // namespace
 
-void nsLog(std::string_view text) {
+void logLine(std::string_view text) {
   const std::lock_guard lock(sinkMutex);
   if (sink) {
     sink(text);

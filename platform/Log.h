@@ -10,7 +10,7 @@ namespace vaultmere {
 /// "Vaultmere[pid:thread]", a blank, and the text. Line breaks in the text
 /// stand as "\n", so that a record never spans two lines. Any thread; never
 /// fails, not even when nobody reads standard error any more.
-void nsLog(std::string_view text);
+void logLine(std::string_view text);
 
 /// Diverts the texts (without their prefix) to `sink`; an empty function
 /// restores standard error. For tests.

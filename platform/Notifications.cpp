@@ -11,7 +11,7 @@
 namespace vaultmere {
 namespace {
 
-constexpr std::chrono::microseconds kPatience = std::chrono::seconds(1);
+constexpr std::chrono::microseconds kTimeout = std::chrono::seconds(1);
 
 struct CloseBus {
   // Without flushing: a bus that doesn't read would hold us.
@@ -60,10 +60,10 @@ void postDesktopNotification(const std::string& title, const std::string& body) 
   // A plain call has a limit for the answer, but none for the greeting of the
   // bus before it; so the steps are taken here, under one limit for all.
   if (!message || sd_bus_call_async(raw, nullptr, message.get(), onReply, &answered,
-                                    static_cast<std::uint64_t>(kPatience.count())) < 0) {
+                                    static_cast<std::uint64_t>(kTimeout.count())) < 0) {
     return;
   }
-  const auto deadline = std::chrono::steady_clock::now() + kPatience;
+  const auto deadline = std::chrono::steady_clock::now() + kTimeout;
   while (!answered) {
     const int progress = sd_bus_process(raw, nullptr);
     const auto left = std::chrono::duration_cast<std::chrono::microseconds>(

@@ -15,9 +15,9 @@
 #include "catalog/CatalogError.h"
 #include "gallery/CatalogGallery.h"
 #include "gallery/GalleryServer.h"
-#include "gallery/ListeningSockets.h"
+#include "gallery/http/ListeningSockets.h"
+#include "platform/AppDirectories.h"
 #include "platform/AsioMainThread.h"
-#include "platform/Folders.h"
 
 namespace {
 
@@ -62,7 +62,7 @@ void serve(const Options& options) {
     thumbnails->setArchiveRoot(archive->second);
   }
   GalleryServer server(std::make_shared<CatalogGallery>(catalog, thumbnails), pool,
-                       {.page = Folders::ofUser().resources / "web"});
+                       {.page = AppDirectories::ofUser().resources / "web"});
   const auto password = options.find("--password");
   server.start(portOf(options.at("--port")),
                password == options.end() ? std::string() : password->second);

@@ -3,7 +3,7 @@
 
 #include <map>
 
-#include "catalog/ColourOrder.h"
+#include "catalog/ColourFamilies.h"
 #include "catalog/FacetSet.h"
 #include "tests/catalog/RandomLibrary.h"
 #include "tests/support/TemporaryFolder.h"
@@ -58,7 +58,7 @@ std::vector<FacetValue> countedNames(const Rows& rows, const std::vector<std::st
       facets.push_back({name, count});
     }
   }
-  return mostFirst(facets);
+  return byCountDescending(facets);
 }
 
 std::optional<std::string> sizeLabel(const Photo& photo) {
@@ -86,14 +86,15 @@ FacetSet plainFacets(const Rows& rows, const std::vector<std::string>& tags,
   });
   std::reverse(facets.years.begin(), facets.years.end());
   facets.mediaTypes = counted(rows, [](const Photo& photo) { return photo.mediaType; });
-  facets.fileTypes = mostFirst(counted(rows, [](const Photo& photo) { return photo.ext; }));
+  facets.fileTypes = byCountDescending(counted(rows, [](const Photo& photo) { return photo.ext; }));
   facets.colors = ordered(counted(rows, [](const Photo& photo) { return photo.colorFamily; }),
                           [](const FacetValue& facet) { return colourPosition(facet.value); });
   facets.countries =
-      mostFirst(counted(rows, [](const Photo& photo) { return photo.placeCountry; }));
+      byCountDescending(counted(rows, [](const Photo& photo) { return photo.placeCountry; }));
   facets.sizes = ordered(counted(rows, sizeLabel),
                          [](const FacetValue& facet) { return findSizeClass(facet.value)->lower; });
-  facets.cameras = mostFirst(counted(rows, [](const Photo& photo) { return photo.cameraModel; }));
+  facets.cameras =
+      byCountDescending(counted(rows, [](const Photo& photo) { return photo.cameraModel; }));
   facets.albums = countedNames(rows, tags, &ListedPhoto::tags);
   facets.labels = countedNames(rows, labels, &ListedPhoto::labels);
   for (const ListedPhoto& row : rows) {

@@ -6,8 +6,8 @@
 
 #include "catalog/PhotoBrowserModel.h"
 #include "catalog/PhotoSchema.h"
-#include "platform/ManualMainThread.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/ManualMainThread.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace vaultmere {

@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "catalog/CatalogError.h"
-#include "catalog/ColourOrder.h"
+#include "catalog/ColourFamilies.h"
 #include "catalog/FacetSet.h"
 #include "catalog/PhotoFilter.h"
 #include "tests/catalog/RandomLibrary.h"

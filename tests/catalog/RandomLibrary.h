@@ -9,11 +9,11 @@
 #include <utility>
 #include <vector>
 
-#include "catalog/FoldedText.h"
 #include "catalog/PhotoFilter.h"
 #include "catalog/PhotoQueries.h"
 #include "catalog/PhotoSchema.h"
-#include "catalog/SizeTable.h"
+#include "catalog/SizeClasses.h"
+#include "catalog/TextFolding.h"
 
 namespace vaultmere {
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <gtest/gtest.h>
 
-#include "gallery/HttpResponse.h"
 #include "gallery/Route.h"
+#include "gallery/http/ResponseHead.h"
 
 namespace vaultmere {
 namespace {

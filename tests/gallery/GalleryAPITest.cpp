@@ -69,7 +69,7 @@ class GalleryAPITest : public testing::Test {
   TemporaryFolder folder_;
   Connection writer_{folder_ / "store.sqlite"};
   Connection connection_{folder_ / "store.sqlite"};
-  ListTotals totals_;
+  CountCache totals_;
   GalleryAPI api_{connection_, totals_};
 
  private:

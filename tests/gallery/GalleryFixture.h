@@ -11,7 +11,7 @@
 #include <set>
 
 #include "gallery/GalleryServer.h"
-#include "gallery/HttpResponse.h"
+#include "gallery/http/ResponseHead.h"
 #include "tests/gallery/GalleryClient.h"
 #include "tests/support/FileTools.h"
 #include "tests/support/TemporaryFolder.h"
@@ -20,7 +20,7 @@ namespace vaultmere {
 
 /// A gallery of files in a folder: "<id>.jpg" are the thumbnails, all others
 /// are the pictures.
-class FolderContent : public GalleryContent {
+class FolderContent : public GalleryBackend {
  public:
   explicit FolderContent(std::filesystem::path folder) : folder_(std::move(folder)) {}
 

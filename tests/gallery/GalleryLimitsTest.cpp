@@ -4,7 +4,7 @@
 #include <future>
 #include <vector>
 
-#include "gallery/DescriptorLimit.h"
+#include "gallery/http/DescriptorLimit.h"
 #include "tests/gallery/GalleryFixture.h"
 
 namespace vaultmere {

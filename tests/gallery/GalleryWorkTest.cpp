@@ -6,7 +6,7 @@
 #include <latch>
 #include <vector>
 
-#include "gallery/Permits.h"
+#include "gallery/http/ConcurrencyLimits.h"
 #include "tests/gallery/GalleryFixture.h"
 
 namespace vaultmere {

@@ -28,7 +28,7 @@ class StatsCacheTest : public testing::Test {
   std::vector<std::string> answers_;
   const std::shared_ptr<StatsCache> cache_ = std::make_shared<StatsCache>(
       [this] {
-        return GalleryContent::Statistics{"stats " + std::to_string(++computed_), isWhole_};
+        return GalleryBackend::Statistics{"stats " + std::to_string(++computed_), isWhole_};
       },
       [this](std::function<void()> task) { tasks_.push_back(std::move(task)); },
       [this] { return now_; });

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // What becomes of the user's files when any step on their road goes wrong.
-#include "tests/intake/FaultSources.h"
+#include "tests/intake/CrashScenario.h"
 #include "tests/support/LogCapture.h"
 
 namespace vaultmere {

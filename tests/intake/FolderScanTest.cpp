@@ -56,11 +56,11 @@ TEST(FolderScan, GroupsByExtensionAndStem) {
 
 TEST(FolderScan, ASharedMotionFileGoesWithTheLastStillIfAllSucceeded) {
   auto groups = groupFiles({"a.heic", "a.jpg", "a.mov"}).groups;
-  EXPECT_FALSE(groups[0].motionUse->finish(true));
-  EXPECT_TRUE(groups[1].motionUse->finish(true));
+  EXPECT_FALSE(groups[0].motionRefCount->finish(true));
+  EXPECT_TRUE(groups[1].motionRefCount->finish(true));
   groups = groupFiles({"a.heic", "a.jpg", "a.mov"}).groups;
-  EXPECT_FALSE(groups[0].motionUse->finish(false));
-  EXPECT_FALSE(groups[1].motionUse->finish(true));
+  EXPECT_FALSE(groups[0].motionRefCount->finish(false));
+  EXPECT_FALSE(groups[1].motionRefCount->finish(true));
 }
 
 TEST(FolderScan, WalksWhatMayBeWalked) {

@@ -17,7 +17,7 @@ namespace {
 
 std::string utcOf(const CivilTime& local) {
   const auto moment = secondsOfLocalTime(local);
-  return moment ? internetDateTime(*moment) : "absent";
+  return moment ? rfc3339(*moment) : "absent";
 }
 
 TEST(Calendar, LocalTimesAreMomentsInTheZone) {
@@ -148,13 +148,13 @@ TEST(Calendar, ReadsInternetDateTimes) {
     const auto moment = parseInternetSeconds(row.text);
     ASSERT_EQ(moment.has_value(), row.utc != nullptr) << row.text;
     if (moment) {
-      EXPECT_EQ(internetDateTime(*moment), row.utc) << row.text;
+      EXPECT_EQ(rfc3339(*moment), row.utc) << row.text;
     }
   }
   EXPECT_FALSE(parseInternetDateTime("9999-12-31T23:59:59Z"));
   const TimePoint fraction =
       *parseInternetDateTime("1969-12-31T23:59:59Z") + std::chrono::milliseconds(900);
-  EXPECT_EQ(internetDateTime(fraction), "1969-12-31T23:59:59Z") << "cut, not rounded";
+  EXPECT_EQ(rfc3339(fraction), "1969-12-31T23:59:59Z") << "cut, not rounded";
 }
 
 }  // namespace

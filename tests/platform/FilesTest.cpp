@@ -125,7 +125,7 @@ TEST(Sha256, KnownAnswers) {
 
 TEST(Log, ARecordStaysOnOneLine) {
   testing::internal::CaptureStderr();
-  nsLog("SELFTEST_BEGIN dir=a\nb");
+  logLine("SELFTEST_BEGIN dir=a\nb");
   const std::string line = testing::internal::GetCapturedStderr();
   EXPECT_NE(line.find("] SELFTEST_BEGIN dir=a\\nb\n"), std::string::npos);
   EXPECT_EQ(std::count(line.begin(), line.end(), '\n'), 1);

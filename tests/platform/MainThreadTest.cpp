@@ -7,7 +7,7 @@
 #include <thread>
 
 #include "platform/AsioMainThread.h"
-#include "platform/ManualMainThread.h"
+#include "tests/support/ManualMainThread.h"
 
 namespace vaultmere {
 namespace {

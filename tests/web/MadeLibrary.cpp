@@ -52,7 +52,7 @@ constexpr sys_days kFirstImport = std::chrono::May / 2 / 2025;
 constexpr int kYears = 22;
 
 std::string wallClock(sys_seconds moment) {
-  std::string text = internetDateTime(moment);
+  std::string text = rfc3339(moment);
   text.pop_back();  // the zone's mark
   return text;
 }
@@ -86,13 +86,13 @@ MadeLibrary::Journey MadeLibrary::nextJourney() {
                                                    {"KESTREL CORPORATION", "K-750", ".jpg"},
                                                    {"", R"(O'Neill "Pocket" <3)", ".jpg"}}};
   Journey journey;
-  journey.left = 15 + dice_.below(60);
-  const double age = std::pow(dice_.fraction(), 1.7);
+  journey.left = 15 + random_.below(60);
+  const double age = std::pow(random_.fraction(), 1.7);
   journey.time = sys_seconds(kFirstDay) + days(static_cast<int>((1 - age) * 365 * kYears)) +
-                 seconds(9 * 3600 + dice_.below(12'000));
-  journey.spot = dice_.chance(0.6) ? &dice_.pick(kSpots) : nullptr;
-  journey.camera = dice_.chance(0.85) ? &dice_.pick(kCameras) : nullptr;
-  journey.album = dice_.chance(0.4) ? dice_.pick(kAlbums) : std::string_view();
+                 seconds(9 * 3600 + random_.below(12'000));
+  journey.spot = random_.chance(0.6) ? &random_.pick(kSpots) : nullptr;
+  journey.camera = random_.chance(0.85) ? &random_.pick(kCameras) : nullptr;
+  journey.album = random_.chance(0.4) ? random_.pick(kAlbums) : std::string_view();
   return journey;
 }
 
@@ -103,12 +103,12 @@ AnalyzedPhoto MadeLibrary::next() {
   }
   --journey_.left;
   AnalyzedPhoto photo;
-  photo.id = dice_.hexDigits(4);
+  photo.id = random_.hexDigits(4);
   addKind(photo);
   addTaking(photo);
   addNames(photo);
   addPicture(photo);
-  photo.processedAt = internetDateTime(++imported_);
+  photo.processedAt = rfc3339(++imported_);
   photo.storage = "archive";
   ++made_;
   return photo;
@@ -117,32 +117,32 @@ AnalyzedPhoto MadeLibrary::next() {
 void MadeLibrary::addKind(AnalyzedPhoto& photo) {
   const bool isOdd = made_ < static_cast<int>(kOddNames.size());
   const bool isPhone = journey_.camera != nullptr && journey_.camera->ext == ".heic";
-  const bool isVideo = !isOdd && dice_.chance(0.05);
-  photo.mediaType = isVideo ? "video" : isPhone && dice_.chance(0.4) ? "live_photo" : "image";
-  const std::string_view still = journey_.camera != nullptr && dice_.chance(0.6)
+  const bool isVideo = !isOdd && random_.chance(0.05);
+  photo.mediaType = isVideo ? "video" : isPhone && random_.chance(0.4) ? "live_photo" : "image";
+  const std::string_view still = journey_.camera != nullptr && random_.chance(0.6)
                                      ? journey_.camera->ext
-                                     : dice_.pick(kStillExts);
+                                     : random_.pick(kStillExts);
   photo.ext = isVideo                           ? (isPhone ? ".mov" : ".mp4")
               : photo.mediaType == "live_photo" ? ".heic"
               : isOdd                           ? ".jpg"
                                                 : still;
   photo.mimeType = isVideo ? "video/mp4" : "image/jpeg";
   photo.sizeBytes =
-      static_cast<std::int64_t>(90'000 * std::exp(dice_.between(0, 5.5)) * (isVideo ? 14 : 1));
+      static_cast<std::int64_t>(90'000 * std::exp(random_.between(0, 5.5)) * (isVideo ? 14 : 1));
   if (isVideo) {
-    photo.duration = dice_.between(1, 90);
+    photo.duration = random_.between(1, 90);
   }
-  photo.favorite = dice_.chance(0.06);
-  photo.edited = dice_.chance(0.05);
-  if (dice_.chance(0.6)) {
-    photo.aestheticScore = dice_.between(-1, 1);
+  photo.favorite = random_.chance(0.06);
+  photo.edited = random_.chance(0.05);
+  if (random_.chance(0.6)) {
+    photo.aestheticScore = random_.between(-1, 1);
   }
 }
 
 void MadeLibrary::addTaking(AnalyzedPhoto& photo) {
-  journey_.time += seconds(dice_.below(2'400));
+  journey_.time += seconds(random_.below(2'400));
   photo.targetPath = fmt::format("undated/{}{}", photo.id, photo.ext);
-  if (!dice_.chance(0.005)) {
+  if (!random_.chance(0.005)) {
     photo.captureDate = wallClock(journey_.time);
     photo.captureDateSource = "exif";
     photo.captureDateConfidence = "high";
@@ -150,21 +150,21 @@ void MadeLibrary::addTaking(AnalyzedPhoto& photo) {
                                    photo.captureDate->substr(0, 7), photo.id, photo.ext);
   }
   const Spot* spot = journey_.spot;
-  if (spot != nullptr && !dice_.chance(0.05)) {
+  if (spot != nullptr && !random_.chance(0.05)) {
     photo.placeName = fmt::format("{}, {}", spot->city, spot->country);
     photo.placeCity = spot->city;
     photo.placeCountry = spot->country;
   }
-  if (spot != nullptr && !dice_.chance(0.05)) {
-    const double reach = dice_.chance(0.2) ? 2 : 0.1;
-    photo.gpsLat = spot->latitude + reach * dice_.between(-1, 1);
-    photo.gpsLon = std::min(180.0, spot->longitude + reach * dice_.between(-1, 1));
+  if (spot != nullptr && !random_.chance(0.05)) {
+    const double reach = random_.chance(0.2) ? 2 : 0.1;
+    photo.gpsLat = spot->latitude + reach * random_.between(-1, 1);
+    photo.gpsLon = std::min(180.0, spot->longitude + reach * random_.between(-1, 1));
   }
   if (const Camera* camera = journey_.camera) {
     if (!camera->make.empty()) {
       photo.cameraMake = camera->make;
     }
-    if (!dice_.chance(0.02)) {
+    if (!random_.chance(0.02)) {
       photo.cameraModel = camera->model;
     }
   }
@@ -177,11 +177,11 @@ void MadeLibrary::addNames(AnalyzedPhoto& photo) {
   if (!journey_.album.empty()) {
     photo.tags.emplace_back(journey_.album);
   }
-  if (dice_.chance(0.1) && journey_.album != kAlbums.front()) {
+  if (random_.chance(0.1) && journey_.album != kAlbums.front()) {
     photo.tags.emplace_back(kAlbums.front());
   }
   for (const std::string_view label : kLabels) {
-    if (dice_.chance(0.12)) {
+    if (random_.chance(0.12)) {
       photo.labels.emplace_back(label);
     }
   }
@@ -190,11 +190,11 @@ void MadeLibrary::addNames(AnalyzedPhoto& photo) {
 void MadeLibrary::addPicture(AnalyzedPhoto& photo) {
   const bool isVideo = photo.mediaType == "video";
   const bool isJpeg = photo.ext == ".jpg";
-  const bool hasOriginal = (isVideo || isJpeg) && dice_.chance(0.3);
-  const int drawn = dice_.below(static_cast<int>(scenes_.size()));
+  const bool hasOriginal = (isVideo || isJpeg) && random_.chance(0.3);
+  const int drawn = random_.below(static_cast<int>(scenes_.size()));
   const int every = !hasOriginal ? 1 : isVideo ? kClipEvery : kOriginalEvery;
   const Scene& scene = scenes_[static_cast<std::size_t>(drawn - drawn % every)];
-  if (!dice_.chance(0.02)) {
+  if (!random_.chance(0.02)) {
     photo.width = scene.width;
     photo.height = scene.height;
   }
@@ -204,8 +204,8 @@ void MadeLibrary::addPicture(AnalyzedPhoto& photo) {
     fs::create_hard_link(isVideo ? scene.clip.value() : scene.original.value(), target);
     photo.archivePath = target;
   }
-  if (!isVideo || dice_.chance(0.8)) {
-    const auto shade = [&, light = dice_.below(25) - 12](int channel) {
+  if (!isVideo || random_.chance(0.8)) {
+    const auto shade = [&, light = random_.below(25) - 12](int channel) {
       return std::clamp(channel + light, 0, 255);
     };
     photo.avgR = shade(scene.colour.avgR);
@@ -217,7 +217,7 @@ void MadeLibrary::addPicture(AnalyzedPhoto& photo) {
       photo.colorFamily = PixelStats::family(*photo.avgR, *photo.avgG, *photo.avgB);
     }
   }
-  if (!dice_.chance(hasOriginal ? 0.4 : 0.05)) {
+  if (!random_.chance(hasOriginal ? 0.4 : 0.05)) {
     fs::create_hard_link(scene.thumbnail, folders_.thumbnails / (photo.id + ".jpg"));
   }
 }

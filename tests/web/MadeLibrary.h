@@ -7,7 +7,7 @@
 
 #include "catalog/AnalyzedPhoto.h"
 #include "platform/Calendar.h"
-#include "tests/support/Dice.h"
+#include "tests/support/DeterministicRandom.h"
 #include "tests/web/Scenery.h"
 
 namespace vaultmere {
@@ -52,7 +52,7 @@ class MadeLibrary {
 
   const LibraryFolders folders_;
   const std::vector<Scene> scenes_;
-  Dice dice_{20'250'607};
+  DeterministicRandom random_{20'250'607};
   Journey journey_;
   sys_seconds imported_;
   int made_ = 0;

@@ -9,7 +9,7 @@
 
 #include "platform/ThreadPool.h"
 #include "tests/support/ClipMaker.h"
-#include "tests/support/Dice.h"
+#include "tests/support/DeterministicRandom.h"
 #include "tests/support/StillMaker.h"
 
 namespace vaultmere {
@@ -73,7 +73,7 @@ struct Landscape {
 };
 
 /// Most scenes are colourful; some are as pale as snow and fog, or nearly night.
-Landscape landscape(Dice& dice, bool isGrey) {
+Landscape landscape(DeterministicRandom& dice, bool isGrey) {
   const double hue = dice.below(360);
   const bool isPale = dice.chance(0.2);
   const double saturation = isGrey ? 0 : isPale ? 0.1 : dice.between(0.25, 0.8);
@@ -94,8 +94,8 @@ Landscape landscape(Dice& dice, bool isGrey) {
 }
 
 Scene paint(const std::filesystem::path& folder, int number) {
-  Dice dice(static_cast<std::uint64_t>(number) + 1);
-  const bool isUpright = dice.chance(0.3);
+  DeterministicRandom dice(static_cast<std::uint64_t>(number) + 1);
+  const bool isPortrait = dice.chance(0.3);
   const Landscape look = landscape(dice, number % 9 == 8);
   const Painter painter = [&look](double x, double y) { return look.at(x, y); };
   const auto path = [&](std::string_view rest) {
@@ -103,8 +103,8 @@ Scene paint(const std::filesystem::path& folder, int number) {
   };
   const auto write = [&](std::string_view rest, int side) {
     const int other = side * 3 / 4;
-    makeStill(path(rest), {.width = isUpright ? other : side,
-                           .height = isUpright ? side : other,
+    makeStill(path(rest), {.width = isPortrait ? other : side,
+                           .height = isPortrait ? side : other,
                            .painter = painter,
                            .quality = 80});
     return path(rest);
@@ -120,8 +120,8 @@ Scene paint(const std::filesystem::path& folder, int number) {
   }
   const auto sample = PixelStats::downscaled(scene.thumbnail, PixelStats::kSamplePixels);
   scene.colour = PixelStats::analyze(sample.value()).value();
-  scene.width = isUpright ? 3024 : 4032;
-  scene.height = isUpright ? 4032 : 3024;
+  scene.width = isPortrait ? 3024 : 4032;
+  scene.height = isPortrait ? 4032 : 3024;
   return scene;
 }
 

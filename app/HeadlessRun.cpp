@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "app/HeadlessRun.h"
+
+#include <fmt/format.h>
+
+#include <csignal>
+#include <thread>
+
+#include "app/AppModel.h"
+#include "platform/AsioMainThread.h"
+#include "platform/Files.h"
+#include "platform/Log.h"
+
+namespace vaultmere {
+namespace {
+
+/// Beyond the batch's own: for counts, thumbnails, the gallery and the hooks.
+constexpr unsigned kFurtherThreads = 3;
+
+}  // namespace
+
+int runHeadless(const DiagnosticEnvironment& hooks) {
+  AsioMainThread main;
+  main.onSignals({SIGTERM, SIGINT}, [&main] {
+    std::signal(SIGTERM, SIG_DFL);
+    std::signal(SIGINT, SIG_DFL);
+    main.stop();
+  });
+  const AppDirectories folders = AppDirectories::ofUser();
+  try {
+    const auto lock = InstanceLock::acquire(folders.data);
+    if (!lock) {
+      logLine("Vaultmere is already running.");
+      return 1;
+    }
+    ThreadPool pool(batchWidth(activeProcessors()) + kFurtherThreads);
+    AppModel model({main,
+                    pool,
+                    folders,
+                    hooks,
+                    postDesktopNotification,
+                    nullptr,
+                    [](std::chrono::milliseconds time) { std::this_thread::sleep_for(time); },
+                    {}});
+    main.run();
+    model.shutDown();
+    pool.join();
+  } catch (const FileError& error) {
+    logLine(fmt::format("Vaultmere: can't start — {}", error.what()));
+    return 1;
+  }
+  return 0;
+}
+
+}  // namespace vaultmere

@@ -1,0 +1,342 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "media/VipsStill.h"
+
+#include <fmt/format.h>
+#include <vips/vips.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <mutex>
+#include <stdexcept>
+#include <utility>
+#include <vector>
+
+#include "media/ByteView.h"
+
+namespace vaultmere {
+namespace {
+
+/// GIF and WebP files are read whole, because their loaders would map them into
+/// memory, where a drive that is pulled out ends the process. Real ones are far
+/// smaller than this.
+constexpr std::uint64_t kMaxWholeFile = std::uint64_t{256} << 20;
+
+bool isReadWhole(ImageContainer container) {
+  return container == ImageContainer::gif || container == ImageContainer::webp;
+}
+
+VipsSource* sourceOver(const File& file, ImageContainer container) {
+  if (!isReadWhole(container)) {
+    return vips_source_new_from_descriptor(file.descriptor());
+  }
+  const auto size = static_cast<std::uint64_t>(file.status().stamp.size);
+  if (size > kMaxWholeFile) {
+    return nullptr;
+  }
+  const std::string bytes = readAt(file, 0, static_cast<std::size_t>(size));
+  VipsBlob* blob = vips_blob_copy(bytes.data(), bytes.size());
+  VipsSource* source = vips_source_new_from_blob(blob);
+  vips_area_unref(VIPS_AREA(blob));
+  return source;
+}
+
+/// How many rows at a time are read of a damaged image.
+constexpr int kStripRows = 8;
+
+void giveUpWhenLate(VipsImage* image, VipsProgress* /*progress*/, const Deadline* deadline) {
+  if (deadline->isOver()) {
+    vips_image_set_kill(image, TRUE);
+  }
+}
+
+/// Rows of RGB or RGBA bytes as a premultiplied bitmap.
+Bitmap premultiplied(std::span<const std::uint8_t> bytes, int width, int height, int bands) {
+  Bitmap bitmap{width, height, {}};
+  const auto count = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
+  bitmap.pixels.resize(count * 4);
+  const std::uint8_t* in = bytes.data();
+  std::uint8_t* out = bitmap.pixels.data();
+  const auto step = static_cast<std::size_t>(bands);
+  for (std::size_t i = 0; i < count; ++i, in += step, out += 4) {
+    const unsigned alpha = bands == 4 ? in[3] : 255U;
+    for (int c = 0; c < 3; ++c) {
+      out[c] = static_cast<std::uint8_t>((in[c] * alpha + 127U) / 255U);
+    }
+    out[3] = static_cast<std::uint8_t>(alpha);
+  }
+  return bitmap;
+}
+
+/// The image with its own orientation replaced.
+VipsImageHandle withOrientation(VipsImage* image, int orientation) {
+  VipsImage* copy = nullptr;
+  if (vips_copy(image, &copy, nullptr) != 0) {
+    return nullptr;
+  }
+  vips_image_set_int(copy, VIPS_META_ORIENTATION, orientation);
+  return VipsImageHandle(copy);
+}
+
+/// Exactly at the size: left to itself, the library takes a long strip down to
+/// no rows at all, and ends the process over it.
+///
+/// An image without a profile, or with one that isn't for its kind of pixels,
+/// is left out of colour management, whose tables take as long to build as a
+/// small picture to decode.
+VipsImageHandle scaled(VipsImage* image, PixelSize size) {
+  VipsImage* out = nullptr;
+  if (vips_image_get_typeof(image, VIPS_META_ICC_NAME) == 0 ||
+      vips_thumbnail_image(image, &out, size.width, "height", size.height, "size", VIPS_SIZE_FORCE,
+                           "export_profile", "srgb", nullptr) != 0) {
+    vips_thumbnail_image(image, &out, size.width, "height", size.height, "size", VIPS_SIZE_FORCE,
+                         nullptr);
+  }
+  return VipsImageHandle(out);
+}
+
+/// Three or four bands of sRGB bytes, whatever the image had.
+VipsImageHandle inSrgb(VipsImageHandle image) {
+  VipsImage* out = nullptr;
+  if (vips_image_get_interpretation(image.get()) != VIPS_INTERPRETATION_sRGB ||
+      vips_image_get_format(image.get()) != VIPS_FORMAT_UCHAR) {
+    if (vips_colourspace(image.get(), &out, VIPS_INTERPRETATION_sRGB, nullptr) != 0) {
+      return nullptr;
+    }
+    image.reset(out);
+  }
+  if (vips_image_get_bands(image.get()) > 4) {
+    if (vips_extract_band(image.get(), &out, 0, "n", 4, nullptr) != 0) {
+      return nullptr;
+    }
+    image.reset(out);
+  }
+  return vips_image_get_bands(image.get()) >= 3 ? std::move(image) : nullptr;
+}
+
+}  // namespace
+
+void prepareVips() {
+  static std::once_flag once;
+  std::call_once(once, [] {
+    // ImageMagick would map its files into memory, where a drive that is pulled
+    // out ends the process; a limit of none makes it read them.
+    ::setenv("MAGICK_MAP_LIMIT", "0", 0);
+    if (vips_init("vaultmere") != 0) {
+      throw std::runtime_error("libvips: " + takeVipsError());
+    }
+    vips_cache_set_max(0);
+    vips_concurrency_set(1);
+    g_log_set_handler(
+        "VIPS", static_cast<GLogLevelFlags>(G_LOG_LEVEL_WARNING | G_LOG_LEVEL_MESSAGE),
+        [](const gchar*, GLogLevelFlags, const gchar*, gpointer) {}, nullptr);
+  });
+}
+
+void VipsRelease::operator()(_VipsImage* image) const noexcept { g_object_unref(image); }
+void VipsRelease::operator()(_VipsSource* source) const noexcept { g_object_unref(source); }
+
+std::string takeVipsError() {
+  std::string words = vips_error_buffer();
+  vips_error_clear();
+  return words;
+}
+
+VipsStill::VipsStill(const File& file, const ImageFormat& format) : format_(format) {
+  prepareVips();
+  const bool bmp = format.container == ImageContainer::bmp;
+  if (bmp || format.container == ImageContainer::psd) {
+    // The prefix binds ImageMagick to one coder, whatever else the bytes look like.
+    magickName_ = fmt::format("{}:/proc/self/fd/{}", bmp ? "bmp" : "psd", file.descriptor());
+  } else {
+    source_.reset(sourceOver(file, format.container));
+  }
+}
+
+VipsStill::VipsStill(std::span<const std::uint8_t> jpeg)
+    : format_{ImageContainer::jpeg, "image/jpeg", false} {
+  prepareVips();
+  source_.reset(vips_source_new_from_memory(jpeg.data(), jpeg.size()));
+}
+
+VipsImageHandle VipsStill::open(int shrink) const {
+  VipsSource* source = source_.get();
+  if (source == nullptr && magickName_.empty()) {
+    return nullptr;
+  }
+  VipsImage* image = nullptr;
+  const auto access = VIPS_ACCESS_SEQUENTIAL;
+  switch (format_.container) {
+    case ImageContainer::jpeg:
+      vips_jpegload_source(source, &image, "access", access, "shrink", shrink, nullptr);
+      break;
+    case ImageContainer::webp:
+      vips_webpload_source(source, &image, "access", access, "scale", 1.0 / shrink, nullptr);
+      break;
+    case ImageContainer::png:
+      // By default this loader makes black rows of those that a cut file lacks.
+      vips_pngload_source(source, &image, "access", access, "fail_on", VIPS_FAIL_ON_TRUNCATED,
+                          nullptr);
+      break;
+    case ImageContainer::gif:
+      vips_gifload_source(source, &image, "access", access, nullptr);
+      break;
+    case ImageContainer::heif:
+      vips_heifload_source(source, &image, "access", access, nullptr);
+      break;
+    case ImageContainer::jpeg2000:
+      vips_jp2kload_source(source, &image, "access", access, nullptr);
+      break;
+    case ImageContainer::tiff:
+    case ImageContainer::raw:
+      vips_tiffload_source(source, &image, "access", access, nullptr);
+      break;
+    case ImageContainer::bmp:
+    case ImageContainer::psd:
+      vips_magickload(magickName_.c_str(), &image, "access", access, nullptr);
+      break;
+  }
+  if (image == nullptr) {
+    vips_error_clear();
+  }
+  return VipsImageHandle(image);
+}
+
+VipsImageHandle VipsStill::openThumbnail() const {
+  VipsImage* image = nullptr;
+  if (format_.container == ImageContainer::heif && source_ &&
+      vips_heifload_source(source_.get(), &image, "access", VIPS_ACCESS_SEQUENTIAL, "thumbnail",
+                           TRUE, nullptr) != 0) {
+    vips_error_clear();
+  }
+  return VipsImageHandle(image);
+}
+
+bool VipsStill::canShrink() const {
+  return format_.container == ImageContainer::jpeg || format_.container == ImageContainer::webp;
+}
+
+VipsHeader headerOf(const VipsImageHandle& image) {
+  VipsImage* in = image.get();
+  VipsHeader header;
+  header.size = {vips_image_get_width(in), vips_image_get_height(in)};
+  header.bytesPerPixel = static_cast<std::uint64_t>(vips_image_get_bands(in)) *
+                         vips_format_sizeof(vips_image_get_format(in));
+  header.orientation = vips_image_get_orientation(in);
+  int multiscan = 0;
+  header.keepsCoefficients = vips_image_get_typeof(in, "jpeg-multiscan") != 0 &&
+                             vips_image_get_int(in, "jpeg-multiscan", &multiscan) == 0 &&
+                             multiscan != 0;
+  return header;
+}
+
+std::string blockOf(const VipsImageHandle& image, const char* name) {
+  const void* data = nullptr;
+  std::size_t size = 0;
+  if (vips_image_get_typeof(image.get(), name) != VIPS_TYPE_BLOB ||
+      vips_image_get_blob(image.get(), name, &data, &size) != 0) {
+    return {};
+  }
+  return {static_cast<const char*>(data), size};
+}
+
+VipsImageHandle imageOver(std::span<const std::uint8_t> pixels, int width, int height, int bands) {
+  const std::size_t needed = static_cast<std::size_t>(std::max(0, width)) *
+                             static_cast<std::size_t>(std::max(0, height)) *
+                             static_cast<std::size_t>(bands);
+  if (needed == 0 || pixels.size() < needed) {
+    return nullptr;
+  }
+  prepareVips();
+  VipsImage* image = vips_image_new_from_memory(pixels.data(), pixels.size(), width, height, bands,
+                                                VIPS_FORMAT_UCHAR);
+  if (image == nullptr) {
+    vips_error_clear();
+    return nullptr;
+  }
+  image->Type = bands == 1 ? VIPS_INTERPRETATION_B_W : VIPS_INTERPRETATION_sRGB;
+  return VipsImageHandle(image);
+}
+
+VipsImageHandle readableRows(const VipsImageHandle& image, const Deadline& deadline) {
+  VipsImageHandle copy(vips_image_new_memory());
+  if (vips_image_pipelinev(copy.get(), VIPS_DEMAND_STYLE_THINSTRIP, image.get(), nullptr) != 0) {
+    vips_error_clear();
+    return nullptr;
+  }
+  const std::unique_ptr<VipsRegion, decltype(&g_object_unref)> region(vips_region_new(image.get()),
+                                                                      &g_object_unref);
+  const VipsHeader header = headerOf(image);
+  const std::size_t rowBytes =
+      static_cast<std::size_t>(header.bytesPerPixel) * static_cast<std::size_t>(header.size.width);
+  std::vector<VipsPel> grey(rowBytes, 0x80);
+  bool readable = true;
+  for (int top = 0; top < header.size.height; top += kStripRows) {
+    if (deadline.isOver()) {
+      vips_error_clear();
+      return nullptr;
+    }
+    const int rows = std::min(kStripRows, header.size.height - top);
+    std::size_t size = 0;
+    const std::unique_ptr<VipsPel, decltype(&g_free)> strip(
+        readable ? vips_region_fetch(region.get(), 0, top, header.size.width, rows, &size)
+                 : nullptr,
+        &g_free);
+    readable = strip != nullptr;
+    if (!readable && top == 0) {
+      vips_error_clear();
+      return nullptr;
+    }
+    for (int row = 0; row < rows; ++row) {
+      VipsPel* pixels =
+          readable ? strip.get() + static_cast<std::size_t>(row) * rowBytes : grey.data();
+      if (vips_image_write_line(copy.get(), top + row, pixels) != 0) {
+        vips_error_clear();
+        return nullptr;
+      }
+    }
+  }
+  vips_error_clear();
+  return copy;
+}
+
+PixelSize fitted(PixelSize size, int maxPixels, int orientation) {
+  if (orientation >= 5) {
+    std::swap(size.width, size.height);
+  }
+  const double scale =
+      std::min(1.0, static_cast<double>(maxPixels) / std::max(size.width, size.height));
+  const auto side = [&](int full) {
+    return std::max(1, static_cast<int>(std::lround(full * scale)));
+  };
+  return {side(size.width), side(size.height)};
+}
+
+std::optional<Bitmap> render(const VipsImageHandle& image, PixelSize size, int orientation,
+                             const Deadline& deadline) {
+  if (deadline.isOver()) {
+    return std::nullopt;
+  }
+  const VipsImageHandle turned = withOrientation(image.get(), orientation);
+  VipsImageHandle out = turned ? scaled(turned.get(), size) : nullptr;
+  out = out ? inSrgb(std::move(out)) : nullptr;
+  if (!out) {
+    vips_error_clear();
+    return std::nullopt;
+  }
+  vips_image_set_progress(out.get(), TRUE);
+  Deadline until = deadline;
+  g_signal_connect(out.get(), "eval", G_CALLBACK(giveUpWhenLate), &until);
+  std::size_t count = 0;
+  const std::unique_ptr<void, decltype(&g_free)> bytes(
+      vips_image_write_to_memory(out.get(), &count), &g_free);
+  if (!bytes) {
+    vips_error_clear();
+    return std::nullopt;
+  }
+  return premultiplied({static_cast<const std::uint8_t*>(bytes.get()), count},
+                       vips_image_get_width(out.get()), vips_image_get_height(out.get()),
+                       vips_image_get_bands(out.get()));
+}
+
+}  // namespace vaultmere

@@ -1,0 +1,115 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <sigc++/signal.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <set>
+#include <string>
+
+#include "platform/Bookmark.h"
+#include "platform/MainThread.h"
+#include "platform/SettingsFile.h"
+
+namespace vaultmere {
+
+/// The user's choices, read once and written back the moment they change. No
+/// value is limited here; whoever uses one limits it. Main thread only.
+///
+/// The keys and forms under which the values are stored never change.
+class SettingsStore {
+ public:
+  /// Reads everything from `defaults`, which it must not outlive. Touches no
+  /// drive. `now` gives the day of the default for `streamDailyTime`.
+  SettingsStore(SettingsFile& defaults, TimePoint now);
+  SettingsStore(const SettingsStore&) = delete;
+  SettingsStore& operator=(const SettingsStore&) = delete;
+
+  /// Emitted after a value has changed and was stored.
+  [[nodiscard]] sigc::signal<void()>& changed() { return changed_; }
+
+  /// Decimal gigabytes (1,000,000,000 bytes) to keep free on the destination.
+  [[nodiscard]] std::int64_t marginGB() const { return marginGB_; }
+  void setMarginGB(std::int64_t gigabytes);
+  /// The same in bytes; held at what 64 bits can say.
+  [[nodiscard]] std::int64_t marginBytes() const;
+
+  /// The most that one run of the stream moves, in decimal gigabytes.
+  [[nodiscard]] std::int64_t streamCapGB() const { return streamCapGB_; }
+  void setStreamCapGB(std::int64_t gigabytes);
+  [[nodiscard]] std::int64_t streamCapBytes() const;
+
+  [[nodiscard]] std::int64_t streamIntervalHours() const { return streamIntervalHours_; }
+  void setStreamIntervalHours(std::int64_t hours);
+
+  /// The gallery's password; empty for none.
+  [[nodiscard]] const std::string& serverPassword() const { return serverPassword_; }
+  void setServerPassword(const std::string& password);
+
+  [[nodiscard]] std::int64_t serverPort() const { return serverPort_; }
+  void setServerPort(std::int64_t port);
+
+  /// True: at `streamDailyTime` on `streamWeekdays`. False: every
+  /// `streamIntervalHours`.
+  [[nodiscard]] bool streamUsesDailyTime() const { return streamUsesDailyTime_; }
+  void setStreamUsesDailyTime(bool uses);
+
+  /// A moment of which only the hour and minute of the local wall clock count.
+  [[nodiscard]] TimePoint streamDailyTime() const { return streamDailyTime_; }
+  void setStreamDailyTime(TimePoint moment);
+
+  /// 1 is Sunday, 7 is Saturday. May be empty.
+  [[nodiscard]] const std::set<int>& streamWeekdays() const { return streamWeekdays_; }
+  void setStreamWeekdays(const std::set<int>& weekdays);
+
+  [[nodiscard]] bool deleteSourceAfterIntake() const { return deleteSourceAfterIntake_; }
+  void setDeleteSourceAfterIntake(bool deletes);
+
+  [[nodiscard]] bool autoStackPairs() const { return autoStackPairs_; }
+  void setAutoStackPairs(bool stacks);
+
+  /// The archive's root and the watched folder, whether or not their drives
+  /// are there; absent when none has been chosen.
+  [[nodiscard]] const std::optional<Bookmark>& destination() const { return destination_; }
+  [[nodiscard]] const std::optional<Bookmark>& inbox() const { return inbox_; }
+
+  /// Stores a bookmark of an existing folder, which touches its drive. Throws
+  /// FileError, and then changes nothing.
+  void setDestinationRoot(const std::filesystem::path& root);
+  /// The same; nothing clears it.
+  void setInbox(const std::optional<std::filesystem::path>& folder);
+  /// Stores what has been found out about the destination: where its drive is
+  /// mounted now, or the file system of a bookmark that was only a path.
+  void updateDestination(const Bookmark& bookmark);
+
+  /// When the stream's schedule last fired, to the second; absent before the
+  /// first time. Not a choice: setting it emits nothing.
+  [[nodiscard]] std::optional<TimePoint> streamLastFired() const { return streamLastFired_; }
+  void setStreamLastFired(TimePoint moment);
+
+ private:
+  template <typename Value>
+  void assign(Value& current, const Value& value, const char* key, nlohmann::json stored);
+  void assignBookmark(std::optional<Bookmark>& current, const std::optional<Bookmark>& value,
+                      const char* key);
+
+  SettingsFile& defaults_;
+  sigc::signal<void()> changed_;
+  std::int64_t marginGB_;
+  std::int64_t streamCapGB_;
+  std::int64_t streamIntervalHours_;
+  std::int64_t serverPort_;
+  std::string serverPassword_;
+  bool streamUsesDailyTime_;
+  TimePoint streamDailyTime_;
+  std::set<int> streamWeekdays_;
+  bool deleteSourceAfterIntake_;
+  bool autoStackPairs_;
+  std::optional<Bookmark> destination_;
+  std::optional<Bookmark> inbox_;
+  std::optional<TimePoint> streamLastFired_;
+};
+
+}  // namespace vaultmere

@@ -1,0 +1,223 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <future>
+
+#include "gallery/http/DescriptorLimit.h"
+#include "gallery/http/ListeningSockets.h"
+#include "platform/LocalAddress.h"
+#include "tests/app/Program.h"
+#include "tests/gallery/GalleryClient.h"
+#include "tests/support/FaultPlan.h"
+#include "tests/support/LogCapture.h"
+
+namespace vaultmere {
+namespace {
+
+class AppModelTest : public Program {
+ protected:
+  /// Drops and waits for the end; gives the summary.
+  std::string drop(const std::vector<fs::path>& locations) {
+    model_->importDropped(locations);
+    settle();
+    EXPECT_FALSE(model_->isImporting());
+    return model_->intakeStatus();
+  }
+};
+
+TEST_F(AppModelTest, RefusesDropsInWords) {
+  AppModel& model = start();
+  EXPECT_EQ(model.status(), "Ready");
+  model.importDropped({archive_.sources()});
+  EXPECT_EQ(model.intakeStatus(), "Set a destination first.");
+  model.settings().setDestinationRoot(archive_.root());
+  fs::remove(archive_.root());
+  model.destination().refresh();
+  settle();
+  model.importDropped({archive_.sources()});
+  EXPECT_EQ(model.intakeStatus(), "Destination offline — reconnect it to import.");
+}
+
+TEST_F(AppModelTest, SaysWhatBecameOfADrop) {
+  AppModel& model = startWithDestination();
+  archive_.source("known.jpg", "known");
+  EXPECT_EQ(drop({archive_.sources()}), "Imported: 1 new");
+  archive_.source("1.jpg", "1");
+  archive_.source("2.jpg", "2");
+  archive_.source("3.mp4", "3");
+  archive_.source("a.txt", "t");
+  archive_.source("b.txt", "t");
+  EXPECT_EQ(drop({archive_.sources()}), "Imported: 3 new, 1 duplicate, 2 junk");
+  EXPECT_EQ(model.lastImport(), (ImportStats{3, 1, 0, 0, 2}));
+  EXPECT_FALSE(model.liveImport());
+  EXPECT_EQ(model.photoCount(), 4);
+  EXPECT_EQ(model.archive(), (ArchiveBreakdown{4, 3, 1, 8, 7, 1}));
+  EXPECT_EQ(drop({archive_.sources() / "a.txt"}), "Imported: 0 new, 1 junk");
+  EXPECT_EQ(drop({archive_.root()}),
+            "Nothing importable found in that drop (no images or videos, or no access).");
+  EXPECT_FALSE(filesBelow(archive_.sources()).empty());
+  model.settings().setDeleteSourceAfterIntake(true);
+  drop({archive_.sources()});
+  EXPECT_EQ(filesBelow(archive_.sources()), (Strings{"a.txt", "b.txt"}));
+}
+
+TEST_F(AppModelTest, StopEndsTheRunningAndTheWaitingDrops) {
+  AppModel& model = startWithDestination();
+  for (int i = 0; i < 30; ++i) {
+    archive_.source("one/" + std::to_string(i) + ".jpg", std::to_string(i));
+  }
+  archive_.source("two/x.jpg", "x");
+  int ended = 0;
+  bool wasImporting = false;
+  std::string firstSummary;
+  model.changed().connect([&] {
+    if (wasImporting && !model.isImporting()) {
+      firstSummary = ended++ == 0 ? model.intakeStatus() : firstSummary;
+    }
+    wasImporting = model.isImporting();
+  });
+  const FaultPlan stops = FaultPlan::doing("rename", 3, [&] {
+    std::promise<void> stopped;
+    main_.post([&] {
+      model.cancelImport();
+      stopped.set_value();
+    });
+    stopped.get_future().wait();
+  });
+  model.importDropped({archive_.sources() / "one"});
+  model.importDropped({archive_.sources() / "two"});
+  EXPECT_TRUE(main_.runUntil([&] { return ended == 2; }));
+  EXPECT_EQ(firstSummary.substr(0, 9), "Stopped: ");
+  EXPECT_LT(archive_.rows().size(), 30U);
+  for (const std::string& row : archive_.rows()) {
+    EXPECT_EQ(row.find(Archive::hashOf("x")), std::string::npos);
+  }
+}
+
+TEST_F(AppModelTest, TheMarginSkipsWhatWouldNotFit) {
+  AppModel& model = startWithDestination();
+  const fs::path source = archive_.source("a.jpg", "a");
+  model.settings().setMarginGB(9'000'000'000);
+  model.settings().setDeleteSourceAfterIntake(true);
+  settle();
+  EXPECT_EQ(drop({source}), "Imported: 0 new, 1 skipped (no space)");
+  EXPECT_TRUE(fs::exists(source));
+}
+
+TEST_F(AppModelTest, ADestinationThatVanishesInTheMiddleCostsNothing) {
+  AppModel& model = startWithDestination();
+  for (int i = 0; i < 20; ++i) {
+    archive_.source(std::to_string(i) + ".jpg", std::to_string(i));
+  }
+  model.settings().setDeleteSourceAfterIntake(true);
+  const FaultPlan vanishes = FaultPlan::doing(
+      "rename", 3, [&] { fs::rename(archive_.root(), archive_.folder / "unplugged"); });
+  drop({archive_.sources()});
+  EXPECT_FALSE(fs::exists(archive_.root()));
+  const std::size_t archived = filesBelow(archive_.folder / "unplugged").size();
+  EXPECT_LT(archived, 20U);
+  EXPECT_GE(filesBelow(archive_.sources()).size(), 20 - archived);
+}
+
+TEST_F(AppModelTest, ANewDestinationTakesOver) {
+  AppModel& model = startWithDestination();
+  const fs::path other = archive_.folder / "other";
+  fs::create_directories(other);
+  archive_.source("a.jpg", "a");
+  model.settings().setDestinationRoot(other);
+  settle();
+  EXPECT_EQ(drop({archive_.sources()}), "Imported: 1 new");
+  EXPECT_EQ(filesBelow(other).size(), 1U);
+  EXPECT_TRUE(archive_.files().empty());
+}
+
+TEST_F(AppModelTest, TheGalleryIsOpenedAndClosed) {
+  const LogCapture log;
+  AppModel& model = start();
+  const auto ask = [&](const std::string& headers = {}) {
+    GalleryClient client(static_cast<std::uint16_t>(model.settings().serverPort()), 0);
+    client.send("GET /api/photos HTTP/1.1\r\n" + headers + "\r\n");
+    return client.receiveAll().substr(0, 12);
+  };
+  auto taken = std::make_optional<ListeningSockets>(0);
+  const std::uint16_t port = taken->port();
+  model.settings().setServerPort(port);
+  model.startServer();
+  EXPECT_FALSE(model.serverRunning());
+  EXPECT_TRUE(log.contains("Vaultmere: gallery server failed to start — "));
+  taken.reset();
+  model.startServer();
+  EXPECT_TRUE(model.serverRunning());
+  EXPECT_EQ(model.serverURL(),
+            "http://" + localAddress().value_or("127.0.0.1") + ":" + std::to_string(port));
+  EXPECT_EQ(ask(), "HTTP/1.1 200");
+  model.settings().setServerPassword(" secret\t");
+  EXPECT_EQ(ask(), "HTTP/1.1 401");
+  EXPECT_EQ(ask("Authorization: Basic bWU6c2VjcmV0\r\n"), "HTTP/1.1 200");
+  model.stopServer();
+  EXPECT_FALSE(model.serverURL());
+  EXPECT_ANY_THROW(ask());
+}
+
+TEST_F(AppModelTest, SilentVisitorsOfTheGalleryDontHoldUpAnImport) {
+  const std::size_t granted = raiseDescriptorLimit();
+  AppModel& model = startWithDestination();
+  const std::uint16_t port = ListeningSockets(0).port();
+  model.settings().setServerPort(port);
+  model.startServer();
+  // Both ends are in this process.
+  const std::size_t count = std::min<std::size_t>(5000, granted / 2 - 50);
+  std::vector<GalleryClient> silent;
+  while (silent.size() < count) {
+    silent.emplace_back(port);
+  }
+  for (int i = 0; i < 20; ++i) {
+    archive_.source(std::to_string(i) + ".jpg", std::to_string(i));
+  }
+  EXPECT_EQ(drop({archive_.sources()}), "Imported: 20 new");
+  silent.front().send("GET /api/photos HTTP/1.1\r\n\r\n");
+  EXPECT_NE(silent.front().receiveAll().find(R"("total":20)"), std::string::npos);
+}
+
+TEST_F(AppModelTest, ABrokenCatalogIsShownAndRunsNothing) {
+  const LogCapture log;
+  fs::create_directories(archive_.data());
+  writeText(archive_.data() / "Vaultmere.sqlite", std::string(4096, 'x'));
+  AppModel& model = start({archive_.sources().string(), archive_.root().string()});
+  EXPECT_EQ(model.status().substr(0, 15), "Catalog error: ");
+  EXPECT_TRUE(log.contains("Vaultmere: failed to open catalog — "));
+  EXPECT_FALSE(log.contains("SELFTEST"));
+  model.importDropped({archive_.sources()});
+  EXPECT_EQ(model.intakeStatus(), "Set a destination first.");
+  model.startServer();
+  EXPECT_FALSE(model.serverRunning());
+}
+
+TEST_F(AppModelTest, TheSelfTestPrintsItsLines) {
+  const LogCapture log;
+  archive_.source("IMG_20210305_101112.jpg", "one");
+  archive_.source("twin.jpg", "one");
+  archive_.source("x.json", "{}");
+  archive_.source("x.txt", "t");
+  archive_.source("d\n.jpg", "odd");
+  start({archive_.sources().string(), archive_.root().string()});
+  settle();
+  const std::string id = Archive::hashOf("one");
+  EXPECT_TRUE(log.contains("SELFTEST_BEGIN dir=" + archive_.sources().string() +
+                           " archive=" + archive_.root().string()));
+  EXPECT_TRUE(log.contains("SELFTEST_RESULT IMG_20210305_101112.jpg -> inserted "));
+  EXPECT_TRUE(log.contains("SELFTEST_RESULT twin.jpg -> duplicate "));
+  EXPECT_TRUE(log.contains("SELFTEST_PHOTO IMG_20210305_101112.jpg hash=" + id.substr(0, 12) +
+                           " wxh=0x0 date=2021-03-05T10:11:12(filename) color=nil bw=false "
+                           "target=2021/2021-03/" +
+                           id + ".jpg labels= aesthetic=nil"));
+  EXPECT_TRUE(log.contains("SELFTEST_END count=3 redup=3/3"));
+}
+
+TEST_F(AppModelTest, TheSelfTestNeedsBothVariables) {
+  const LogCapture log;
+  start({archive_.sources().string(), std::nullopt});
+  settle();
+  EXPECT_FALSE(log.contains("SELFTEST"));
+}
+
+}  // namespace
+}  // namespace vaultmere

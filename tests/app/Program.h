@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "app/AppModel.h"
+#include "tests/intake/Archive.h"
+#include "tests/support/ManualMainThread.h"
+
+namespace vaultmere {
+
+/// The whole program but its window, on a clock that a test turns, with an
+/// archive to freeze into. The destination is probed on the pool, so that
+/// `settle` waits for its answers too.
+class Program : public testing::Test {
+ protected:
+  ~Program() override {
+    if (model_) {
+      model_->shutDown();
+    }
+    archive_.pool.join();
+  }
+
+  AppModel& start(DiagnosticEnvironment hooks = {}) {
+    DestinationDependencies dependencies;
+    dependencies.watchMounts = false;
+    dependencies.background = [this](auto job) { archive_.pool.post(std::move(job)); };
+    model_ =
+        std::make_unique<AppModel>(AppModel::Options{main_,
+                                                     archive_.pool,
+                                                     {archive_.data(), archive_.folder / "config"},
+                                                     std::move(hooks),
+                                                     [](const std::string&, const std::string&) {},
+                                                     nullptr,
+                                                     [](std::chrono::milliseconds) {},
+                                                     dependencies});
+    return *model_;
+  }
+
+  AppModel& startWithDestination() {
+    AppModel& model = start();
+    model.settings().setMarginGB(0);
+    model.settings().setDestinationRoot(archive_.root());
+    settle();
+    EXPECT_TRUE(model.destination().isOnline());
+    return model;
+  }
+
+  /// Runs everything that doesn't wait for time.
+  void settle() { main_.settle(archive_.pool); }
+
+  /// Lets time pass, with everything done that each second brings.
+  void pass(std::chrono::seconds time) {
+    for (; time.count() > 0; --time) {
+      main_.advance(std::chrono::seconds(1));
+      settle();
+    }
+  }
+
+  Archive archive_;
+  ManualMainThread main_{parseCatalogDate("2030-01-01T00:00:00Z")->moment()};
+  std::unique_ptr<AppModel> model_;
+};
+
+}  // namespace vaultmere

@@ -1,0 +1,130 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <gtest/gtest.h>
+#include <re2/re2.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <set>
+#include <string>
+
+namespace vaultmere {
+namespace {
+
+namespace fs = std::filesystem;
+using Names = std::set<std::string, std::less<>>;
+
+/// The directories besides its own whose headers a directory may include.
+const std::map<std::string, Names, std::less<>> kMayInclude{
+    {"platform", {}},
+    {"media", {"platform"}},
+    {"catalog", {"platform"}},
+    {"analysis", {"platform", "media"}},
+    {"settings", {"platform"}},
+    {"thumbnails", {"platform", "media", "catalog", "analysis"}},
+    {"intake", {"platform", "media", "catalog", "analysis"}},
+    {"gallery/http", {"platform"}},
+    {"gallery", {"platform", "media", "catalog", "thumbnails", "gallery/http"}},
+    {"app",
+     {"platform", "media", "catalog", "analysis", "settings", "thumbnails", "intake", "gallery",
+      "gallery/http"}},
+    {"tools", {"platform", "media", "catalog", "thumbnails", "gallery", "gallery/http"}},
+    {"tests/support", {"platform", "media"}},
+    {"demo", {"platform", "media", "tests/support"}},
+    {"fuzz", {"platform", "media", "analysis", "gallery", "gallery/http"}},
+};
+
+/// Libraries that have their place, and the directories that it is in. All
+/// others may be included by any .cpp file.
+const std::pair<const char*, Names> kPlaces[] = {
+    {R"(SQLiteCpp/.*|sqlite3\.h)", {"catalog"}},
+    {R"((vips|libraw|exiv2)/.*|lib(av|sw|postproc)\w*/.*)", {"media", "tests/support"}},
+    {R"((libmount|systemd)/.*)", {"platform"}},
+    {R"(asio(/.*|\.hpp)|sys/(socket|un)\.h|(netinet|arpa|net)/.*|(netdb|ifaddrs)\.h)",
+     {"platform", "gallery/http"}},
+    {R"(Q[A-Zt].*)", {"interface"}},
+    {R"((gtest|gmock)/.*)", {"tests/support"}},
+};
+
+const RE2 kAllowedInHeaders(R"(\w+|(sys|linux|sigc\+\+|nlohmann)/.*|\w+\.h)");
+
+/// "gallery/http" or "tests/support", else the first folder of a path.
+std::string directoryOf(const std::string& path) {
+  for (const char* nested : {"gallery/http", "tests/support"}) {
+    if (path.starts_with(std::string(nested) + "/")) return nested;
+  }
+  return path.substr(0, path.find('/'));
+}
+
+/// What is wrong with one include; empty when nothing is.
+std::string faultOf(const std::string& file, const std::string& name, bool isQuoted) {
+  const std::string from = directoryOf(file);
+  const bool usesAnything = from == "tests" || from == "bench";
+  if (isQuoted) {
+    const std::string to = directoryOf(name);
+    if (fs::path(name) != fs::path(name).lexically_normal() ||
+        !fs::exists(fs::path(VAULTMERE_SOURCE_DIR) / name)) {
+      return "must be a header's path from the root";
+    }
+    return usesAnything || from == to || kMayInclude.at(from).contains(to) ? ""
+                                                                           : "is out of bounds";
+  }
+  for (const auto& [pattern, places] : kPlaces) {
+    if (RE2::FullMatch(name, pattern) && !usesAnything && !places.contains(from)) {
+      return "is a library of another directory";
+    }
+  }
+  return file.ends_with(".h") && !usesAnything && !RE2::FullMatch(name, kAllowedInHeaders)
+             ? "belongs in .cpp files"
+             : "";
+}
+
+TEST(IncludeRules, EachDirectoryIncludesOnlyWhatItMay) {
+  static const RE2 form(R"(\s*#\s*include\s*([<"])([^>"]*)[>"].*)");
+  const fs::path root = VAULTMERE_SOURCE_DIR;
+  int files = 0;
+  for (auto entry = fs::recursive_directory_iterator(root); entry != fs::end(entry); ++entry) {
+    const fs::path path = entry->path();
+    if (entry->is_directory() &&
+        (path.filename().native().starts_with('.') || path.filename() == "node_modules" ||
+         path.filename().native().starts_with("build"))) {
+      entry.disable_recursion_pending();
+    }
+    if (path.extension() != ".h" && path.extension() != ".cpp") continue;
+    const std::string file = path.lexically_relative(root).native();
+    ++files;
+    ASSERT_TRUE(directoryOf(file) == "tests" || directoryOf(file) == "bench" ||
+                kMayInclude.contains(directoryOf(file)))
+        << file << " is in a directory without rules";
+    std::ifstream in(path);
+    std::string line;
+    for (int number = 1; std::getline(in, line); ++number) {
+      if (number == 1) {
+        EXPECT_EQ(line, "// SPDX-License-Identifier: GPL-3.0-or-later") << file;
+      } else if (number == 2 && path.extension() == ".h") {
+        EXPECT_EQ(line, "#pragma once") << file;
+      }
+      std::string mark;
+      std::string name;
+      if (RE2::FullMatch(line, form, &mark, &name)) {
+        EXPECT_EQ(faultOf(file, name, mark == "\""), "") << file << ":" << number << ": " << name;
+      }
+    }
+  }
+  EXPECT_GT(files, 100);
+}
+
+TEST(IncludeRules, NameWhatIsWrong) {
+  EXPECT_NE(faultOf("platform/A.cpp", "catalog/Photo.h", true), "");
+  EXPECT_NE(faultOf("gallery/http/A.cpp", "gallery/GalleryServer.h", true), "");
+  EXPECT_NE(faultOf("platform/A.cpp", "platform/../platform/Files.h", true), "");
+  EXPECT_NE(faultOf("intake/A.cpp", "sqlite3.h", false), "");
+  EXPECT_NE(faultOf("platform/A.cpp", "vips/vips.h", false), "");
+  EXPECT_NE(faultOf("media/A.h", "vips/vips.h", false), "");
+  EXPECT_EQ(faultOf("media/A.cpp", "vips/vips.h", false), "");
+  EXPECT_EQ(faultOf("intake/A.cpp", "analysis/CaptureDate.h", true), "");
+}
+
+}  // namespace
+}  // namespace vaultmere

@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string_view>
+
+#include "media/Bitmap.h"
+#include "platform/AsyncSemaphore.h"
+#include "platform/ThreadPool.h"
+#include "thumbnails/PhotoRef.h"
+
+namespace vaultmere {
+
+/// How many thumbnails are made at once in the whole program, which is also how
+/// many originals are read for them from the archive at once.
+inline constexpr int kThumbnailMakers = 4;
+
+/// Turns archived items into thumbnails and display images: made once from the
+/// original, kept as files, held for a while in memory. What is cached can be
+/// seen without the archive.
+///
+/// Any thread may call. Whoever asks is called back exactly once, on a pool
+/// thread; a failure gives nothing, and the next request tries again. Requests
+/// that this leaves behind when it is destroyed are answered with nothing.
+class ThumbnailProvider {
+ public:
+  using Image = std::shared_ptr<const Bitmap>;  ///< null for none
+
+  /// A picture as a file, for a browser.
+  struct DisplayFile {
+    std::filesystem::path path;
+    std::string_view mimeType;
+  };
+
+  /// `cacheFolder` holds the two folders of files, which are made when they are
+  /// needed. `slots` has the permits for making thumbnails.
+  ThumbnailProvider(std::filesystem::path cacheFolder, ThreadPool& pool,
+                    std::shared_ptr<AsyncSemaphore> slots);
+  ~ThumbnailProvider();
+  ThumbnailProvider(const ThumbnailProvider&) = delete;
+  ThumbnailProvider& operator=(const ThumbnailProvider&) = delete;
+
+  /// Where items without a file at their `archivePath` are looked for.
+  void setArchiveRoot(std::optional<std::filesystem::path> root);
+
+  /// At most 400 pixels wide and high.
+  void thumbnail(const PhotoRef& ref, std::function<void(Image)> callback);
+
+  /// The original at its full size where a browser could show it, else at most
+  /// 2560 pixels wide and high.
+  void display(const PhotoRef& ref, std::function<void(Image)> callback);
+
+  /// Makes the thumbnail's file when it is missing. True when it is there.
+  void ensureThumb(const PhotoRef& ref, std::function<void(bool)> callback);
+
+  /// The file of what `display` shows: the original itself or the one that has
+  /// been made. Whoever opens it may still find it gone.
+  void displayData(const PhotoRef& ref, std::function<void(std::optional<DisplayFile>)> callback);
+
+  /// Where the thumbnail's file is or would be. Absent unless `id` is 64
+  /// lower-case hex digits. Touches no file.
+  [[nodiscard]] std::optional<std::filesystem::path> thumbnailFile(std::string_view id) const;
+
+  /// The bytes of all cached files. Takes as long as there are many: not for
+  /// the main thread.
+  [[nodiscard]] std::uint64_t cacheSize() const;
+
+  /// Empties memory and disk, as far as the disk lets it. Likewise.
+  void clearCache();
+
+ private:
+  struct Core;
+  const std::shared_ptr<Core> core_;  // shared with the tasks on their way
+};
+
+}  // namespace vaultmere
