@@ -26,6 +26,10 @@ void IngestCoordinator::ingestDropped(std::vector<fs::path> locations, bool dele
   options_.queue.async([self = shared_from_this(), locations = std::move(locations), deleteSource,
                         stop = std::move(stop), observer = std::move(observer),
                         done = std::move(done)](std::shared_ptr<TurnQueue::Turn> turn) {
+    if (stop.stop_requested()) {
+      done({});
+      return;
+    }
     if (observer.started) {
       observer.started();
     }
