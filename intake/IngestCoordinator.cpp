@@ -25,7 +25,11 @@ void IngestCoordinator::ingestDropped(std::vector<fs::path> locations, bool dele
                                       std::stop_token stop, Observer observer, Done done) {
   options_.queue.async([self = shared_from_this(), locations = std::move(locations), deleteSource,
                         stop = std::move(stop), observer = std::move(observer),
-                        done = std::move(done)](std::shared_ptr<SerialQueue::Turn> turn) {
+                        done = std::move(done)](std::shared_ptr<TurnQueue::Turn> turn) {
+    if (stop.stop_requested()) {
+      done({});
+      return;
+    }
     if (observer.started) {
       observer.started();
     }
@@ -59,7 +63,7 @@ void IngestCoordinator::drainInbox(fs::path folder, std::stop_token stop, Observ
                                    Done done) {
   options_.queue.async([self = shared_from_this(), folder = std::move(folder),
                         stop = std::move(stop), observer = std::move(observer),
-                        done = std::move(done)](std::shared_ptr<SerialQueue::Turn> turn) {
+                        done = std::move(done)](std::shared_ptr<TurnQueue::Turn> turn) {
     if (stop.stop_requested()) {
       done({});
       return;

@@ -10,7 +10,7 @@
 
 #include "intake/ImportLog.h"
 #include "intake/Ingestor.h"
-#include "platform/SerialQueue.h"
+#include "platform/TurnQueue.h"
 
 namespace vaultmere {
 
@@ -45,7 +45,7 @@ class IngestCoordinator : public std::enable_shared_from_this<IngestCoordinator>
     std::shared_ptr<ImportLog> log;
     std::function<TimePoint()> now;  ///< the wall clock of the settle test
     ThreadPool& pool;
-    SerialQueue& queue;
+    TurnQueue& queue;
     /// A watched file is left alone for so long after its last change.
     std::chrono::seconds settleSeconds{5};
   };

@@ -68,7 +68,7 @@ class IngestCoordinatorTest : public testing::Test {
   TimePoint now_ = parseCatalogDate("2030-01-01T00:00:00Z")->moment();
   std::shared_ptr<ImportLog> log_ =
       std::make_shared<ImportLog>(archive_.folder / "log.jsonl", archive_.pool);
-  SerialQueue queue_{archive_.pool};
+  TurnQueue queue_{archive_.pool};
   std::function<bool(std::int64_t)> gate_;
 };
 
