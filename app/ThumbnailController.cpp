@@ -16,8 +16,7 @@ ThumbnailController::ThumbnailController(MainThread& main, ThreadPool& pool,
                                          std::function<bool()> mayWarm)
     : pool_(pool),
       mayWarm_(std::move(mayWarm)),
-      provider_(std::make_shared<ThumbnailProvider>(
-          cacheFolder, pool, std::make_shared<AsyncSemaphore>(pool, kThumbnailMakers))),
+      provider_(std::make_shared<ThumbnailProvider>(cacheFolder, pool)),
       toMain_(main) {}
 
 void ThumbnailController::setArchiveRoot(const std::optional<std::filesystem::path>& root) {
