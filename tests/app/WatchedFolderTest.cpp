@@ -99,6 +99,7 @@ TEST_F(WatchedFolderTest, APassThatFindsNothingReadsNoOriginals) {
   put("a.jpg", minutes(1), "no picture");
   watch();
   EXPECT_TRUE(archived(1));
+  model_->thumbnails().provider()->clearCache();
   const auto reads = FaultPlan::failing("open", 1, EIO, archive_.root().native());
   put("notes.txt", minutes(1), "t");
   model_->watchedFolder().pass();
