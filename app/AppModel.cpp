@@ -91,9 +91,8 @@ AppModel::AppModel(Options options)
           options_.destination),
       importLog_(
           std::make_shared<ImportLog>(options_.folders.data / "import-log.jsonl", options_.pool)),
-      thumbnails_(std::make_shared<ThumbnailProvider>(
-          options_.folders.data / "cache", options_.pool,
-          std::make_shared<AsyncSemaphore>(options_.pool, kThumbnailMakers))),
+      thumbnails_(
+          std::make_shared<ThumbnailProvider>(options_.folders.data / "cache", options_.pool)),
       ingestQueue_(options_.pool),
       inbox_(options_.main, options_.pool,
              [this](const std::filesystem::path& folder, std::stop_token stop,

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <latch>
+#include <string>
 #include <vector>
 
 #include "platform/AsyncSemaphore.h"
@@ -36,6 +37,26 @@ TEST(AsyncSemaphore, LetsAsManyThroughAsItHasPermits) {
   semaphore.wait([&resumed] { resumed.push_back(6); });  // the permit that nobody wanted
   settle(pool);
   EXPECT_EQ(resumed.back(), 6);
+}
+
+TEST(AsyncSemaphore, KeepsBackgroundTasksBehindForegroundOnes) {
+  ThreadPool pool(1);
+  AsyncSemaphore semaphore(pool, 2, 1);
+  std::string resumed;
+  const auto wait = [&](char name, Priority priority) {
+    semaphore.wait([&resumed, name] { resumed += name; }, priority);
+  };
+  wait('a', Priority::background);
+  wait('b', Priority::background);
+  wait('F', Priority::foreground);
+  settle(pool);
+  EXPECT_EQ(resumed, "aF") << "the reserved permit";
+  wait('G', Priority::foreground);
+  for (const char* expected : {"aFG", "aFG", "aFGb"}) {
+    semaphore.signal();
+    settle(pool);
+    EXPECT_EQ(resumed, expected);
+  }
 }
 
 }  // namespace

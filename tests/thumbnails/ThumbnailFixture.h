@@ -31,11 +31,8 @@ inline Painter upright() { return quarters(kRed, kGreen, kBlue, kYellow); }
 inline Painter turnedBack() { return quarters(kGreen, kYellow, kRed, kBlue); }
 
 /// "400x300 RGBY": the size and the colours from the top left to the bottom
-/// right; "none" for nothing.
+/// right.
 inline std::string describe(const Bitmap* bitmap) {
-  if (bitmap == nullptr) {
-    return "none";
-  }
   std::string letters;
   for (const auto& [x, y] : {std::pair{0.25, 0.25}, {0.75, 0.25}, {0.25, 0.75}, {0.75, 0.75}}) {
     const auto at =
@@ -57,8 +54,21 @@ inline std::string describe(const Bitmap* bitmap) {
   return std::to_string(bitmap->width) + "x" + std::to_string(bitmap->height) + " " + letters;
 }
 
+/// The same, or the state of what isn't `made`.
+inline std::string describe(const ThumbnailProvider::Picture& picture) {
+  switch (picture.state) {
+    case RenditionState::made:
+      return describe(picture.image.get());
+    case RenditionState::undecodable:
+      return "undecodable";
+    case RenditionState::unavailable:
+      break;
+  }
+  return "unavailable";
+}
+
 /// A provider with a cache and an archive of its own.
-class ThumbnailDesk : public testing::Test {
+class ThumbnailFixture : public testing::Test {
  protected:
   [[nodiscard]] static std::string idOf(int number) {
     const std::string digits = std::to_string(number);
@@ -84,18 +94,18 @@ class ThumbnailDesk : public testing::Test {
   [[nodiscard]] fs::path cache() const { return folder_ / "cache"; }
   void unplug() const { fs::rename(archive(), folder_ / "unplugged"); }
   /// As a new start of the program: nothing is in memory.
-  void restart() { provider_ = std::make_unique<ThumbnailProvider>(cache(), pool_, makers_); }
+  void restart() { provider_ = std::make_shared<ThumbnailProvider>(cache(), pool_); }
 
-  std::string thumbnail(const PhotoRef& ref) { return describe(thumbnailImage(ref).get()); }
-  ThumbnailProvider::Image thumbnailImage(const PhotoRef& ref) {
-    std::promise<ThumbnailProvider::Image> image;
-    provider_->thumbnail(ref, [&](auto given) { image.set_value(std::move(given)); });
-    return image.get_future().get();
+  std::string thumbnail(const PhotoRef& ref) { return describe(request(ref)); }
+  ThumbnailProvider::Picture request(const PhotoRef& ref) {
+    std::promise<ThumbnailProvider::Picture> picture;
+    provider_->thumbnail(ref, [&](auto given) { picture.set_value(std::move(given)); });
+    return picture.get_future().get();
   }
   std::string display(const PhotoRef& ref) {
-    std::promise<ThumbnailProvider::Image> image;
-    provider_->display(ref, [&](auto given) { image.set_value(std::move(given)); });
-    return describe(image.get_future().get().get());
+    std::promise<ThumbnailProvider::Picture> picture;
+    provider_->display(ref, [&](auto given) { picture.set_value(std::move(given)); });
+    return describe(picture.get_future().get());
   }
   std::string displayData(const PhotoRef& ref) {
     std::promise<std::optional<ThumbnailProvider::DisplayFile>> file;
@@ -105,20 +115,20 @@ class ThumbnailDesk : public testing::Test {
                        std::string(given->mimeType)
                  : "none";
   }
-  std::future<bool> ensure(const PhotoRef& ref) {
-    auto isThere = std::make_shared<std::promise<bool>>();
-    provider_->ensureThumb(ref, [isThere](bool given) { isThere->set_value(given); });
-    return isThere->get_future();
+  std::future<RenditionState> ensure(const PhotoRef& ref,
+                                     Priority priority = Priority::foreground) {
+    auto state = std::make_shared<std::promise<RenditionState>>();
+    provider_->ensureThumb(
+        ref, [state](RenditionState given) { state->set_value(given); }, priority);
+    return state->get_future();
   }
 
   TemporaryFolder folder_;
   ThreadPool pool_{2};
-  std::shared_ptr<AsyncSemaphore> makers_ =
-      std::make_shared<AsyncSemaphore>(pool_, kThumbnailMakers);
-  std::unique_ptr<ThumbnailProvider> provider_ =
-      std::make_unique<ThumbnailProvider>(cache(), pool_, makers_);
+  std::shared_ptr<ThumbnailProvider> provider_ =
+      std::make_shared<ThumbnailProvider>(cache(), pool_);
 
-  ThumbnailDesk() { fs::create_directories(archive()); }
+  ThumbnailFixture() { fs::create_directories(archive()); }
 };
 
 }  // namespace vaultmere
