@@ -56,67 +56,68 @@ class SettingsStoreTest : public testing::Test {
   std::optional<SettingsStore> settings_;
 };
 
-TEST_F(SettingsStoreTest, MissingAndOddStoredValuesGiveWhatIsPromised) {
-  const std::set<int> all = {1, 2, 3, 4, 5, 6, 7};
-  const auto margin = [](const SettingsStore& s) { return json(s.marginGB()); };
-  const auto port = [](const SettingsStore& s) { return json(s.serverPort()); };
-  const auto password = [](const SettingsStore& s) { return json(s.serverPassword()); };
-  const auto daily = [](const SettingsStore& s) { return json(s.streamUsesDailyTime()); };
-  const auto stack = [](const SettingsStore& s) { return json(s.autoStackPairs()); };
-  const auto deletes = [](const SettingsStore& s) { return json(s.deleteSourceAfterIntake()); };
-  const auto days = [](const SettingsStore& s) { return json(s.streamWeekdays()); };
-  const auto time = [](const SettingsStore& s) { return json(rfc3339(s.streamDailyTime())); };
-  const auto inbox = [](const SettingsStore& s) { return json(s.inbox() ? s.inbox()->path : "-"); };
-  const auto cap = [](const SettingsStore& s) { return json(s.streamCapGB()); };
-  const auto hours = [](const SettingsStore& s) { return json(s.streamIntervalHours()); };
-  const auto fired = [](const SettingsStore& s) { return json(s.streamLastFired().has_value()); };
+/// Everything that the settings say, under its key.
+json allOf(const SettingsStore& settings) {
+  const auto path = [](const auto& folder) { return folder ? json(folder->path) : json(); };
+  const auto fired = settings.streamLastFired();
+  return {{"setting.marginGB", settings.marginGB()},
+          {"setting.streamCapGB", settings.streamCapGB()},
+          {"setting.streamIntervalHours", settings.streamIntervalHours()},
+          {"setting.serverPassword", settings.serverPassword()},
+          {"setting.serverPort", settings.serverPort()},
+          {"setting.streamUsesDailyTime", settings.streamUsesDailyTime()},
+          {"setting.streamDailyTime", rfc3339(settings.streamDailyTime())},
+          {"setting.streamWeekdays", settings.streamWeekdays()},
+          {"setting.deleteSourceAfterIntake", settings.deleteSourceAfterIntake()},
+          {"setting.autoStackPairs", settings.autoStackPairs()},
+          {"setting.streamLastFired", fired ? json(rfc3339(*fired)) : json()},
+          {"bookmark.destination", path(settings.destination())},
+          {"bookmark.inbox", path(settings.inbox())}};
+}
+
+const json kDefaults = json::parse(R"({
+    "setting.marginGB": 10, "setting.streamCapGB": 20, "setting.streamIntervalHours": 24,
+    "setting.serverPassword": "", "setting.serverPort": 2525,
+    "setting.streamUsesDailyTime": false, "setting.streamDailyTime": "2021-06-01T01:00:00Z",
+    "setting.streamWeekdays": [1, 2, 3, 4, 5, 6, 7], "setting.deleteSourceAfterIntake": false,
+    "setting.autoStackPairs": true, "setting.streamLastFired": null,
+    "bookmark.destination": null, "bookmark.inbox": null})");
+
+TEST_F(SettingsStoreTest, OddStoredValuesGiveWhatIsPromisedAndMissingOnesTheDefaults) {
+  EXPECT_EQ(allOf(restart()), kDefaults);
   const struct {
     const char* key;
     json stored;
-    std::function<json(const SettingsStore&)> read;
     json value;
   } rows[] = {
-      {"-", nullptr, margin, 10},
-      {"-", nullptr, cap, 20},
-      {"-", nullptr, hours, 24},
-      {"-", nullptr, port, 2525},
-      {"-", nullptr, password, ""},
-      {"-", nullptr, daily, false},
-      {"-", nullptr, time, "2021-06-01T01:00:00Z"},
-      {"-", nullptr, days, all},
-      {"-", nullptr, deletes, false},
-      {"-", nullptr, stack, true},
-      {"-", nullptr, inbox, "-"},
-      {"-", nullptr, fired, false},
-      {"setting.marginGB", 0, margin, 0},
-      {"setting.marginGB", -5, margin, -5},
-      {"setting.marginGB", "12", margin, 10},
-      {"setting.marginGB", 12.5, margin, 10},
-      {"setting.marginGB", std::numeric_limits<std::uint64_t>::max(), margin, 10},
-      {"setting.serverPort", 99999, port, 99999},
-      {"setting.serverPassword", "hunter2", password, "hunter2"},
-      {"setting.serverPassword", 1234, password, "1234"},
-      {"setting.serverPassword", json::object(), password, ""},
-      {"setting.streamUsesDailyTime", true, daily, true},
-      {"setting.streamUsesDailyTime", "yes", daily, false},
-      {"setting.autoStackPairs", false, stack, false},
-      {"setting.autoStackPairs", 0, stack, true},
-      {"setting.deleteSourceAfterIntake", true, deletes, true},
-      {"setting.deleteSourceAfterIntake", 1, deletes, false},
-      {"setting.streamWeekdays", json::array(), days, json::array()},
-      {"setting.streamWeekdays", {2, 1, 2}, days, {1, 2}},
-      {"setting.streamWeekdays", {9}, days, {9}},
-      {"setting.streamWeekdays", {1, "2"}, days, all},
-      {"setting.streamWeekdays", {1, 2.5}, days, all},
-      {"setting.streamWeekdays", {1, 1LL << 40}, days, all},
-      {"setting.streamDailyTime", "2020-02-02T05:30:00Z", time, "2020-02-02T05:30:00Z"},
-      {"setting.streamDailyTime", "05:30", time, "2021-06-01T01:00:00Z"},
-      {"bookmark.inbox", {{"path", "/somewhere"}}, inbox, "/somewhere"},
-      {"bookmark.inbox", "/somewhere", inbox, "-"},
+      {"setting.marginGB", 0, 0},
+      {"setting.marginGB", -5, -5},
+      {"setting.marginGB", "12", 10},
+      {"setting.marginGB", 12.5, 10},
+      {"setting.marginGB", std::numeric_limits<std::uint64_t>::max(), 10},
+      {"setting.serverPort", 99999, 99999},
+      {"setting.serverPassword", "hunter2", "hunter2"},
+      {"setting.serverPassword", 1234, "1234"},
+      {"setting.serverPassword", json::object(), ""},
+      {"setting.streamUsesDailyTime", true, true},
+      {"setting.streamUsesDailyTime", "yes", false},
+      {"setting.autoStackPairs", false, false},
+      {"setting.autoStackPairs", 0, true},
+      {"setting.deleteSourceAfterIntake", 1, false},
+      {"setting.streamWeekdays", json::array(), json::array()},
+      {"setting.streamWeekdays", {2, 1, 2}, {1, 2}},
+      {"setting.streamWeekdays", {9}, {9}},
+      {"setting.streamWeekdays", {1, "2"}, kDefaults["setting.streamWeekdays"]},
+      {"setting.streamWeekdays", {1, 1LL << 40}, kDefaults["setting.streamWeekdays"]},
+      {"setting.streamDailyTime", "2020-02-02T05:30:00Z", "2020-02-02T05:30:00Z"},
+      {"setting.streamDailyTime", "05:30", "2021-06-01T01:00:00Z"},
+      {"bookmark.inbox", {{"path", "/somewhere"}}, "/somewhere"},
+      {"bookmark.inbox", "/somewhere", nullptr},
   };
   for (const auto& row : rows) {
-    const SettingsStore& settings = startWith({{row.key, row.stored}});
-    EXPECT_EQ(row.read(settings), row.value) << row.key << ' ' << row.stored;
+    json expected = kDefaults;
+    expected[row.key] = row.value;
+    EXPECT_EQ(allOf(startWith({{row.key, row.stored}})), expected) << row.key << ' ' << row.stored;
     EXPECT_EQ(stored(), (json{{row.key, row.stored}})) << "reading stores nothing";
   }
 }
@@ -142,26 +143,15 @@ TEST_F(SettingsStoreTest, ChangesAreStoredUnderTheirKeys) {
   settings.setAutoStackPairs(false);
   settings.setStreamLastFired(main_.now() + std::chrono::milliseconds(700));
   EXPECT_EQ(changes_, 10) << "the same value is no change, and a firing is no choice";
-  EXPECT_EQ(stored(), json::parse(R"({
-    "setting.marginGB": 0,
-    "setting.streamCapGB": 21,
-    "setting.streamIntervalHours": 6,
-    "setting.serverPassword": "hunter2",
-    "setting.serverPort": 8080,
-    "setting.streamUsesDailyTime": true,
-    "setting.streamDailyTime": "2021-06-01T10:11:12Z",
-    "setting.streamWeekdays": [],
-    "setting.deleteSourceAfterIntake": true,
-    "setting.autoStackPairs": false,
-    "setting.streamLastFired": "2021-06-01T10:11:12Z"})"));
-
-  const SettingsStore& again = restart();
-  EXPECT_EQ(again.marginGB(), 0);
-  EXPECT_EQ(again.serverPassword(), "hunter2");
-  EXPECT_EQ(again.streamDailyTime(), main_.now());
-  EXPECT_EQ(again.streamWeekdays(), std::set<int>{});
-  EXPECT_FALSE(again.autoStackPairs());
-  EXPECT_EQ(again.streamLastFired(), main_.now());
+  json expected = json::parse(R"({
+    "setting.marginGB": 0, "setting.streamCapGB": 21, "setting.streamIntervalHours": 6,
+    "setting.serverPassword": "hunter2", "setting.serverPort": 8080,
+    "setting.streamUsesDailyTime": true, "setting.streamDailyTime": "2021-06-01T10:11:12Z",
+    "setting.streamWeekdays": [], "setting.deleteSourceAfterIntake": true,
+    "setting.autoStackPairs": false, "setting.streamLastFired": "2021-06-01T10:11:12Z"})");
+  EXPECT_EQ(stored(), expected);
+  expected.update({{"bookmark.destination", nullptr}, {"bookmark.inbox", nullptr}});
+  EXPECT_EQ(allOf(restart()), expected);
 }
 
 TEST_F(SettingsStoreTest, LocationsAreBookmarks) {
