@@ -18,35 +18,11 @@
 
 #include "platform/FaultPoint.h"
 #include "platform/Log.h"
+#include "platform/SystemCall.h"
 #include "platform/Text.h"
 #include "platform/Uuid.h"
 
 namespace vaultmere {
-namespace {
-
-/// Runs a system call, again when a signal interrupts it, unless a test wants
-/// it to fail. Gives its value; -1 with errno set on failure.
-template <typename Call>
-auto attempt(std::string_view step, const fs::path& path, Call&& call) -> decltype(call()) {
-  if (const int fault = faultAt(step, path); fault != 0) {
-    errno = fault;
-    return -1;
-  }
-  decltype(call()) result;
-  do {
-    result = call();
-  } while (result == -1 && errno == EINTR);
-  return result;
-}
-
-template <typename Call>
-auto require(std::string_view step, const fs::path& path, Call&& call) -> decltype(call()) {
-  const auto result = attempt(step, path, std::forward<Call>(call));
-  if (result == -1) {
-    throw FileError(step, path, errno);
-  }
-  return result;
-}
 
 FileKind kindOf(mode_t mode) {
   if (S_ISREG(mode)) {
@@ -66,6 +42,8 @@ FileStatus statusOf(const struct stat& s) {
   status.permissions = s.st_mode & 0777U;
   return status;
 }
+
+namespace {
 
 /// Says once a process that a file system doesn't do something that is only
 /// best effort.
@@ -175,10 +153,14 @@ File::File(int descriptor, fs::path path) noexcept
     : descriptor_(descriptor), path_(std::move(path)) {}
 
 File File::openForReading(const fs::path& path) {
-  File file(
+  return adoptRegular(
       require("open", path,
               [&] { return ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); }),
       path);
+}
+
+File File::adoptRegular(int descriptor, const fs::path& path) {
+  File file(descriptor, path);
   const FileKind kind = file.status().kind;
   if (kind != FileKind::regular) {
     throw FileError("open", path, kind == FileKind::directory ? EISDIR : EINVAL);

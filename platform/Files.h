@@ -81,6 +81,9 @@ class File {
   /// Opens a regular file without blocking: a FIFO, socket, device or folder
   /// is an error (EINVAL, EISDIR for a folder), not a wait.
   [[nodiscard]] static File openForReading(const fs::path& path);
+  /// Takes over an open descriptor, closed also when this throws because it is
+  /// no regular file. `path` is for error texts.
+  [[nodiscard]] static File adoptRegular(int descriptor, const fs::path& path);
   /// Makes a new file, readable and writable by the owner alone. Fails with
   /// EEXIST when anything is there, a dangling link included.
   [[nodiscard]] static File createNew(const fs::path& path);

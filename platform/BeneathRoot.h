@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "platform/Files.h"
+
+// Access to what lies below a folder, without leaving it: nothing below the
+// folder is reached through a symbolic link. Links in the folder's own path are
+// followed, and file systems mounted below it are entered.
+namespace vaultmere {
+
+/// Opens the regular file `root`/`relative` read-only, without blocking. Throws
+/// FileError: ELOOP when the file or a folder on the way is a symbolic link,
+/// EINVAL when `relative` is empty, absolute or has "..", else as
+/// File::openForReading. Any thread.
+[[nodiscard]] File openBeneath(const fs::path& root, const fs::path& relative);
+
+}  // namespace vaultmere
