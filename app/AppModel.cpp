@@ -182,9 +182,11 @@ void AppModel::startServer() {
   }
   try {
     if (!server_) {
+      gallery_ = std::make_shared<CatalogGallery>(catalog_, thumbnails_);
+      updateGalleryArchive();
       server_ = std::make_unique<GalleryServer>(
-          std::make_shared<CatalogGallery>(catalog_, thumbnails_), options_.pool,
-          GalleryServer::Options{.page = options_.folders.resources / "web"});
+          gallery_, GalleryServer::Options{.page = options_.folders.resources / "web",
+                                           .hosts = settings_.serverHosts()});
     }
     server_->start(static_cast<int>(std::clamp(settings_.serverPort(), kFirstPort, kLastPort)),
                    galleryPassword());
@@ -195,6 +197,12 @@ void AppModel::startServer() {
     logLine(fmt::format("Vaultmere: gallery server failed to start — {}", error.what()));
   }
   changed_.emit();
+}
+
+void AppModel::updateGalleryArchive() {
+  if (gallery_) {
+    gallery_->setArchive(destination_.isOnline() ? destination_.url() : std::nullopt);
+  }
 }
 
 void AppModel::stopServer() {
@@ -221,6 +229,7 @@ void AppModel::destinationChanged() {
     settings_.updateDestination(*found);
   }
   thumbnails_->setArchiveRoot(destination_.url());
+  updateGalleryArchive();
   configurePipeline();
   // Before the first answer the gate would only turn the files away.
   const bool isKnown = !std::holds_alternative<DestinationMonitor::Unset>(destination_.status());

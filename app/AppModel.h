@@ -16,6 +16,7 @@
 #include "app/DiagnosticEnvironment.h"
 #include "catalog/PhotoBrowserModel.h"
 #include "catalog/VaultmereCatalog.h"
+#include "gallery/CatalogGallery.h"
 #include "gallery/GalleryServer.h"
 #include "intake/IngestCoordinator.h"
 #include "intake/WatchedFolderController.h"
@@ -129,6 +130,7 @@ class AppModel {
   void configurePipeline();
   void settingsChanged();
   [[nodiscard]] std::string galleryPassword() const;
+  void updateGalleryArchive();
   void destinationChanged();
   bool drainInbox(const std::filesystem::path& folder, std::stop_token stop,
                   WatchedFolderController::Done done);
@@ -163,7 +165,8 @@ class AppModel {
 
   std::shared_ptr<const VaultmereCatalog> catalog_;
   std::unique_ptr<PhotoBrowserModel> browser_;
-  std::unique_ptr<GalleryServer> server_;  ///< null until it is started first
+  std::shared_ptr<CatalogGallery> gallery_;  ///< null until the server is started first
+  std::unique_ptr<GalleryServer> server_;    ///< likewise
   std::optional<std::string> serverUrl_;
   std::shared_ptr<CatalogContext> ingestContext_;
   std::shared_ptr<std::stop_source> warming_;  ///< null while no thumbnails are warmed

@@ -61,6 +61,11 @@ ThumbnailProvider::Image load(const std::optional<fs::path>& file) {
 
 }  // namespace
 
+std::string_view browserMimeType(std::string_view ext) {
+  const BrowserFormat* const format = browserFormat(ext);
+  return format == nullptr ? std::string_view() : format->mimeType;
+}
+
 struct ThumbnailProvider::Core : std::enable_shared_from_this<Core> {
   Core(fs::path cacheFolder, ThreadPool& thePool, std::shared_ptr<AsyncSemaphore> theSlots)
       : pool(thePool), slots(std::move(theSlots)), files(std::move(cacheFolder)) {}
@@ -152,6 +157,8 @@ struct ThumbnailProvider::Core : std::enable_shared_from_this<Core> {
     return DisplayFile{*files.file(Rendering::display, ref.id), "image/jpeg"};
   }
 
+  bool ensureDisplay(const PhotoRef& ref) { return ensureFile(Rendering::display, ref); }
+
   Image remember(const std::string& name, Image image) {
     if (image) {
       memory.insert(name, image);
@@ -209,6 +216,14 @@ void ThumbnailProvider::ensureThumb(const PhotoRef& ref, std::function<void(bool
 void ThumbnailProvider::displayData(const PhotoRef& ref,
                                     std::function<void(std::optional<DisplayFile>)> callback) {
   core_->answer(std::move(callback), &Core::findDisplayFile, ref);
+}
+
+void ThumbnailProvider::ensureDisplay(const PhotoRef& ref, std::function<void(bool)> callback) {
+  core_->answer(std::move(callback), &Core::ensureDisplay, ref);
+}
+
+std::optional<fs::path> ThumbnailProvider::displayFile(std::string_view id) const {
+  return core_->files.file(Rendering::display, id);
 }
 
 std::optional<fs::path> ThumbnailProvider::thumbnailFile(std::string_view id) const {

@@ -19,6 +19,10 @@ namespace vaultmere {
 /// many originals are read for them from the archive at once.
 inline constexpr int kThumbnailMakers = 4;
 
+/// The media type of an original that a browser shows as it is, by its extension
+/// as `PhotoRef` has it. Empty for others.
+[[nodiscard]] std::string_view browserMimeType(std::string_view ext);
+
 /// Turns archived items into thumbnails and display images: made once from the
 /// original, kept as files, held for a while in memory. What is cached can be
 /// seen without the archive.
@@ -60,6 +64,14 @@ class ThumbnailProvider {
   /// The file of what `display` shows: the original itself or the one that has
   /// been made. Whoever opens it may still find it gone.
   void displayData(const PhotoRef& ref, std::function<void(std::optional<DisplayFile>)> callback);
+
+  /// Makes the file for display when it is missing, also where a browser could
+  /// show the original. True when it is there.
+  void ensureDisplay(const PhotoRef& ref, std::function<void(bool)> callback);
+
+  /// Where that file is or would be. Absent unless `id` is 64 lower-case hex
+  /// digits. Touches no file.
+  [[nodiscard]] std::optional<std::filesystem::path> displayFile(std::string_view id) const;
 
   /// Where the thumbnail's file is or would be. Absent unless `id` is 64
   /// lower-case hex digits. Touches no file.
