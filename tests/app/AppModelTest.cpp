@@ -129,7 +129,7 @@ TEST_F(AppModelTest, ANewDestinationTakesOver) {
   EXPECT_TRUE(archive_.files().empty());
 }
 
-TEST_F(AppModelTest, TheGalleryIsOpenedAndClosed) {
+TEST_F(AppModelTest, StartsAndStopsTheGallery) {
   const LogCapture log;
   AppModel& model = start();
   const auto ask = [&](const std::string& headers = {}) {
@@ -143,11 +143,19 @@ TEST_F(AppModelTest, TheGalleryIsOpenedAndClosed) {
   model.startServer();
   EXPECT_FALSE(model.serverRunning());
   EXPECT_TRUE(log.contains("Vaultmere: gallery server failed to start — "));
+  const std::string url =
+      "http://" + localAddress().value_or("127.0.0.1") + ":" + std::to_string(port);
   taken.reset();
   model.startServer();
   EXPECT_TRUE(model.serverRunning());
-  EXPECT_EQ(model.serverURL(),
-            "http://" + localAddress().value_or("127.0.0.1") + ":" + std::to_string(port));
+  EXPECT_EQ(model.serverURL(), url);
+  taken.emplace(0);
+  model.settings().setServerPort(taken->port());
+  model.startServer();
+  EXPECT_FALSE(model.serverURL()) << "of the port that it had before";
+  model.settings().setServerPort(port);
+  model.startServer();
+  EXPECT_EQ(model.serverURL(), url);
   EXPECT_EQ(ask(), "HTTP/1.1 200");
   model.settings().setServerPassword(" secret\t");
   EXPECT_EQ(ask(), "HTTP/1.1 401");
@@ -157,7 +165,7 @@ TEST_F(AppModelTest, TheGalleryIsOpenedAndClosed) {
   EXPECT_ANY_THROW(ask());
 }
 
-TEST_F(AppModelTest, SilentVisitorsOfTheGalleryDontHoldUpAnImport) {
+TEST_F(AppModelTest, ImportsBesideFiveThousandSilentGalleryClients) {
   const std::size_t granted = raiseDescriptorLimit();
   AppModel& model = startWithDestination();
   const std::uint16_t port = ListeningSockets(0).port();

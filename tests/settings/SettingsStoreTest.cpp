@@ -66,6 +66,7 @@ TEST_F(SettingsStoreTest, OddStoredValuesGiveWhatIsPromised) {
   const auto margin = [](const SettingsStore& s) { return json(s.marginGB()); };
   const auto port = [](const SettingsStore& s) { return json(s.serverPort()); };
   const auto password = [](const SettingsStore& s) { return json(s.serverPassword()); };
+  const auto hosts = [](const SettingsStore& s) { return json(s.serverHosts()); };
   const auto daily = [](const SettingsStore& s) { return json(s.streamUsesDailyTime()); };
   const auto stack = [](const SettingsStore& s) { return json(s.autoStackPairs()); };
   const auto deletes = [](const SettingsStore& s) { return json(s.deleteSourceAfterIntake()); };
@@ -90,6 +91,10 @@ TEST_F(SettingsStoreTest, OddStoredValuesGiveWhatIsPromised) {
       {"setting.serverPassword", "hunter2", password, "hunter2"},
       {"setting.serverPassword", 1234, password, "1234"},
       {"setting.serverPassword", json::object(), password, ""},
+      {"setting.serverHosts", {"a.example", 1, "b.example"}, hosts, {"a.example", "b.example"}},
+      {"setting.serverHosts", "a.example", hosts, json::array({"a.example"})},
+      {"setting.serverHosts", nullptr, hosts, json::array()},
+      {"setting.serverHosts", 1, hosts, json::array()},
       {"setting.streamUsesDailyTime", true, daily, true},
       {"setting.streamUsesDailyTime", "yes", daily, false},
       {"setting.autoStackPairs", false, stack, false},
@@ -122,21 +127,23 @@ TEST_F(SettingsStoreTest, ChangesAreStoredAtOnceUnderTheirKeys) {
   settings.setStreamIntervalHours(6);
   settings.setServerPassword("hunter2");
   settings.setServerPort(8080);
+  settings.setServerHosts({"a.example"});
   settings.setStreamUsesDailyTime(true);
   settings.setStreamDailyTime(now_);
   settings.setStreamWeekdays({});
   settings.setDeleteSourceAfterIntake(true);
   settings.setAutoStackPairs(false);
-  EXPECT_EQ(changes_, 10);
+  EXPECT_EQ(changes_, 11);
   settings.setAutoStackPairs(false);
   settings.setStreamLastFired(now_ + std::chrono::milliseconds(700));
-  EXPECT_EQ(changes_, 10) << "the same value is no change, and a firing is no choice";
+  EXPECT_EQ(changes_, 11) << "the same value is no change, and a firing is no choice";
   EXPECT_EQ(stored(), json::parse(R"({
     "setting.marginGB": 0,
     "setting.streamCapGB": 21,
     "setting.streamIntervalHours": 6,
     "setting.serverPassword": "hunter2",
     "setting.serverPort": 8080,
+    "setting.serverHosts": ["a.example"],
     "setting.streamUsesDailyTime": true,
     "setting.streamDailyTime": "2021-06-01T10:11:12Z",
     "setting.streamWeekdays": [],
