@@ -164,11 +164,11 @@ std::optional<GalleryBackend::Original> CatalogGallery::openOriginal(const Photo
 }
 
 void CatalogGallery::makeThumbnail(const PhotoRef& ref, std::function<void()> done) {
-  thumbnails_->ensureThumb(ref, [done = std::move(done)](bool) { done(); });
+  thumbnails_->ensureThumb(ref, [done = std::move(done)](auto) { done(); });
 }
 
 void CatalogGallery::makeRendition(const PhotoRef& ref, std::function<void()> done) {
-  thumbnails_->ensureDisplay(ref, [done = std::move(done)](bool) { done(); });
+  thumbnails_->ensureDisplay(ref, [done = std::move(done)](auto) { done(); });
 }
 
 }  // namespace vaultmere
