@@ -34,8 +34,7 @@ AppModel::AppModel(Options options)
       totals_(options_.main, options_.pool, changed_),
       thumbnails_(options_.main, options_.pool, options_.directories.data / "cache",
                   [this] { return mayWarmThumbnails(); }),
-      gallery_(options_.pool, settings_, thumbnails_.provider(),
-               options_.directories.resources / "web", changed_),
+      gallery_(settings_, thumbnails_.provider(), options_.directories.resources / "web", changed_),
       imports_({options_.main,
                 options_.pool,
                 gate_,
@@ -124,6 +123,7 @@ void AppModel::destinationChanged() {
     settings_.updateDestination(*found);
   }
   thumbnails_.setArchiveRoot(destination_.url());
+  gallery_.setArchive(destination_.isOnline() ? destination_.url() : std::nullopt);
   imports_.configure(ingestContext_, destination_.url());
   // Before the first answer the gate would only turn the files away.
   const bool isKnown = !std::holds_alternative<DestinationMonitor::Unset>(destination_.status());

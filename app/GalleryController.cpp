@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "gallery/CatalogGallery.h"
 #include "platform/LocalAddress.h"
 #include "platform/Log.h"
 #include "platform/Text.h"
@@ -20,17 +19,23 @@ constexpr std::int64_t kLastPort = 65'535;
 
 }  // namespace
 
-GalleryController::GalleryController(ThreadPool& pool, SettingsStore& settings,
+GalleryController::GalleryController(SettingsStore& settings,
                                      std::shared_ptr<ThumbnailProvider> thumbnails,
                                      std::filesystem::path page, ChangeSignal& changed)
-    : pool_(pool),
-      settings_(settings),
+    : settings_(settings),
       thumbnails_(std::move(thumbnails)),
       page_(std::move(page)),
       changed_(changed) {}
 
 std::string GalleryController::password() const {
   return std::string(trimmed(settings_.serverPassword(), kWhiteSpace));
+}
+
+void GalleryController::setArchive(std::optional<std::filesystem::path> root) {
+  archive_ = std::move(root);
+  if (backend_) {
+    backend_->setArchive(archive_);
+  }
 }
 
 void GalleryController::start() {
@@ -41,9 +46,10 @@ void GalleryController::start() {
   error_.reset();
   try {
     if (!server_) {
-      server_ =
-          std::make_unique<GalleryServer>(std::make_shared<CatalogGallery>(catalog_, thumbnails_),
-                                          pool_, GalleryServer::Options{.page = page_});
+      backend_ = std::make_shared<CatalogGallery>(catalog_, thumbnails_);
+      backend_->setArchive(archive_);
+      server_ = std::make_unique<GalleryServer>(
+          backend_, GalleryServer::Options{.page = page_, .hosts = settings_.serverHosts()});
     }
     server_->start(static_cast<int>(std::clamp(settings_.serverPort(), kFirstPort, kLastPort)),
                    password());

@@ -7,9 +7,9 @@
 #include <string>
 
 #include "catalog/VaultmereCatalog.h"
+#include "gallery/CatalogGallery.h"
 #include "gallery/GalleryServer.h"
 #include "platform/ChangeSignal.h"
-#include "platform/ThreadPool.h"
 #include "settings/SettingsStore.h"
 #include "thumbnails/ThumbnailProvider.h"
 
@@ -20,14 +20,16 @@ namespace vaultmere {
 class GalleryController {
  public:
   /// `page` is the folder with the files of the web page.
-  GalleryController(ThreadPool& pool, SettingsStore& settings,
-                    std::shared_ptr<ThumbnailProvider> thumbnails, std::filesystem::path page,
-                    ChangeSignal& changed);
+  GalleryController(SettingsStore& settings, std::shared_ptr<ThumbnailProvider> thumbnails,
+                    std::filesystem::path page, ChangeSignal& changed);
 
   /// What is shown from now on; without one the gallery can't be opened.
   void setCatalog(std::shared_ptr<const VaultmereCatalog> catalog) {
     catalog_ = std::move(catalog);
   }
+
+  /// The archive's root while its drive is there; absent, no original is read.
+  void setArchive(std::optional<std::filesystem::path> root);
 
   /// Listens at the port of the settings, also when it did at another one. A
   /// failure is in `error` and in the log. Does nothing without a catalog.
@@ -48,13 +50,14 @@ class GalleryController {
  private:
   [[nodiscard]] std::string password() const;
 
-  ThreadPool& pool_;
   SettingsStore& settings_;
   const std::shared_ptr<ThumbnailProvider> thumbnails_;
   const std::filesystem::path page_;
   ChangeSignal& changed_;
   std::shared_ptr<const VaultmereCatalog> catalog_;
-  std::unique_ptr<GalleryServer> server_;  ///< null until it is started first
+  std::optional<std::filesystem::path> archive_;
+  std::shared_ptr<CatalogGallery> backend_;  ///< null until the server is started first
+  std::unique_ptr<GalleryServer> server_;    ///< likewise
   std::optional<std::string> url_;
   std::optional<std::string> error_;
 };

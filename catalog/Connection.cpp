@@ -187,12 +187,12 @@ Interruptible::~Interruptible() {
 // MARK: Snapshot
 
 Snapshot::Snapshot(Connection& connection) : connection_(connection) {
-  connection_.execute("BEGIN");
+  connection_.execute("SAVEPOINT snapshot");  // inside another one, a part of that
 }
 
 Snapshot::~Snapshot() {
   try {
-    connection_.execute("ROLLBACK");
+    connection_.execute("RELEASE snapshot");
   } catch (const CatalogError&) {
     // Nothing was written; a failed statement may have ended it already.
   }

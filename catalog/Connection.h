@@ -98,7 +98,8 @@ class Interruptible {
 };
 
 /// A scope that reads: all of its statements see one state of the store,
-/// whatever others write meanwhile. Not inside a `Transaction`.
+/// whatever others write meanwhile. One inside another sees the state of that.
+/// Not inside a `Transaction`.
 class Snapshot {
  public:
   explicit Snapshot(Connection& connection);

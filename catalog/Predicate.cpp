@@ -153,6 +153,10 @@ Predicate capturedUntil(CatalogDate date) {
   return onIndex("shownByCapture", true, "captureDate <= ?", {date.seconds});
 }
 
+Predicate capturedBefore(CatalogDate date) {
+  return onIndex("shownByCapture", true, "captureDate < ?", {date.seconds});
+}
+
 Predicate search(std::string_view text) {
   const std::string term = foldedText(text);
   if (term.empty()) {

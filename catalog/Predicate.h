@@ -67,9 +67,10 @@ namespace predicates {
 [[nodiscard]] Predicate label(std::string_view name);
 [[nodiscard]] Predicate camera(std::string_view model);
 [[nodiscard]] Predicate noCamera();
-/// `captureDate` at or after, at or before.
+/// `captureDate` at or after, at or before, before.
 [[nodiscard]] Predicate capturedFrom(CatalogDate date);
 [[nodiscard]] Predicate capturedUntil(CatalogDate date);
+[[nodiscard]] Predicate capturedBefore(CatalogDate date);
 /// File name, caption, place, a tag or a label contains the text; case and
 /// diacritics make no difference. A text without anything to look for, empty
 /// or of diacritics alone, holds for every row.

@@ -3,17 +3,19 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "gallery/Route.h"
 #include "gallery/http/Authentication.h"
+#include "gallery/http/HostFilter.h"
 #include "gallery/http/HttpRequest.h"
 #include "gallery/http/RequestHeadReader.h"
 #include "platform/Text.h"
 
-// All that is done with the bytes of a client that nobody knows: gathering the
-// head, asking for the password, reading the first line, finding the route.
+// What is done with the bytes of an unknown client: gathering the head, reading
+// it, checking host and password, finding the route.
 
 namespace {
 
@@ -46,17 +48,19 @@ Gathered gather(std::string_view bytes, std::size_t piece) {
 }
 
 void read(const std::string& head) {
-  require(isAuthorised(head, ""));
-  (void)isAuthorised(head, "p\xc3\xa4ss");
-  (void)announcesBody(head);
   const auto request = parseRequest(head);
   if (!request) {
     return;
   }
-  require(validUtf8(request->path) == request->path);
-  for (const auto& [key, value] : parseQuery(request->query)) {
-    require(!key.empty() && validUtf8(key) == key && validUtf8(value) == value);
+  static const Password password("p\xc3\xa4ss");
+  static const HostFilter hosts({"photos.example.org"});
+  (void)password.accepts(request->authorization.value_or(""));
+  (void)hosts.allows(request->host.value_or(""));
+  for (const auto& text : {std::optional(request->path), std::optional(request->query),
+                           request->host, request->authorization}) {
+    require(!text || validUtf8(*text) == *text);
   }
+  require(request->path.find('?') == std::string::npos);
   const Route route = routeOf(request->path);
   require(route.id.empty() || request->path.ends_with(route.id));
 }

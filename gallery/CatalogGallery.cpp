@@ -1,33 +1,43 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "gallery/CatalogGallery.h"
 
+#include <fmt/format.h>
+
 #include <span>
 #include <utility>
 
 #include "catalog/CatalogError.h"
 #include "catalog/PhotoQueries.h"
-#include "gallery/GalleryAPI.h"
+#include "platform/BeneathRoot.h"
 
 namespace vaultmere {
 namespace {
 
+namespace fs = std::filesystem;
+
 constexpr std::size_t kMaxIdle = 4;
 
-/// Asks a store without tables, of which each query fails: that gives the empty
-/// form of the answer.
-template <typename Question>
-auto askNothing(Question&& question) {
-  Connection nothing(":memory:");
-  CountCache totals;
-  GalleryAPI api(nothing, totals);
-  return question(api);
+/// The paths below the root at which the item's original may lie: where it was
+/// copied to, if that is below this root, and where it belongs.
+std::vector<fs::path> pathsBelow(const fs::path& root, const PhotoRef& ref) {
+  std::vector<fs::path> paths;
+  if (ref.archivePath) {
+    const fs::path relative = fs::path(*ref.archivePath).lexically_relative(root);
+    if (!relative.empty() && *relative.begin() != "..") {
+      paths.push_back(relative);
+    }
+  }
+  if (ref.targetPath && !ref.targetPath->empty()) {
+    paths.push_back(fs::path(*ref.targetPath).relative_path());
+  }
+  return paths;
 }
 
 }  // namespace
 
 struct CatalogGallery::Reader {
   std::shared_ptr<CatalogContext> context;
-  CountCache totals;
+  CountCache counts;
 };
 
 /// A reader for one request.
@@ -54,17 +64,11 @@ class CatalogGallery::Lease {
   Lease(const Lease&) = delete;
   Lease& operator=(const Lease&) = delete;
 
-  /// Runs `query(Connection&)` on this thread.
-  template <typename Query>
-  auto perform(Query&& query) {
-    return reader_->context->perform(std::forward<Query>(query));
-  }
-
-  template <typename Question>
-  auto ask(Question&& question) {
-    return perform([&](Connection& connection) {
-      GalleryAPI api(connection, reader_->totals);
-      return question(api);
+  /// Runs the query on this thread. Throws CatalogError.
+  void perform(const GalleryAPI::Query& query) {
+    reader_->context->perform([&](Connection& connection) {
+      CatalogReader reader{connection, reader_->counts};
+      query(reader);
     });
   }
 
@@ -73,75 +77,98 @@ class CatalogGallery::Lease {
   std::unique_ptr<Reader> reader_;
 };
 
-template <typename Question>
-auto CatalogGallery::ask(Question&& question) {
-  try {
-    return Lease(*this).ask(question);
-  } catch (const CatalogError&) {
-    return askNothing(question);
-  }
-}
-
 CatalogGallery::CatalogGallery(std::shared_ptr<const VaultmereCatalog> catalog,
                                std::shared_ptr<ThumbnailProvider> thumbnails)
     : catalog_(std::move(catalog)), thumbnails_(std::move(thumbnails)) {}
 
 CatalogGallery::~CatalogGallery() = default;
 
-std::optional<std::filesystem::path> CatalogGallery::thumbnailFile(std::string_view id) const {
-  return thumbnails_->thumbnailFile(id);
-}
+// MARK: The catalog
 
-void CatalogGallery::makeThumbnail(const std::string& id, std::function<void()> done) {
-  if (const auto ref = find(id)) {
-    thumbnails_->ensureThumb(*ref, [done = std::move(done)](RenditionState) { done(); });
-  } else {
-    done();
-  }
-}
-
-void CatalogGallery::displayImage(const std::string& id,
-                                  std::function<void(std::optional<Picture>)> callback) {
-  const auto ref = find(id);
-  if (!ref) {
-    return callback(std::nullopt);
-  }
-  thumbnails_->displayData(
-      *ref, [callback = std::move(callback)](std::optional<ThumbnailProvider::DisplayFile> file) {
-        callback(file ? std::optional(Picture{std::move(file->path), std::string(file->mimeType)})
-                      : std::nullopt);
-      });
-}
-
-std::optional<PhotoRef> CatalogGallery::find(const std::string& id) {
+bool CatalogGallery::read(const GalleryAPI::Query& query) {
   try {
-    const auto photos = Lease(*this).perform(
-        [&](Connection& connection) { return fetchPhotos(connection, std::span(&id, 1)); });
-    return photos.empty() ? std::nullopt : std::optional(photoRefOf(photos.front()));
-  } catch (const CatalogError&) {
-    return std::nullopt;
+    Lease(*this).perform(query);
+    return true;
+  } catch (const CatalogError& error) {
+    failures_.write(fmt::format("cannot read the catalog — {}", error.what()));
+    return false;
   }
+}
+
+GalleryAPI CatalogGallery::api() {
+  return GalleryAPI([this](const GalleryAPI::Query& query) { return read(query); });
+}
+
+std::optional<PhotoRef> CatalogGallery::photo(const std::string& id) {
+  std::optional<PhotoRef> ref;
+  (void)read([&](CatalogReader& reader) {
+    const auto photos = fetchPhotos(reader.connection, std::span(&id, 1));
+    ref = photos.empty() ? std::nullopt : std::optional(photoRefOf(photos.front()));
+  });
+  return ref;
 }
 
 std::optional<std::string> CatalogGallery::photos(const HttpQuery& query) {
-  return ask([&](GalleryAPI& api) { return api.photos(query); });
+  return api().photos(query);
 }
 
-GalleryBackend::Statistics CatalogGallery::stats() {
-  const auto question = [](GalleryAPI& api) { return api.stats(); };
+GalleryAPI::Statistics CatalogGallery::stats() { return api().stats(); }
+
+std::string CatalogGallery::colours(const HttpQuery& query) { return api().colours(query); }
+
+std::string CatalogGallery::geo(const HttpQuery& query) { return api().geo(query); }
+
+// MARK: Files
+
+void CatalogGallery::setArchive(std::optional<fs::path> root) {
+  const std::lock_guard lock(mutex_);
+  archive_ = root ? std::optional(root->lexically_normal()) : std::nullopt;
+}
+
+std::optional<fs::path> CatalogGallery::archive() const {
+  const std::lock_guard lock(mutex_);
+  return archive_;
+}
+
+bool CatalogGallery::isArchiveOnline() const { return archive().has_value(); }
+
+std::optional<fs::path> CatalogGallery::thumbnailFile(std::string_view id) const {
+  return thumbnails_->thumbnailFile(id);
+}
+
+std::shared_ptr<File> CatalogGallery::openRendition(const PhotoRef& ref) {
+  const auto path = thumbnails_->displayFile(ref.id);
   try {
-    return {Lease(*this).ask(question), true};
-  } catch (const CatalogError&) {
-    return {askNothing(question), false};
+    return path ? std::make_shared<File>(File::openForReading(*path)) : nullptr;
+  } catch (const FileError&) {
+    return nullptr;  // it hasn't been made
   }
 }
 
-std::string CatalogGallery::colours(const HttpQuery& query) {
-  return ask([&](GalleryAPI& api) { return api.colours(query); });
+std::optional<GalleryBackend::Original> CatalogGallery::openOriginal(const PhotoRef& ref) {
+  const auto root = archive();
+  if (!root) {
+    return std::nullopt;
+  }
+  for (const fs::path& relative : pathsBelow(*root, ref)) {
+    try {
+      PhotoRef found = ref;
+      found.archivePath = (*root / relative).string();
+      found.targetPath.reset();
+      return Original{std::make_shared<File>(openBeneath(*root, relative)), std::move(found)};
+    } catch (const FileError&) {
+      // Perhaps it is at the next path; clients get the same answer for all.
+    }
+  }
+  return std::nullopt;
 }
 
-std::string CatalogGallery::geo(const HttpQuery& query) {
-  return ask([&](GalleryAPI& api) { return api.geo(query); });
+void CatalogGallery::makeThumbnail(const PhotoRef& ref, std::function<void()> done) {
+  thumbnails_->ensureThumb(ref, [done = std::move(done)](auto) { done(); });
+}
+
+void CatalogGallery::makeRendition(const PhotoRef& ref, std::function<void()> done) {
+  thumbnails_->ensureDisplay(ref, [done = std::move(done)](auto) { done(); });
 }
 
 }  // namespace vaultmere

@@ -17,10 +17,11 @@ using Text = std::optional<std::string>;
 constexpr std::size_t kDateLength = 10;
 
 /// The keys of the wire: never change them.
-constexpr std::array<std::pair<const char*, Text GalleryFilter::*>, 12> kTexts{{
+constexpr std::array<std::pair<const char*, Text GalleryFilter::*>, 13> kTexts{{
     {"year", &GalleryFilter::year},
     {"date_from", &GalleryFilter::dateFrom},
     {"date_to", &GalleryFilter::dateTo},
+    {"date_before", &GalleryFilter::dateBefore},
     {"tag", &GalleryFilter::tag},
     {"label", &GalleryFilter::label},
     {"place", &GalleryFilter::place},
@@ -111,9 +112,10 @@ Predicate GalleryFilter::predicate() const {
       all = all && condition(*field);
     }
   };
-  if (dateFrom || dateTo) {
+  if (dateFrom || dateTo || dateBefore) {
     add(dateFrom ? dayOf(*dateFrom) : std::nullopt, predicates::capturedFrom);
     add(dateTo ? dayOf(*dateTo) : std::nullopt, predicates::capturedUntil);
+    add(dateBefore ? dayOf(*dateBefore) : std::nullopt, predicates::capturedBefore);
   } else if (const auto number = year ? integerOf(*year) : std::nullopt) {
     all = all && predicates::year(yearOf(*number));
   }

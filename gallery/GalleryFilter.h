@@ -13,9 +13,10 @@ namespace vaultmere {
 /// read only when the condition is made. A text that is there constrains the
 /// list, also an empty one, unless said otherwise.
 struct GalleryFilter {
-  std::optional<std::string> year;      ///< a number; anything else doesn't count
-  std::optional<std::string> dateFrom;  ///< its first ten characters: "yyyy-MM-dd"
-  std::optional<std::string> dateTo;    ///< likewise: until the first instant of that day
+  std::optional<std::string> year;        ///< a number; anything else doesn't count
+  std::optional<std::string> dateFrom;    ///< its first ten characters: "yyyy-MM-dd"
+  std::optional<std::string> dateTo;      ///< likewise: until the first instant of that day
+  std::optional<std::string> dateBefore;  ///< likewise: before that day
   std::optional<std::string> tag;
   std::optional<std::string> label;
   std::optional<std::string> place;      ///< a country

@@ -1,37 +1,51 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "gallery/GalleryBackend.h"
 #include "gallery/http/ListeningSockets.h"
-#include "platform/ThreadPool.h"
+#include "gallery/http/PeerAddress.h"
 
 namespace vaultmere {
 
-/// Lets phones and other machines of the local network browse the archive: an
+/// Serves the archive to phones and other machines of the local network: an
 /// HTTP/1.1 server that reads one request a connection, answers it and closes.
 ///
-/// Clients cost a thread of its own, which waits for sockets, and tasks on the
-/// pool, which outlives this. Called on one thread, that of its owner. When
-/// this is destroyed, work that is being done for clients ends unheard, and
-/// work that waits is never begun.
+/// It has a thread that waits for sockets, and a few for what may have to wait
+/// for the catalog or a disk. Called on one thread, that of its owner. When this
+/// is destroyed, responses on their way are dropped, and queued work is never
+/// begun.
 class GalleryServer {
  public:
   struct Options {
-    std::filesystem::path page;                     ///< the folder with the files of the web page
-    std::size_t headBytes = std::size_t{64} << 20;  ///< of all unfinished requests together
-    std::size_t answerBytes = std::size_t{512} << 20;  ///< of all answers that wait to be taken
+    std::filesystem::path page{};      ///< the folder with the files of the web page
+    std::vector<std::string> hosts{};  ///< names in `Host` that pass beside the usual ones
+    std::size_t requestBytes = std::size_t{64} << 20;  ///< of all unfinished requests together
+    /// Of all responses that clients have still to take, the system's buffers
+    /// included.
+    std::size_t responseBytes = std::size_t{512} << 20;
     /// Connections with the files that they send; 0: as many as the system
     /// grants, less 256 for the archive's own work.
     std::size_t descriptors = 0;
+    /// A connection that takes nothing of its response for so long is ended.
+    std::chrono::milliseconds stall{30'000};
+    /// The first delay of responses to a client that guesses passwords.
+    std::chrono::milliseconds guessDelay{1000};
+    /// The networks of this machine, whose addresses are served beside private
+    /// ones. Called on the server's thread.
+    std::function<std::vector<Network>()> networks = &ownNetworks;
   };
 
-  GalleryServer(std::shared_ptr<GalleryBackend> content, ThreadPool& pool, const Options& options);
-  /// Closes all connections.
+  GalleryServer(std::shared_ptr<GalleryBackend> backend, const Options& options);
+  /// Closes all connections. Waits for running work; at most two seconds for a
+  /// drive that doesn't answer.
   ~GalleryServer();
   GalleryServer(const GalleryServer&) = delete;
   GalleryServer& operator=(const GalleryServer&) = delete;
@@ -40,13 +54,13 @@ class GalleryServer {
   /// new port instead of the old one. Open connections go on. Port 0 is one
   /// that the system chooses. An empty password lets everybody in. Throws
   /// ServerError, and then doesn't listen.
-  void start(int port, std::string password);
+  void start(int port, const std::string& password);
 
-  /// Lets nobody in any more. Open connections go on to their ends.
+  /// Accepts no connection any more. Open ones go on to their ends.
   void stop();
 
   /// Holds for every request that is read from now on.
-  void setPassword(std::string password);
+  void setPassword(const std::string& password);
 
   /// 0 when not listening.
   [[nodiscard]] std::uint16_t port() const noexcept { return port_; }

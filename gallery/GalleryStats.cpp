@@ -6,9 +6,9 @@
 #include <algorithm>
 #include <cmath>
 
-#include "catalog/CatalogError.h"
 #include "catalog/ColourFamilies.h"
 #include "catalog/FacetSet.h"
+#include "catalog/GalleryQueries.h"
 
 namespace vaultmere {
 namespace {
@@ -19,52 +19,8 @@ constexpr std::size_t kMaxPlaces = 25;
 constexpr std::size_t kMaxCameras = 15;
 constexpr std::size_t kMaxNames = 25;
 
-/// What takes a look at the rows themselves: no index knows it.
-struct Totals {
-  std::int64_t edited = 0;
-  std::int64_t blackAndWhite = 0;
-  std::int64_t coloured = 0;
-  double red = 0;  ///< sums over the coloured ones
-  double green = 0;
-  double blue = 0;
-  std::vector<FacetValue> families;  ///< of the coloured ones
-};
-
-/// The query's value; an empty one when it fails.
-template <typename Query>
-auto valueOf(Query&& query) -> decltype(query()) {
-  try {
-    return query();
-  } catch (const CatalogError&) {
-    return {};
-  }
-}
-
-/// In one go: each look at all rows costs as much as many queries of indexes.
-Totals totalsOf(Connection& connection) {
-  constexpr const char* kColoured = "avgHex IS NOT NULL AND isBW = 0";
-  const Predicate predicate =
-      predicates::shown() && Predicate::onTable("(edited = 1 OR avgHex IS NOT NULL)");
-  const auto row =
-      aggregate(connection, predicate, 0,
-                fmt::format("count(*) FILTER (WHERE edited = 1),"
-                            " count(*) FILTER (WHERE avgHex IS NOT NULL AND isBW = 1),"
-                            " count(avgR) FILTER (WHERE {0}), total(avgR) FILTER (WHERE {0}),"
-                            " total(avgG) FILTER (WHERE {0}), total(avgB) FILTER (WHERE {0}),"
-                            " tally(colorFamily) FILTER (WHERE {0})",
-                            kColoured));
-  return {row.integer(0), row.integer(1), row.integer(2),       row.real(3),
-          row.real(4),    row.real(5),    talliedValues(row, 6)};
-}
-
 int channelOf(double sum, std::int64_t count) {
   return static_cast<int>(std::lround(sum / static_cast<double>(count)));
-}
-
-std::optional<std::string> lastImport(Connection& connection) {
-  auto row = connection.prepare("SELECT max(processedAt) FROM Photo");
-  row.step();
-  return row.isNull(0) ? std::nullopt : std::optional(stampOf(CatalogDate{row.real(0)}));
 }
 
 std::vector<FacetValue> byText(std::vector<FacetValue> values) {
@@ -86,11 +42,7 @@ Json colourRecords(const std::vector<FacetValue>& families) {
   return records;
 }
 
-}  // namespace
-
-Json galleryStats(Connection& connection) {
-  const FacetSet facets = valueOf([&] { return computeFacets(connection, predicates::shown()); });
-  const Totals totals = valueOf([&] { return totalsOf(connection); });
+Json recordOf(const FacetSet& facets, const ColourTotals& totals, std::optional<CatalogDate> last) {
   Json stats;
   stats["totals"] = {
       {"total", facets.total}, {"favorites", facets.favorites}, {"edited", totals.edited}};
@@ -103,8 +55,8 @@ Json galleryStats(Connection& connection) {
   stats["cameras"] = facetRecords(facets.cameras, kMaxCameras);
   stats["no_camera"] = facets.noCameraCount;
   stats["by_size"] = facetRecords(facets.sizes, kAll);
-  if (const auto last = valueOf([&] { return lastImport(connection); })) {
-    stats["last_import"] = *last;
+  if (last) {
+    stats["last_import"] = stampOf(*last);
   }
   stats["colors"] = colourRecords(totals.families);
   if (totals.coloured > 0) {
@@ -115,5 +67,15 @@ Json galleryStats(Connection& connection) {
   stats["color_split"] = {{"color", totals.coloured}, {"bw", totals.blackAndWhite}};
   return stats;
 }
+
+}  // namespace
+
+Json galleryStats(Connection& connection) {
+  const Snapshot snapshot(connection);
+  return recordOf(computeFacets(connection, predicates::shown()), colourTotals(connection),
+                  lastImport(connection));
+}
+
+Json emptyStats() { return recordOf({}, {}, std::nullopt); }
 
 }  // namespace vaultmere

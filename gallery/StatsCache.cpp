@@ -26,7 +26,7 @@ void StatsCache::refresh() {
   std::vector<std::function<void(Bytes)>> waiting;
   {
     const std::lock_guard lock(mutex_);
-    bytes_ = made.isWhole ? bytes : nullptr;
+    bytes_ = made.isComplete ? bytes : nullptr;
     madeAt_ = clock_();
     waiting = std::exchange(waiting_, {});
   }

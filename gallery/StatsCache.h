@@ -9,18 +9,17 @@
 #include <string>
 #include <vector>
 
-#include "gallery/GalleryBackend.h"
+#include "gallery/GalleryAPI.h"
 
 namespace vaultmere {
 
 /// Keeps the one document of statistics for a while, and has it computed once
-/// however many ask for it at the same time. One that isn't whole goes to those
-/// who wait for it, and the next one is tried at once. Any thread. Kept in a
-/// shared_ptr.
+/// however many requests for it come meanwhile. An incomplete one is sent to
+/// those requests, and not kept. Any thread. Kept in a shared_ptr.
 class StatsCache : public std::enable_shared_from_this<StatsCache> {
  public:
   using Bytes = std::shared_ptr<const std::string>;
-  using Compute = std::function<GalleryBackend::Statistics()>;
+  using Compute = std::function<GalleryAPI::Statistics()>;
   using Clock = std::function<std::chrono::steady_clock::time_point()>;
 
   /// How old an answer may be; changes of the catalog don't count.
@@ -30,8 +29,8 @@ class StatsCache : public std::enable_shared_from_this<StatsCache> {
   StatsCache(Compute compute, std::function<void(std::function<void()>)> post, Clock clock)
       : compute_(std::move(compute)), post_(std::move(post)), clock_(std::move(clock)) {}
 
-  /// Calls back once with the document: at once on this thread when there is a
-  /// young one, else, without holding a thread, from where it was computed.
+  /// Calls back once with the document: at once on this thread when a recent one
+  /// is kept, else, without holding a thread, from where it was computed.
   void get(std::function<void(Bytes)> callback);
 
  private:
@@ -42,7 +41,7 @@ class StatsCache : public std::enable_shared_from_this<StatsCache> {
   const Clock clock_;
 
   std::mutex mutex_;  // guards the rest
-  Bytes bytes_;       // null when there are none that may be kept
+  Bytes bytes_;       // null when none may be kept
   std::chrono::steady_clock::time_point madeAt_;
   std::vector<std::function<void(Bytes)>> waiting_;
 };

@@ -53,6 +53,11 @@ void ThreadPool::waitUntilIdle() {
   threads_->idle.wait(lock, [&] { return threads_->unfinished == 0; });
 }
 
+bool ThreadPool::waitUntilIdle(std::chrono::milliseconds timeout) {
+  std::unique_lock lock(threads_->mutex);
+  return threads_->idle.wait_for(lock, timeout, [&] { return threads_->unfinished == 0; });
+}
+
 void ThreadPool::join() { threads_->pool.join(); }
 
 }  // namespace vaultmere

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <memory>
 
@@ -23,6 +24,8 @@ class ThreadPool {
   /// Waits until every posted task, also those that tasks post, has ended. Not
   /// to be called by a task.
   void waitUntilIdle();
+  /// The same for at most `timeout`; false when tasks are still running then.
+  [[nodiscard]] bool waitUntilIdle(std::chrono::milliseconds timeout);
   /// Waits until every posted task, also those that tasks post, has ended.
   /// Nothing may be posted from outside afterwards.
   void join();

@@ -22,6 +22,7 @@ constexpr const char* streamCapGB = "setting.streamCapGB";
 constexpr const char* streamIntervalHours = "setting.streamIntervalHours";
 constexpr const char* serverPassword = "setting.serverPassword";
 constexpr const char* serverPort = "setting.serverPort";
+constexpr const char* serverHosts = "setting.serverHosts";
 constexpr const char* streamUsesDailyTime = "setting.streamUsesDailyTime";
 constexpr const char* streamDailyTime = "setting.streamDailyTime";
 constexpr const char* streamWeekdays = "setting.streamWeekdays";
@@ -51,6 +52,17 @@ std::string password(const json& value) {
     return value.get<std::string>();
   }
   return value.is_number() ? value.dump() : std::string();
+}
+
+/// The texts of a list, or a single one.
+std::vector<std::string> texts(const json& value) {
+  std::vector<std::string> list;
+  for (const json& element : value.is_string() ? json::array({value}) : value) {
+    if (element.is_string()) {
+      list.push_back(element.get<std::string>());
+    }
+  }
+  return list;
 }
 
 std::optional<TimePoint> dateIn(const json& value) {
@@ -102,6 +114,7 @@ SettingsStore::SettingsStore(SettingsFile& defaults, MainThread& main, Backgroun
       streamIntervalHours_(integerIn(defaults.value(key::streamIntervalHours)).value_or(24)),
       serverPort_(integerIn(defaults.value(key::serverPort)).value_or(2525)),
       serverPassword_(password(defaults.value(key::serverPassword))),
+      serverHosts_(texts(defaults.value(key::serverHosts))),
       streamUsesDailyTime_(boolean(defaults.value(key::streamUsesDailyTime), false)),
       streamDailyTime_(
           dateIn(defaults.value(key::streamDailyTime)).value_or(threeOClock(main.now()))),
@@ -143,6 +156,10 @@ void SettingsStore::setServerPassword(const std::string& password) {
 
 void SettingsStore::setServerPort(std::int64_t port) {
   assign(serverPort_, port, key::serverPort, port);
+}
+
+void SettingsStore::setServerHosts(const std::vector<std::string>& hosts) {
+  assign(serverHosts_, hosts, key::serverHosts, hosts);
 }
 
 void SettingsStore::setStreamUsesDailyTime(bool uses) {

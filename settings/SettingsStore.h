@@ -10,6 +10,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "platform/Bookmark.h"
 #include "platform/DetachedThread.h"
@@ -60,6 +61,11 @@ class SettingsStore {
 
   [[nodiscard]] std::int64_t serverPort() const { return serverPort_; }
   void setServerPort(std::int64_t port);
+
+  /// Names under which the gallery may be asked for, beside those of local
+  /// networks.
+  [[nodiscard]] const std::vector<std::string>& serverHosts() const { return serverHosts_; }
+  void setServerHosts(const std::vector<std::string>& hosts);
 
   /// True: at `streamDailyTime` on `streamWeekdays`. False: every
   /// `streamIntervalHours`.
@@ -126,6 +132,7 @@ class SettingsStore {
   std::int64_t streamIntervalHours_;
   std::int64_t serverPort_;
   std::string serverPassword_;
+  std::vector<std::string> serverHosts_;
   bool streamUsesDailyTime_;
   TimePoint streamDailyTime_;
   std::set<int> streamWeekdays_;

@@ -61,6 +61,11 @@ ThumbnailProvider::Image load(const std::optional<fs::path>& file) {
 
 }  // namespace
 
+std::string_view browserMimeType(std::string_view ext) {
+  const BrowserFormat* const format = browserFormat(ext);
+  return format == nullptr ? std::string_view() : format->mimeType;
+}
+
 struct ThumbnailProvider::Core : std::enable_shared_from_this<Core> {
   Core(fs::path cacheFolder, ThreadPool& thePool, std::shared_ptr<AsyncSemaphore> theSlots)
       : pool(thePool), slots(std::move(theSlots)), files(std::move(cacheFolder)) {}
@@ -187,6 +192,8 @@ struct ThumbnailProvider::Core : std::enable_shared_from_this<Core> {
     return DisplayFile{*files.file(Rendering::display, ref.id), "image/jpeg"};
   }
 
+  RenditionState ensureDisplay(const PhotoRef& ref) { return ensureFile(Rendering::display, ref); }
+
   static std::string nameOf(Rendering rendering, const PhotoRef& ref) {
     return ref.id + (rendering == Rendering::thumbnail ? "-t" : "-d");
   }
@@ -257,6 +264,15 @@ bool ThumbnailProvider::isSettled(const std::string& id) const {
 void ThumbnailProvider::displayData(const PhotoRef& ref,
                                     std::function<void(std::optional<DisplayFile>)> callback) {
   core_->answer(std::move(callback), &Core::findDisplayFile, ref);
+}
+
+void ThumbnailProvider::ensureDisplay(const PhotoRef& ref,
+                                      std::function<void(RenditionState)> callback) {
+  core_->answer(std::move(callback), &Core::ensureDisplay, ref);
+}
+
+std::optional<fs::path> ThumbnailProvider::displayFile(std::string_view id) const {
+  return core_->files.file(Rendering::display, id);
 }
 
 std::optional<fs::path> ThumbnailProvider::thumbnailFile(std::string_view id) const {

@@ -26,6 +26,10 @@ inline constexpr int kThumbnailSlots = 4;
 /// screen doesn't wait for it.
 inline constexpr int kForegroundSlots = 2;
 
+/// The media type of an original that a browser shows as it is, by its extension
+/// as `PhotoRef` has it. Empty for others.
+[[nodiscard]] std::string_view browserMimeType(std::string_view ext);
+
 /// Turns archived items into thumbnails and display images: made once from the
 /// original, kept as files, held for a while in memory. What is cached can be
 /// seen without the archive.
@@ -84,6 +88,14 @@ class ThumbnailProvider {
   /// The file of what `display` shows: the original itself or the one that has
   /// been made. Whoever opens it may still find it gone.
   void displayData(const PhotoRef& ref, std::function<void(std::optional<DisplayFile>)> callback);
+
+  /// Makes the file for display when it is missing, also where a browser could
+  /// show the original. True when it is there.
+  void ensureDisplay(const PhotoRef& ref, std::function<void(RenditionState)> callback);
+
+  /// Where that file is or would be. Absent unless `id` is 64 lower-case hex
+  /// digits. Touches no file.
+  [[nodiscard]] std::optional<std::filesystem::path> displayFile(std::string_view id) const;
 
   /// Where the thumbnail's file is or would be. Absent unless `id` is 64
   /// lower-case hex digits. Touches no file.

@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // serve_gallery --support DIR --port N [--password P] [--archive DIR]
 //
-// Opens the catalog of a data folder and serves it until SIGTERM or SIGINT, with
-// one line on standard output when it listens. Beside a running Vaultmere this
-// is fine; a staged restore is never applied.
+// Opens the catalog of a data folder, which has to be there, and serves it until
+// SIGTERM or SIGINT, with one line on standard output when it listens. It may run
+// beside Vaultmere; a staged restore is never applied. Without the archive's
+// folder, only what is cached is shown.
 #include <charconv>
 #include <csignal>
 #include <cstdio>
 #include <map>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -18,6 +20,7 @@
 #include "gallery/http/ListeningSockets.h"
 #include "platform/AppDirectories.h"
 #include "platform/AsioMainThread.h"
+#include "platform/Files.h"
 
 namespace {
 
@@ -51,17 +54,21 @@ void serve(const Options& options) {
   main.onSignals({SIGTERM, SIGINT}, [&main] { main.stop(); });
   ThreadPool pool(activeProcessors() + 2);
   const std::filesystem::path folder = options.at("--support");
+  if (!fileStatus(folder / "Vaultmere.sqlite")) {
+    throw std::runtime_error("no catalog in " + folder.string());
+  }
   const auto catalog = std::make_shared<VaultmereCatalog>(
       VaultmereCatalog::Options{
           folder, nullptr,
           [](std::chrono::milliseconds time) { std::this_thread::sleep_for(time); }},
       pool);
   const auto thumbnails = std::make_shared<ThumbnailProvider>(folder / "cache", pool);
+  const auto gallery = std::make_shared<CatalogGallery>(catalog, thumbnails);
   if (const auto archive = options.find("--archive"); archive != options.end()) {
     thumbnails->setArchiveRoot(archive->second);
+    gallery->setArchive(archive->second);
   }
-  GalleryServer server(std::make_shared<CatalogGallery>(catalog, thumbnails), pool,
-                       {.page = AppDirectories::ofUser().resources / "web"});
+  GalleryServer server(gallery, {.page = AppDirectories::ofUser().resources / "web"});
   const auto password = options.find("--password");
   server.start(portOf(options.at("--port")),
                password == options.end() ? std::string() : password->second);

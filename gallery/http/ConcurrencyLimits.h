@@ -3,23 +3,26 @@
 
 #include <algorithm>
 
+#include "gallery/http/AdmissionQueue.h"
 #include "platform/ThreadPool.h"
 
-// How many threads of the pool the gallery takes at most, for each kind of work.
-// Together they are fewer than the program's pool has on any machine (5 threads
-// on one or two processors), so that visitors never stop the archive's work.
+// How much of each kind of work the gallery does at once. All but the making of
+// pictures runs on threads of the gallery's own.
 namespace vaultmere {
 
-/// For what lies in the program's own folders: queries of the catalog, files
-/// that aren't in memory.
-inline constexpr int kQueriesAtOnce = 2;
+/// Reads of the catalog. One client keeps two threads busy, and leaves one.
+inline constexpr AdmissionQueue::Limits kCatalogReads{3, 2};
 
-/// For pieces of originals, which may lie on a drive that has to start first.
-inline constexpr int kSlowReadsAtOnce = 1;
+/// Reads of files in the program's own folders that aren't in memory.
+inline constexpr AdmissionQueue::Limits kLocalReads{2, 1};
 
-/// For finding and making pictures.
-[[nodiscard]] inline int picturesAtOnce() {
-  return static_cast<int>(std::clamp(activeProcessors() / 2, 1U, 4U));
+/// Reads of originals. Their drive may have to start first, or never answer.
+inline constexpr AdmissionQueue::Limits kArchiveReads{2, 1};
+
+/// Display images and thumbnails that are being made, on the program's pool.
+[[nodiscard]] inline AdmissionQueue::Limits renditionLimits() {
+  const int atOnce = static_cast<int>(std::clamp(activeProcessors() / 2, 1U, 4U));
+  return {atOnce, std::max(1, atOnce - 1)};
 }
 
 }  // namespace vaultmere

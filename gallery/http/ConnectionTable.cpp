@@ -3,8 +3,6 @@
 
 #include <utility>
 
-#include "gallery/http/ConcurrencyLimits.h"
-
 namespace vaultmere {
 namespace {
 
@@ -12,20 +10,21 @@ constexpr std::size_t kScratch = std::size_t{64} * 1024;
 
 }  // namespace
 
-ConnectionTable::ConnectionTable(IoLoop& loop, ThreadPool& pool, const Limits& limits,
+ConnectionTable::ConnectionTable(IoLoop& loop, const WorkQueues& queues, const Limits& limits,
                                  Handle handle)
     : loop_(loop),
-      slowReads_(std::make_shared<AsyncSemaphore>(pool, kSlowReadsAtOnce)),
+      queues_(queues),
       limits_(limits),
       handle_(std::move(handle)),
       scratch_(kScratch),
-      heads_(limits.heads),
-      answers_(limits.answers),
+      requests_(limits.requests),
+      responses_(limits.responses),
       descriptors_(limits.descriptors) {}
 
-void ConnectionTable::open(int descriptor) {
+void ConnectionTable::open(int descriptor, const PeerAddress& peer) {
   Host& host = *this;
-  const auto connection = std::make_shared<HttpConnection>(loop_, slowReads_, host, descriptor);
+  const auto connection =
+      std::make_shared<HttpConnection>(loop_, queues_, host, descriptor, peer.client());
   connections_.emplace(connection.get(), connection);
   update(*connection, {});
   connection->start();
@@ -33,9 +32,9 @@ void ConnectionTable::open(int descriptor) {
 
 bool ConnectionTable::isFull() const { return descriptors_.isExceeded(); }
 
-void ConnectionTable::endSilentLongest() {
+void ConnectionTable::evictOne() {
   if (const auto connection = descriptors_.leastRecentlyActive()) {
-    (*connection)->end();
+    (*connection)->abort();
   }
 }
 
@@ -47,63 +46,68 @@ void ConnectionTable::endAll() {
 
 void ConnectionTable::update(HttpConnection& connection, const HttpConnection::Holding& holding) {
   const Pointer pointer = &connection;
-  heads_.set(pointer, holding.head, holding.isBusy);
-  answers_.set(pointer, holding.answer, holding.isBusy);
+  requests_.set(pointer, holding.request, holding.isBusy);
+  responses_.set(pointer, holding.response, holding.isBusy);
   descriptors_.set(pointer, holding.descriptors, holding.isBusy);
-  keep(answers_);
-  keep(descriptors_);
-  if (!keep(heads_) && holding.head > 0) {
+  enforce(responses_);
+  enforce(descriptors_);
+  if (!enforce(requests_) && holding.request > 0) {
     connection.end();
   }
 }
 
-bool ConnectionTable::keep(const ResourceBudget<Pointer>& budget) {
+bool ConnectionTable::enforce(const ResourceBudget<Pointer>& budget) {
   while (budget.isExceeded()) {
     const auto connection = budget.leastRecentlyActive();
     if (!connection) {
       return false;
     }
-    (*connection)->end();
+    (*connection)->abort();
   }
   return true;
 }
 
 void ConnectionTable::ended(HttpConnection& connection) {
   const Pointer pointer = &connection;
-  heads_.forget(pointer);
-  answers_.forget(pointer);
+  requests_.forget(pointer);
+  responses_.forget(pointer);
   descriptors_.forget(pointer);
-  newDrains_.erase(pointer);
-  oldDrains_.erase(pointer);
+  waiting_.erase(pointer);
   connections_.erase(pointer);  // the last, since it may take the connection with it
 }
 
-// MARK: Drains
+// MARK: Clients that take their time
 
-void ConnectionTable::lingers(HttpConnection& connection) {
-  newDrains_.insert(&connection);
-  if (tick_ == nullptr) {
-    waitForDrains();
+void ConnectionTable::waitsForClient(HttpConnection& connection) {
+  waiting_.insert(&connection);
+  if (nextTick_ == nullptr) {
+    scheduleTick();
   }
 }
 
-void ConnectionTable::waitForDrains() {
-  tick_ = std::make_shared<const bool>(true);
-  loop_.after(limits_.drain, [this, weak = std::weak_ptr(tick_)] {
+void ConnectionTable::scheduleTick() {
+  nextTick_ = std::make_shared<const bool>(true);
+  loop_.after(limits_.tick, [this, weak = std::weak_ptr(nextTick_)] {
     if (!weak.expired()) {
-      endOldDrains();
+      tick();
     }
   });
 }
 
-void ConnectionTable::endOldDrains() {
-  while (!oldDrains_.empty()) {
-    (*oldDrains_.begin())->end();
+void ConnectionTable::tick() {
+  const auto now = std::chrono::steady_clock::now();
+  std::vector<std::shared_ptr<HttpConnection>> waiting;
+  for (const Pointer connection : waiting_) {
+    waiting.push_back(connections_.at(connection));
   }
-  oldDrains_.swap(newDrains_);
-  tick_.reset();
-  if (!oldDrains_.empty()) {
-    waitForDrains();
+  for (const auto& connection : waiting) {
+    if (!connection->checkProgress(now, limits_.stall)) {
+      waiting_.erase(connection.get());
+    }
+  }
+  nextTick_.reset();
+  if (!waiting_.empty()) {
+    scheduleTick();
   }
 }
 

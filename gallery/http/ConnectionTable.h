@@ -19,62 +19,64 @@ namespace vaultmere {
 class ConnectionTable : private HttpConnection::Host {
  public:
   struct Limits {
-    /// Bytes of all unfinished heads, and of those that are being answered.
-    std::size_t heads = std::size_t{64} << 20;
-    /// Bytes of answers that clients are slow to take. The latest one may go
-    /// beyond, since a large library makes one large list of points.
-    std::size_t answers = std::size_t{512} << 20;
+    /// Bytes of all unfinished heads, and of requests that are being answered.
+    std::size_t requests = std::size_t{64} << 20;
+    /// Bytes of responses that clients are slow to take, with those in the
+    /// system's buffers. The latest one may go beyond, since a large library
+    /// makes one large list of points.
+    std::size_t responses = std::size_t{512} << 20;
     /// Connections, and the files that they send.
     std::size_t descriptors = 1024;
-    /// How long a client may go on sending after its answer: up to twice that.
-    std::chrono::milliseconds drain{1000};
+    /// A connection that takes none of its response for so long is aborted.
+    std::chrono::milliseconds stall{30'000};
+    /// How often that is looked at. A client may go on sending for twice as long
+    /// after it has its response.
+    std::chrono::milliseconds tick{1000};
   };
-  using Handle = std::function<void(const PendingRequest& reply)>;
+  using Handle = std::function<void(const PendingRequest& pending)>;
 
-  /// Reads on the pool what isn't in memory of the files that are sent.
-  ConnectionTable(IoLoop& loop, ThreadPool& pool, const Limits& limits, Handle handle);
+  /// `queues` reads what isn't in memory of the files that are sent.
+  ConnectionTable(IoLoop& loop, const WorkQueues& queues, const Limits& limits, Handle handle);
   ~ConnectionTable() override { endAll(); }
   ConnectionTable(const ConnectionTable&) = delete;
   ConnectionTable& operator=(const ConnectionTable&) = delete;
 
   /// Takes over an accepted, non-blocking socket. May end older connections.
-  void open(int descriptor);
-  /// True when there is no room for one more, and nobody to go for it.
+  void open(int descriptor, const PeerAddress& peer);
+  /// True when there is no room for one more, and none that could be evicted.
   [[nodiscard]] bool isFull() const;
-  /// Ends the connection that has been silent longest, if there is one.
-  void endSilentLongest();
+  /// Ends the least recently active connection, if there is one.
+  void evictOne();
   void endAll();
 
  private:
   using Pointer = HttpConnection*;
 
-  void handle(const PendingRequest& reply) override { handle_(reply); }
+  void handle(const PendingRequest& pending) override { handle_(pending); }
   void update(HttpConnection& connection, const HttpConnection::Holding& holding) override;
-  void lingers(HttpConnection& connection) override;
+  void waitsForClient(HttpConnection& connection) override;
   void ended(HttpConnection& connection) override;
   std::span<char> scratch() override { return scratch_; }
 
-  /// Ends silent ones until the budget is kept; false when there are none left.
-  static bool keep(const ResourceBudget<Pointer>& budget);
-  void endOldDrains();
-  void waitForDrains();
+  /// Evicts connections until the budget is kept; false when none is left that
+  /// could be.
+  static bool enforce(const ResourceBudget<Pointer>& budget);
+  void scheduleTick();
+  void tick();
 
   IoLoop& loop_;
-  const std::shared_ptr<AsyncSemaphore> slowReads_;
+  const WorkQueues& queues_;
   const Limits limits_;
   const Handle handle_;
   std::vector<char> scratch_;
 
   std::unordered_map<Pointer, std::shared_ptr<HttpConnection>> connections_;
-  ResourceBudget<Pointer> heads_;
-  ResourceBudget<Pointer> answers_;
+  ResourceBudget<Pointer> requests_;
+  ResourceBudget<Pointer> responses_;
   ResourceBudget<Pointer> descriptors_;
 
-  // Those that only wait for their client to close: since the last tick, and
-  // from before. The tick runs while there are any.
-  std::unordered_set<Pointer> newDrains_;
-  std::unordered_set<Pointer> oldDrains_;
-  std::shared_ptr<const bool> tick_;
+  std::unordered_set<Pointer> waiting_;   // for their clients to take bytes
+  std::shared_ptr<const bool> nextTick_;  // while there are any
 };
 
 }  // namespace vaultmere

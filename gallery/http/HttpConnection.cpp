@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "gallery/http/HttpConnection.h"
 
+#include <linux/sockios.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/uio.h>
 #include <unistd.h>
@@ -10,21 +12,25 @@
 #include <cerrno>
 #include <utility>
 
-#include "gallery/http/HttpRequest.h"
-#include "gallery/http/ResponseHead.h"
-
 namespace vaultmere {
 namespace {
 
 /// Files go out in pieces of this many bytes.
 constexpr std::size_t kPiece = std::size_t{64} * 1024;
 
-/// After so many reads or writes in a row others get their turn.
-constexpr int kStepsInATurn = 16;
+/// After so many reads or writes in a row other connections get their turn.
+constexpr int kMaxSteps = 16;
 
-/// How much of an unwanted body is read away, so that the client, which may
-/// send all of it before it listens, gets to the answer.
-constexpr std::size_t kMaxRest = std::size_t{16} << 20;
+/// How much of an unwanted body is read away, so that a client that sends all of
+/// it before it reads gets to the response.
+constexpr std::size_t kMaxBody = std::size_t{16} << 20;
+
+/// What the system's buffers take of memory for each byte in them, at most.
+constexpr std::size_t kBufferOverhead = 2;
+
+/// Checks of a lingering connection with everything delivered before it ends:
+/// its client may still be sending.
+constexpr int kMaxIdleChecks = 2;
 
 bool wouldWait() { return errno == EAGAIN; }
 
@@ -33,8 +39,8 @@ iovec partOf(const std::string& text, std::size_t offset) {
   return {const_cast<char*>(text.data()) + offset, text.size() - offset};
 }
 
-std::size_t bodySize(const HttpResponse& answer) {
-  return answer.body == nullptr ? 0 : answer.body->size();
+std::size_t bodySize(const HttpResponse& response) {
+  return response.body == nullptr ? 0 : response.body->size();
 }
 
 /// Reads at an offset; less than `size` at the file's end, or when it fails.
@@ -55,18 +61,27 @@ std::string readAt(const File& file, std::size_t size, std::uint64_t offset) {
 
 }  // namespace
 
-HttpConnection::HttpConnection(IoLoop& loop, std::shared_ptr<AsyncSemaphore> slowReads, Host& host,
-                               int descriptor)
+HttpConnection::HttpConnection(IoLoop& loop, const WorkQueues& queues, Host& host, int descriptor,
+                               const PeerAddress& client)
     : loop_(loop),
-      slowReads_(std::move(slowReads)),
+      queues_(queues),
       host_(host),
+      client_(client),
       socket_(std::make_unique<Descriptor>(loop_, descriptor)) {}
 
 void HttpConnection::end() {
   if (std::exchange(socket_, nullptr) != nullptr) {
-    head_.reset();
-    answer_.reset();
+    request_.reset();
+    response_.reset();
     host_.ended(*this);
+  }
+}
+
+void HttpConnection::abort() {
+  if (socket_ != nullptr) {
+    const linger reset{1, 0};
+    ::setsockopt(socket_->number(), SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
+    end();
   }
 }
 
@@ -74,7 +89,7 @@ void HttpConnection::end() {
 
 void HttpConnection::read() {
   const auto self = shared_from_this();
-  for (int step = 0; socket_ != nullptr && step < kStepsInATurn; ++step) {
+  for (int step = 0; socket_ != nullptr && step < kMaxSteps; ++step) {
     const auto scratch = host_.scratch();
     const ssize_t count = ::recv(socket_->number(), scratch.data(), scratch.size(), 0);
     if (count < 0 && wouldWait()) {
@@ -83,85 +98,80 @@ void HttpConnection::read() {
     if (count <= 0) {
       return end();
     }
-    switch (parser_.feed({scratch.data(), static_cast<std::size_t>(count)})) {
+    switch (reader_.feed({scratch.data(), static_cast<std::size_t>(count)})) {
       case RequestHeadReader::Result::complete:
         return handle();
       case RequestHeadReader::Result::drop:
         return end();
       case RequestHeadReader::Result::needMore:
-        host_.update(*this, {.head = parser_.held()});
+        host_.update(*this, {.request = reader_.held()});
     }
   }
   loop_.post(stepOf(&HttpConnection::read));
 }
 
 void HttpConnection::handle() {
-  // Room for the file that an answer may need is asked for now.
-  host_.update(*this, {.head = parser_.held(), .descriptors = 2, .isBusy = true});
+  auto request = parseRequest(reader_.takeHead());
+  if (!request) {
+    return end();
+  }
+  // Room for the file that a response may need is asked for now.
+  host_.update(*this, {.request = request->size(), .descriptors = 2, .isBusy = true});
   if (socket_ == nullptr) {
     return;
   }
-  head_ = std::make_shared<const std::string>(parser_.takeHead());
-  expectsBody_ = announcesBody(*head_);
+  expectsBody_ = request->expectsBody;
+  request_ = std::make_shared<OpenRequest>(*std::move(request), client_);
   host_.handle(PendingRequest(
-      head_, [weak = weak_from_this(), loop = loop_.shared_from_this()](auto answer) {
-        loop->dispatch([weak, answer = std::move(answer)]() mutable {
-          if (const auto self = weak.lock()) {
-            self->answer(std::move(answer));
-          }
-        });
+      request_, [weak = weak_from_this(), weakLoop = loop_.weak_from_this()](auto response) {
+        if (const auto loop = weakLoop.lock()) {
+          loop->dispatch([weak, response = std::move(response)]() mutable {
+            if (const auto self = weak.lock()) {
+              self->respond(std::move(response));
+            }
+          });
+        }
       }));
-  if (head_ != nullptr) {
+  if (request_ != nullptr) {
     socket_->whenReadable(stepOf(&HttpConnection::watch));
   }
 }
 
 void HttpConnection::watch() {
-  for (int step = 0; head_ != nullptr && step < kStepsInATurn; ++step) {
+  for (int step = 0; request_ != nullptr && step < kMaxSteps; ++step) {
     const auto scratch = host_.scratch();
     const ssize_t count = ::recv(socket_->number(), scratch.data(), scratch.size(), 0);
     if (count < 0 && wouldWait()) {
       return socket_->whenReadable(stepOf(&HttpConnection::watch));
     }
-    if (count == 0) {
-      return probe();
-    }
     if (count < 0) {
       return end();
     }
-    drained_ += static_cast<std::size_t>(count);
-    if (drained_ > kMaxRest) {
+    if (count == 0) {
+      request_->isHalfClosed = true;
+      return socket_->whenBroken(stepOf(&HttpConnection::end));
+    }
+    discarded_ += static_cast<std::size_t>(count);
+    if (discarded_ > kMaxBody) {
       return;
     }
   }
-  if (head_ != nullptr) {
+  if (request_ != nullptr) {
     loop_.post(stepOf(&HttpConnection::watch));
   }
 }
 
-void HttpConnection::probe() {
-  // The client sends no more. It may still listen, or have closed: a browser
-  // does when its page is left. Only bytes that it refuses tell.
-  const ssize_t count =
-      ::send(socket_->number(), kAnswerStart.data(), kAnswerStart.size(), MSG_NOSIGNAL);
-  if (count < 0) {
-    return end();
-  }
-  sent_ = static_cast<std::size_t>(count);
-  socket_->whenBroken(stepOf(&HttpConnection::end));
-}
+// MARK: The response
 
-// MARK: The answer
-
-void HttpConnection::answer(std::optional<HttpResponse> answer) {
+void HttpConnection::respond(std::optional<HttpResponse> response) {
   if (socket_ == nullptr) {
     return;
   }
-  if (!answer) {
+  if (!response) {
     return end();
   }
-  head_.reset();
-  answer_ = std::move(answer);
+  request_.reset();
+  response_ = std::move(response);
   if (takePiece()) {
     send();
   }
@@ -169,17 +179,18 @@ void HttpConnection::answer(std::optional<HttpResponse> answer) {
 
 void HttpConnection::send() {
   const auto self = shared_from_this();
-  for (int step = 0; socket_ != nullptr && step < kStepsInATurn; ++step) {
+  waitsForClient_ = false;
+  for (int step = 0; socket_ != nullptr && step < kMaxSteps; ++step) {
     if (!sendSome()) {
       return;
     }
-    if (sent_ < answer_->head.size() + bodySize(*answer_)) {
+    if (sent_ < response_->head.size() + bodySize(*response_)) {
       continue;
     }
-    if (answer_->file == nullptr || fileOffset_ == answer_->fileSize) {
+    if (response_->file == nullptr || fileOffset_ == response_->fileSize) {
       return close();
     }
-    answer_->head.clear();
+    response_->head.clear();
     sent_ = 0;
     if (!takePiece()) {
       return;
@@ -189,23 +200,25 @@ void HttpConnection::send() {
 }
 
 bool HttpConnection::sendSome() {
-  std::array parts{partOf(answer_->head, sent_), iovec{}};
-  if (answer_->body != nullptr) {
-    parts[1] = partOf(*answer_->body, sent_ - std::min(sent_, answer_->head.size()));
+  std::array parts{partOf(response_->head, sent_), iovec{}};
+  if (response_->body != nullptr) {
+    parts[1] = partOf(*response_->body, sent_ - std::min(sent_, response_->head.size()));
   }
   msghdr message{};
   message.msg_iov = parts.data();
   message.msg_iovlen = parts.size();
-  const bool goesOn = answer_->file != nullptr && fileOffset_ < answer_->fileSize;
+  const bool goesOn = response_->file != nullptr && fileOffset_ < response_->fileSize;
   const ssize_t count =
       ::sendmsg(socket_->number(), &message, MSG_NOSIGNAL | (goesOn ? MSG_MORE : 0));
   if (count >= 0) {
     sent_ += static_cast<std::size_t>(count);
+    accepted_ += static_cast<std::uint64_t>(count);
     return true;
   }
   if (wouldWait()) {
-    update(false);
+    updateSending(false);
     if (socket_ != nullptr) {
+      waitForClient();
       socket_->whenWritable(stepOf(&HttpConnection::send));
     }
   } else {
@@ -215,100 +228,158 @@ bool HttpConnection::sendSome() {
 }
 
 bool HttpConnection::takePiece() {
-  if (answer_->file == nullptr) {
+  if (response_->file == nullptr) {
     return true;
   }
   const auto size =
-      static_cast<std::size_t>(std::min<std::uint64_t>(kPiece, answer_->fileSize - fileOffset_));
-  std::string& buffer = answer_->head;
+      static_cast<std::size_t>(std::min<std::uint64_t>(kPiece, response_->fileSize - fileOffset_));
+  std::string& buffer = response_->head;
   const std::size_t before = buffer.size();
   buffer.resize(before + size);
   // What lies in memory is taken at once; a disk isn't waited for here.
   const iovec target{buffer.data() + before, size};
-  const ssize_t count = ::preadv2(answer_->file->descriptor(), &target, 1,
+  const ssize_t count = ::preadv2(response_->file->descriptor(), &target, 1,
                                   static_cast<off_t>(fileOffset_), RWF_NOWAIT);
   buffer.resize(before + (count > 0 ? static_cast<std::size_t>(count) : 0));
   if (count > 0 || size == 0) {
     fileOffset_ += buffer.size() - before;
     return true;
   }
-  readLater(size);
+  readPieceLater(size);
   return false;
 }
 
-void HttpConnection::readLater(std::size_t size) {
-  update(true);
+void HttpConnection::readPieceLater(std::size_t size) {
+  updateSending(true);
   if (socket_ == nullptr) {
     return;
   }
-  slowReads_->wait([permits = slowReads_, weak = weak_from_this(), loop = loop_.shared_from_this(),
-                    file = answer_->file, size, offset = fileOffset_] {
-    auto piece = weak.expired() ? std::string() : readAt(*file, size, offset);
-    permits->signal();
-    loop->post([weak, piece = std::move(piece)] {
-      const auto self = weak.lock();
-      if (self != nullptr && self->socket_ != nullptr) {
-        self->pieceCame(piece);
-      }
-    });
+  progressAt_.reset();  // it's the disk that is waited for
+  const auto respondLater = [weak = weak_from_this(),
+                             weakLoop = loop_.weak_from_this()](std::string piece) {
+    if (const auto loop = weakLoop.lock()) {
+      loop->post([weak, piece = std::move(piece)] {
+        const auto self = weak.lock();
+        if (self != nullptr && self->socket_ != nullptr) {
+          self->pieceRead(piece);
+        }
+      });
+    }
+  };
+  const auto& queue = response_->isArchived ? queues_.archive : queues_.local;
+  queue->submit(client_, [respondLater, weak = weak_from_this(), file = response_->file, size,
+                          offset = fileOffset_](const AdmissionQueue::Permit&) {
+    if (!weak.expired()) {
+      respondLater(readAt(*file, size, offset));
+    }
   });
 }
 
-void HttpConnection::pieceCame(const std::string& piece) {
+void HttpConnection::pieceRead(const std::string& piece) {
   if (piece.empty()) {
     // The file has become shorter: what the head has told can't be kept.
     return end();
   }
-  answer_->head += piece;
+  response_->head += piece;
   fileOffset_ += piece.size();
   send();
 }
 
-// MARK: The end
+void HttpConnection::updateSending(bool isBusy) {
+  const std::size_t files = response_->file == nullptr ? 0 : 1;
+  host_.update(*this, {.response = response_->head.capacity() + bodySize(*response_) +
+                                   kBufferOverhead * undelivered(),
+                       .descriptors = 1 + files,
+                       .isBusy = isBusy});
+}
+
+// MARK: Waiting for the client
+
+void HttpConnection::waitForClient() {
+  waitsForClient_ = true;
+  host_.waitsForClient(*this);
+}
+
+std::size_t HttpConnection::undelivered() const {
+  int queued = 0;
+  return ::ioctl(socket_->number(), SIOCOUTQ, &queued) == 0 && queued > 0
+             ? static_cast<std::size_t>(queued)
+             : 0;
+}
+
+bool HttpConnection::checkProgress(Time now, std::chrono::milliseconds stall) {
+  if (socket_ == nullptr || !waitsForClient_) {
+    return false;
+  }
+  const std::size_t queued = undelivered();
+  if (isLingering_) {
+    idleChecks_ += queued == 0 ? 1 : 0;
+    if (queued == 0 && (!expectsBody_ || idleChecks_ >= kMaxIdleChecks)) {
+      end();
+      return false;
+    }
+    host_.update(*this, {.response = kBufferOverhead * queued});
+    if (socket_ == nullptr) {
+      return false;
+    }
+  }
+  const std::uint64_t delivered = accepted_ - queued;
+  if (!progressAt_ || delivered != delivered_) {
+    delivered_ = delivered;
+    progressAt_ = now;
+  }
+  if (now - *progressAt_ >= stall) {
+    abort();
+    return false;
+  }
+  return true;
+}
+
+// MARK: Closing
 
 void HttpConnection::close() {
   // Closing while bytes of the client are unread, or still to come, would take
-  // the answer away from it again. Who has sent some behind the head may go on.
+  // the response away from it again. And what the system hasn't delivered would
+  // go on taking memory that nobody counts.
   const bool hasMore = ::recv(socket_->number(), host_.scratch().data(), 1, MSG_PEEK) > 0;
-  if (expectsBody_ || drained_ > 0 || hasMore) {
-    drain();
+  expectsBody_ = expectsBody_ || discarded_ > 0 || hasMore;
+  if (expectsBody_ || undelivered() > 0) {
+    beginLingeringClose();
   } else {
     end();
   }
 }
 
-void HttpConnection::drain() {
+void HttpConnection::beginLingeringClose() {
   ::shutdown(socket_->number(), SHUT_WR);
-  answer_.reset();
-  drained_ = 0;
-  host_.update(*this, {});
+  response_.reset();
+  discarded_ = 0;
+  isLingering_ = true;
+  host_.update(*this, {.response = kBufferOverhead * undelivered()});
   if (socket_ != nullptr) {
-    host_.lingers(*this);
+    waitForClient();
     readRest();
   }
 }
 
 void HttpConnection::readRest() {
   const auto self = shared_from_this();
-  for (int step = 0; socket_ != nullptr && step < kStepsInATurn; ++step) {
+  for (int step = 0; socket_ != nullptr && step < kMaxSteps; ++step) {
     const auto scratch = host_.scratch();
     const ssize_t count = ::recv(socket_->number(), scratch.data(), scratch.size(), 0);
     if (count < 0 && wouldWait()) {
       return socket_->whenReadable(stepOf(&HttpConnection::readRest));
     }
-    drained_ += count > 0 ? static_cast<std::size_t>(count) : 0;
-    if (count <= 0 || drained_ > kMaxRest) {
+    if (count == 0 && undelivered() > 0) {
+      // The client sends no more, and still has to take the rest.
+      return socket_->whenBroken(stepOf(&HttpConnection::end));
+    }
+    discarded_ += count > 0 ? static_cast<std::size_t>(count) : 0;
+    if (count <= 0 || discarded_ > kMaxBody) {
       return end();
     }
   }
   loop_.post(stepOf(&HttpConnection::readRest));
-}
-
-void HttpConnection::update(bool isBusy) {
-  const std::size_t files = answer_->file == nullptr ? 0 : 1;
-  host_.update(*this, {.answer = answer_->head.capacity() + bodySize(*answer_),
-                       .descriptors = 1 + files,
-                       .isBusy = isBusy});
 }
 
 IoLoop::Task HttpConnection::stepOf(void (HttpConnection::*step)()) {

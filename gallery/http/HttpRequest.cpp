@@ -32,13 +32,32 @@ int hexValue(char c) {
   return c >= 'a' && c <= 'f' ? c - 'a' + 10 : -1;
 }
 
-bool startsWithName(std::string_view line, std::string_view name) {
+/// The value of a header line with that name, which is given in lower case.
+std::optional<std::string_view> valueIn(std::string_view line, std::string_view name) {
   const auto sameLetter = [](char a, char b) {
     return a == b || (a >= 'A' && a <= 'Z' && a - 'A' + 'a' == b);
   };
-  return line.size() > name.size() && line[name.size()] == ':' &&
-         std::equal(name.begin(), name.end(), line.begin(),
-                    [&](char b, char a) { return sameLetter(a, b); });
+  const bool hasName = line.size() > name.size() && line[name.size()] == ':' &&
+                       std::equal(name.begin(), name.end(), line.begin(),
+                                  [&](char b, char a) { return sameLetter(a, b); });
+  return hasName ? std::optional(trimmed(line.substr(name.size() + 1), kWhiteSpace)) : std::nullopt;
+}
+
+/// Keeps the line's value if it is the first header of that name.
+void takeHeader(std::optional<std::string>& value, std::string_view line, std::string_view name) {
+  if (const auto found = value ? std::nullopt : valueIn(line, name)) {
+    value = validUtf8(*found);
+  }
+}
+
+/// Reads path and query. False when the target is to be dropped.
+bool takeTarget(HttpRequest& request, std::string_view sent) {
+  const std::string target = validUtf8(sent);
+  std::string_view rest = target;
+  request.path = nextPiece(rest, "?");
+  request.query = rest;
+  const bool hasQuery = target.find('?') != std::string::npos;
+  return !target.empty() && !(hasQuery && rest.empty());
 }
 
 }  // namespace
@@ -62,21 +81,27 @@ std::optional<std::string> percentDecoded(std::string_view text) {
   return validUtf8(bytes) == bytes ? std::optional(std::move(bytes)) : std::nullopt;
 }
 
+std::size_t HttpRequest::size() const {
+  const auto sizeOf = [](const std::optional<std::string>& text) {
+    return text ? text->capacity() : 0;
+  };
+  return sizeof *this + path.capacity() + query.capacity() + sizeOf(host) + sizeOf(authorization);
+}
+
 std::optional<HttpRequest> parseRequest(std::string_view head) {
   std::string_view line = nextPiece(head, kLineEnd);
-  nextPiece(line, " ");  // the method
-  const std::string target = validUtf8(nextPiece(line, " "));
-  if (target.empty()) {
+  const std::string_view method = nextPiece(line, " ");
+  HttpRequest request;
+  if (!takeTarget(request, nextPiece(line, " "))) {
     return std::nullopt;
   }
-  HttpRequest request;
-  std::string_view rest = target;
-  request.path = nextPiece(rest, "?");
-  if (target.find('?') != std::string::npos) {
-    if (rest.empty()) {
-      return std::nullopt;
-    }
-    request.query = rest;
+  request.expectsBody = method != "GET" && method != "HEAD";
+  while (!head.empty()) {
+    line = nextPiece(head, kLineEnd);
+    takeHeader(request.host, line, "host");
+    takeHeader(request.authorization, line, "authorization");
+    request.expectsBody = request.expectsBody || valueIn(line, "content-length") ||
+                          valueIn(line, "transfer-encoding");
   }
   return request;
 }
@@ -91,23 +116,6 @@ HttpQuery parseQuery(std::string_view text) {
     }
   }
   return query;
-}
-
-bool announcesBody(std::string_view head) {
-  const std::string_view method = head.substr(0, head.find(' '));
-  return (method != "GET" && method != "HEAD") || headerValue(head, "content-length") ||
-         headerValue(head, "transfer-encoding");
-}
-
-std::optional<std::string> headerValue(std::string_view head, std::string_view name) {
-  nextPiece(head, kLineEnd);
-  while (!head.empty()) {
-    const std::string_view line = nextPiece(head, kLineEnd);
-    if (startsWithName(line, name)) {
-      return validUtf8(trimmed(line.substr(name.size() + 1), kWhiteSpace));
-    }
-  }
-  return std::nullopt;
 }
 
 }  // namespace vaultmere

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <map>
 #include <optional>
@@ -16,26 +17,28 @@ using HttpQuery = std::map<std::string, std::string, std::less<>>;
 /// stand as U+FFFD. The method is not part of it; every method reads.
 struct HttpRequest {
   std::string path;   ///< neither decoded nor normalised
-  std::string query;  ///< as sent
+  std::string query;  ///< as sent: `parseQuery` takes many times its memory
+  // The first header of each name, without the white space around its value.
+  std::optional<std::string> host;
+  std::optional<std::string> authorization;
+  /// The head announces a body, by its method, a length or a transfer coding. A
+  /// body is never used, but has to be read before the connection is closed.
+  bool expectsBody = false;
 
   bool operator==(const HttpRequest&) const = default;
+
+  /// The bytes of memory that it takes.
+  [[nodiscard]] std::size_t size() const;
 };
 
-/// Reads the first line of a head. Absent when the connection is to be dropped
-/// without an answer: no line, no target, or a "?" with nothing on one side.
+/// Reads a head, which is all before its blank line, in one pass. Absent when
+/// the connection is to be dropped without a response: no line, no target, or a
+/// "?" with nothing on one side.
 [[nodiscard]] std::optional<HttpRequest> parseRequest(std::string_view head);
 
 /// The keys as sent, the values percent-decoded; the last of a key wins. Takes
 /// many times the text's memory: a head may hold a million keys.
 [[nodiscard]] HttpQuery parseQuery(std::string_view text);
-
-/// The value of the first header of that name, which is given in lower case,
-/// without the white space around it. Absent when there is none.
-[[nodiscard]] std::optional<std::string> headerValue(std::string_view head, std::string_view name);
-
-/// Whether the head lets expect a body: by its method, or by a length or a
-/// transfer coding. A body is never read, but its sender has to be borne with.
-[[nodiscard]] bool announcesBody(std::string_view head);
 
 /// The text with its %XX sequences as bytes. Absent when a sequence is broken
 /// or the result isn't UTF-8.

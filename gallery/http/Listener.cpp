@@ -2,17 +2,19 @@
 #include "gallery/http/Listener.h"
 
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <utility>
 
 namespace vaultmere {
 namespace {
 
-/// How many are let in before those who are in get their turn.
-constexpr int kAcceptedInATurn = 8;
+/// Connections that are accepted before those that are open get their turn.
+constexpr int kMaxAccepts = 8;
 
-/// How long nobody is let in when there is no room. The system keeps the next
-/// few thousand waiting.
+/// How long nothing is accepted when there is no room. The system queues the
+/// next few thousand connections.
 constexpr std::chrono::milliseconds kPause{50};
 
 bool isOutOfRoom(int error) {
@@ -21,27 +23,42 @@ bool isOutOfRoom(int error) {
 
 }  // namespace
 
-struct Listener::Door : std::enable_shared_from_this<Door> {
-  Door(IoLoop& theLoop, ConnectionTable& theTable, int descriptor)
-      : loop(theLoop), table(theTable), socket(theLoop, descriptor) {}
+struct Listener::Acceptor : std::enable_shared_from_this<Acceptor> {
+  Acceptor(IoLoop& theLoop, ConnectionTable& theTable, Networks theNetworks, int descriptor)
+      : loop(theLoop),
+        table(theTable),
+        networks(std::move(theNetworks)),
+        socket(theLoop, descriptor) {}
 
   void accept() {
-    for (int count = 0; count < kAcceptedInATurn; ++count) {
+    for (int count = 0; count < kMaxAccepts; ++count) {
       if (table.isFull()) {
         return pause();
       }
-      const int client = ::accept4(socket.number(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+      sockaddr_storage address{};
+      socklen_t size = sizeof address;
+      const int client = ::accept4(socket.number(), reinterpret_cast<sockaddr*>(&address), &size,
+                                   SOCK_NONBLOCK | SOCK_CLOEXEC);
       if (client >= 0) {
-        table.open(client);
+        open(client, PeerAddress::of(address));
       } else if (errno == EAGAIN) {
         return socket.whenReadable(acceptLater());
       } else if (isOutOfRoom(errno)) {
-        table.endSilentLongest();
+        table.evictOne();
         return pause();
       }
-      // Anything else is the trouble of a client that has gone again.
+      // Any other error belongs to a client that has disconnected again.
     }
     loop.post(acceptLater());
+  }
+
+  /// Closes connections from outside of the local networks.
+  void open(int client, const std::optional<PeerAddress>& peer) {
+    if (peer && isServedPeer(*peer, networks)) {
+      table.open(client, *peer);
+    } else {
+      ::close(client);
+    }
   }
 
   void pause() { loop.after(kPause, acceptLater()); }
@@ -56,13 +73,15 @@ struct Listener::Door : std::enable_shared_from_this<Door> {
 
   IoLoop& loop;
   ConnectionTable& table;
+  const Networks networks;
   Descriptor socket;
 };
 
-Listener::Listener(IoLoop& loop, ConnectionTable& table, const std::vector<int>& sockets) {
+Listener::Listener(IoLoop& loop, ConnectionTable& table, const std::vector<int>& sockets,
+                   const Networks& networks) {
   for (const int socket : sockets) {
-    doors_.push_back(std::make_shared<Door>(loop, table, socket));
-    doors_.back()->accept();
+    acceptors_.push_back(std::make_shared<Acceptor>(loop, table, networks, socket));
+    acceptors_.back()->accept();
   }
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -9,17 +10,22 @@
 
 namespace vaultmere {
 
-/// Accepts clients until it is destroyed. On the loop's thread; both arguments
-/// outlive it.
+/// Accepts connections from the local networks until it is destroyed; others are
+/// closed at once. On the loop's thread; loop and table outlive it.
 class Listener {
  public:
+  /// Gives the networks of this machine. Called often: takes a while at most
+  /// when they may have changed.
+  using Networks = std::function<std::vector<Network>()>;
+
   /// Takes over sockets that listen and don't block.
-  Listener(IoLoop& loop, ConnectionTable& table, const std::vector<int>& sockets);
+  Listener(IoLoop& loop, ConnectionTable& table, const std::vector<int>& sockets,
+           const Networks& networks);
 
  private:
   /// One socket. Shared with the tasks that wait for it.
-  struct Door;
-  std::vector<std::shared_ptr<Door>> doors_;
+  struct Acceptor;
+  std::vector<std::shared_ptr<Acceptor>> acceptors_;
 };
 
 }  // namespace vaultmere

@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -49,20 +50,38 @@ Address anyAddress(int family, std::uint16_t port) {
   return address;
 }
 
-bool switchOn(int socket, int level, int option) {
-  const int on = 1;
-  return ::setsockopt(socket, level, option, &on, sizeof on) == 0;
+/// Bytes that the system buffers of a response; it takes twice that of memory.
+/// Without a limit a client that reads nothing gets megabytes.
+constexpr int kSendBuffer = 128 * 1024;
+
+/// A client that acknowledges nothing for so long has vanished.
+constexpr int kUserTimeout = 30'000;  // milliseconds
+
+/// How long an idle connection goes unchecked.
+constexpr int kKeepAlive = 60;  // seconds
+
+bool set(int socket, int level, int option, int value) {
+  return ::setsockopt(socket, level, option, &value, sizeof value) == 0;
+}
+
+bool switchOn(int socket, int level, int option) { return set(socket, level, option, 1); }
+
+/// What accepted sockets take over from the listening one.
+bool setConnectionOptions(int socket) {
+  return switchOn(socket, SOL_SOCKET, SO_KEEPALIVE) &&
+         set(socket, IPPROTO_TCP, TCP_KEEPIDLE, kKeepAlive) &&
+         set(socket, SOL_SOCKET, SO_SNDBUF, kSendBuffer) &&
+         set(socket, IPPROTO_TCP, TCP_USER_TIMEOUT, kUserTimeout);
 }
 
 /// Makes the socket listen; gives the errno of what failed, else 0.
 int listenOn(int socket, int family, std::uint16_t port) {
   Address address = anyAddress(family, port);
-  // Each family has a socket of its own. Keeping alive passes on to accepted
-  // sockets: clients that have vanished without a word go in the end.
-  const bool isReady =
-      switchOn(socket, SOL_SOCKET, SO_REUSEADDR) && switchOn(socket, SOL_SOCKET, SO_KEEPALIVE) &&
-      (family != AF_INET6 || switchOn(socket, IPPROTO_IPV6, IPV6_V6ONLY)) &&
-      ::bind(socket, address.get(), address.size) == 0 && ::listen(socket, SOMAXCONN) == 0;
+  // Each family has a socket of its own.
+  const bool isReady = switchOn(socket, SOL_SOCKET, SO_REUSEADDR) && setConnectionOptions(socket) &&
+                       (family != AF_INET6 || switchOn(socket, IPPROTO_IPV6, IPV6_V6ONLY)) &&
+                       ::bind(socket, address.get(), address.size) == 0 &&
+                       ::listen(socket, SOMAXCONN) == 0;
   return isReady ? 0 : errno;
 }
 

@@ -24,14 +24,14 @@ std::string pictureHead(std::string_view type, std::uint64_t length) {
       type, length);
 }
 
-std::string notFoundAnswer() {
+std::string notFoundResponse() {
   return "HTTP/1.1 404 Not Found\r\n"
          "Content-Type: text/plain\r\n"
          "Content-Length: 0\r\n"
          "Connection: close\r\n\r\n";
 }
 
-std::string unauthorisedAnswer() {
+std::string unauthorisedResponse() {
   return "HTTP/1.1 401 Unauthorized\r\n"
          "WWW-Authenticate: Basic realm=\"Vaultmere Gallery\", charset=\"UTF-8\"\r\n"
          "Content-Type: text/plain\r\n"

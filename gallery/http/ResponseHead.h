@@ -5,12 +5,9 @@
 #include <string>
 #include <string_view>
 
-// The heads of all answers, with their blank line. The order of the lines, and
+// The heads of all responses, with their blank line. The order of the lines, and
 // that there are no others, is part of the gallery's interface: never change.
 namespace vaultmere {
-
-/// What every answer begins with.
-inline constexpr std::string_view kAnswerStart = "HTTP/1.1 ";
 
 /// 200 for files of the page, and for JSON.
 [[nodiscard]] std::string okHead(std::string_view type, std::uint64_t length);
@@ -19,9 +16,9 @@ inline constexpr std::string_view kAnswerStart = "HTTP/1.1 ";
 [[nodiscard]] std::string pictureHead(std::string_view type, std::uint64_t length);
 
 /// 404, whole: it has no body.
-[[nodiscard]] std::string notFoundAnswer();
+[[nodiscard]] std::string notFoundResponse();
 
 /// 401, whole.
-[[nodiscard]] std::string unauthorisedAnswer();
+[[nodiscard]] std::string unauthorisedResponse();
 
 }  // namespace vaultmere

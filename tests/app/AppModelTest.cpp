@@ -146,7 +146,7 @@ TEST_F(AppModelTest, ANewDestinationTakesOver) {
   EXPECT_TRUE(archive_.files().empty());
 }
 
-TEST_F(AppModelTest, TheGalleryIsOpenedAndClosed) {
+TEST_F(AppModelTest, StartsAndStopsTheGallery) {
   const LogCapture log;
   AppModel& model = start();
   const auto ask = [&](const std::string& headers = {}) {
@@ -180,7 +180,7 @@ TEST_F(AppModelTest, TheGalleryIsOpenedAndClosed) {
   EXPECT_ANY_THROW(ask());
 }
 
-TEST_F(AppModelTest, SilentVisitorsOfTheGalleryDontHoldUpAnImport) {
+TEST_F(AppModelTest, ImportsBesideFiveThousandSilentGalleryClients) {
   const std::size_t granted = raiseDescriptorLimit();
   AppModel& model = startWithDestination();
   const std::uint16_t port = ListeningSockets(0).port();

@@ -3,6 +3,7 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -23,32 +24,35 @@ namespace vaultmere {
 /// with an exception.
 class GalleryClient {
  public:
-  explicit GalleryClient(std::uint16_t port, int receiveBuffer = 0)
+  /// `address` is one of this machine's IPv4 loopback addresses, to connect from.
+  explicit GalleryClient(std::uint16_t port, int receiveBuffer = 0,
+                         const char* address = "127.0.0.1")
       : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    const timeval patience{60, 0};
-    ::setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-    ::setsockopt(socket_, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
+    const timeval timeout{60, 0};
+    ::setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
+    ::setsockopt(socket_, SOL_SOCKET, SO_SNDTIMEO, &timeout, sizeof timeout);
     if (receiveBuffer > 0) {
       ::setsockopt(socket_, SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
     }
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (::connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+    const int on = 1;  // many clients may then use the same port for different servers
+    ::setsockopt(socket_, IPPROTO_IP, IP_BIND_ADDRESS_NO_PORT, &on, sizeof on);
+    const sockaddr_in own = endpoint(address, 0);
+    const sockaddr_in server = endpoint("127.0.0.1", port);
+    if (::bind(socket_, reinterpret_cast<const sockaddr*>(&own), sizeof own) != 0 ||
+        ::connect(socket_, reinterpret_cast<const sockaddr*>(&server), sizeof server) != 0) {
       const int error = errno;
-      leave();
+      close();
       throw std::system_error(error, std::generic_category(), "connect");
     }
   }
-  ~GalleryClient() { leave(); }
+  ~GalleryClient() { close(); }
   GalleryClient(GalleryClient&& other) noexcept : socket_(std::exchange(other.socket_, -1)) {}
   GalleryClient& operator=(GalleryClient&& other) noexcept {
     std::swap(socket_, other.socket_);
     return *this;
   }
 
-  /// False when the server has gone.
+  /// False when the server has closed.
   bool send(std::string_view bytes) {
     while (!bytes.empty()) {
       const ssize_t count = ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
@@ -60,7 +64,7 @@ class GalleryClient {
     return true;
   }
 
-  /// Says that nothing more will be sent.
+  /// Half-closes: nothing more will be sent.
   void finishSending() { ::shutdown(socket_, SHUT_WR); }
 
   /// Up to `size` bytes; fewer at the end of the connection.
@@ -91,20 +95,35 @@ class GalleryClient {
   /// Waits until the server closes; true when it sent nothing before.
   bool isDropped() { return receiveAll().empty(); }
 
-  void leave() {
+  void close() {
     if (const int socket = std::exchange(socket_, -1); socket >= 0) {
       ::close(socket);
     }
   }
 
-  /// Goes without a farewell, as when the process is killed with bytes unread.
-  void vanish() {
-    const linger abruptly{1, 0};
-    ::setsockopt(socket_, SOL_SOCKET, SO_LINGER, &abruptly, sizeof abruptly);
-    leave();
+  /// Resets the connection, as when the process is killed with bytes unread.
+  void reset() {
+    const linger reset{1, 0};
+    ::setsockopt(socket_, SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
+    close();
+  }
+
+  /// Waits, without reading, until the server has reset the connection; false
+  /// after a minute.
+  bool waitUntilReset() {
+    pollfd poll{socket_, 0, 0};
+    return ::poll(&poll, 1, 60'000) == 1 && (poll.revents & POLLERR) != 0;
   }
 
  private:
+  static sockaddr_in endpoint(const char* address, std::uint16_t port) {
+    sockaddr_in endpoint{};
+    endpoint.sin_family = AF_INET;
+    endpoint.sin_port = htons(port);
+    ::inet_pton(AF_INET, address, &endpoint.sin_addr);
+    return endpoint;
+  }
+
   int socket_ = -1;
   bool wasReset_ = false;
 };

@@ -18,11 +18,12 @@
 
 namespace vaultmere {
 
-/// A gallery of files in a folder: "<id>.jpg" are the thumbnails, all others
-/// are the pictures.
-class FolderContent : public GalleryBackend {
+/// A gallery of files in a folder: "<id>.jpg" are the thumbnails, "<id>.made" the
+/// renditions, all others are originals. A browser shows those whose id has no
+/// "raw" in it.
+class FolderBackend : public GalleryBackend {
  public:
-  explicit FolderContent(std::filesystem::path folder) : folder_(std::move(folder)) {}
+  explicit FolderBackend(std::filesystem::path folder) : folder_(std::move(folder)) {}
 
   [[nodiscard]] std::optional<std::filesystem::path> thumbnailFile(
       std::string_view id) const override {
@@ -30,42 +31,50 @@ class FolderContent : public GalleryBackend {
         id.size() == 64 && id.find_first_not_of("0123456789abcdef") == std::string_view::npos;
     return isId ? std::optional(folder_ / (std::string(id) + ".jpg")) : std::nullopt;
   }
+  [[nodiscard]] bool isArchiveOnline() const override { return isOnline; }
 
-  void makeThumbnail(const std::string& id, std::function<void()> done) override {
-    {
-      const std::lock_guard lock(mutex_);
-      made_.insert(id);
-    }
-    if (onMake) {
-      onMake(id);
-    }
-    done();
+  [[nodiscard]] std::optional<PhotoRef> photo(const std::string& id) override {
+    const bool isRaw = id.find("raw") != std::string::npos;
+    return id == "none" ? std::nullopt
+                        : std::optional(PhotoRef{id, isRaw ? "dng" : "png", {}, {}, {}});
   }
-
-  void displayImage(const std::string& id,
-                    std::function<void(std::optional<Picture>)> callback) override {
-    if (onDisplay) {
-      onDisplay();
-    }
-    callback(id == "none" ? std::nullopt : std::optional(Picture{folder_ / id, "image/png"}));
-  }
-
   [[nodiscard]] std::optional<std::string> photos(const HttpQuery& query) override {
-    if (onPhotos) {
-      onPhotos();
-    }
+    call(onPhotos);
     return query.contains("drop") ? std::nullopt : std::optional(text(query));
   }
-  [[nodiscard]] Statistics stats() override {
-    if (onStats) {
-      onStats();
-    }
-    return {R"({"computed":)" + std::to_string(++computed) + "}"};
+  [[nodiscard]] GalleryAPI::Statistics stats() override {
+    call(onStats);
+    return {R"({"computed":)" + std::to_string(++computed) + "}", true};
   }
   [[nodiscard]] std::string colours(const HttpQuery& query) override { return text(query); }
   [[nodiscard]] std::string geo(const HttpQuery& query) override {
     return query.contains("throw") ? throw std::runtime_error("no such place")
                                    : std::string(large, 'g');
+  }
+
+  [[nodiscard]] std::shared_ptr<File> openRendition(const PhotoRef& ref) override {
+    return open(folder_ / (ref.id + ".made"));
+  }
+  [[nodiscard]] std::optional<Original> openOriginal(const PhotoRef& ref) override {
+    call(onOriginal);
+    auto file = open(folder_ / ref.id);
+    return file || ref.id.size() == 64 ? std::optional(Original{std::move(file), ref})
+                                       : std::nullopt;
+  }
+  void makeThumbnail(const PhotoRef& ref, std::function<void()> done) override {
+    {
+      const std::lock_guard lock(mutex_);
+      made_.insert(ref.id);
+    }
+    if (onMake) {
+      onMake(ref.id);
+    }
+    done();
+  }
+  void makeRendition(const PhotoRef& ref, std::function<void()> done) override {
+    call(onRendition);
+    writeText(folder_ / (ref.id + ".made"), "made of " + ref.id);
+    done();
   }
 
   [[nodiscard]] std::set<std::string> made() const {
@@ -74,13 +83,27 @@ class FolderContent : public GalleryBackend {
   }
 
   std::function<void(const std::string&)> onMake;
-  std::function<void()> onDisplay;
   std::function<void()> onPhotos;
   std::function<void()> onStats;
+  std::function<void()> onOriginal;
+  std::function<void()> onRendition;
+  std::atomic<bool> isOnline = true;
   std::atomic<int> computed = 0;
   std::size_t large = 10;
 
  private:
+  static void call(const std::function<void()>& hook) {
+    if (hook) {
+      hook();
+    }
+  }
+  static std::shared_ptr<File> open(const std::filesystem::path& path) {
+    try {
+      return std::make_shared<File>(File::openForReading(path));
+    } catch (const FileError&) {
+      return nullptr;
+    }
+  }
   static std::string text(const HttpQuery& query) {
     std::string pairs;
     for (const auto& [key, value] : query) {
@@ -101,7 +124,7 @@ class GalleryFixture : public testing::Test {
 
   void serve(GalleryServer::Options options = {}, const std::string& password = {}) {
     options.page = folder_ / "page";
-    server_ = std::make_unique<GalleryServer>(content_, pool_, options);
+    server_ = std::make_unique<GalleryServer>(backend_, options);
     server_->start(0, password);
   }
 
@@ -120,8 +143,8 @@ class GalleryFixture : public testing::Test {
     return send("GET " + target + " HTTP/1.1\r\nHost: gallery\r\n" + headers + "\r\n");
   }
 
-  /// Comes back when all that was sent before has been read by the server. It
-  /// lets a few clients in at once before it looks at those who are in.
+  /// Returns when all that was sent before has been read by the server, which
+  /// accepts a few connections before it reads from open ones.
   void settle() const {
     for (int i = 0; i < 20; ++i) {
       ASSERT_NE(ask("/config.js"), "");
@@ -131,15 +154,13 @@ class GalleryFixture : public testing::Test {
   static std::string json(const std::string& body) {
     return okHead("application/json", body.size()) + body;
   }
+  static std::string jpeg(const std::string& bytes) { return picture("image/jpeg", bytes); }
   static std::string picture(const std::string& type, const std::string& bytes) {
     return pictureHead(type, bytes.size()) + bytes;
   }
 
   TemporaryFolder folder_;
-  /// As many as the program has, or fewer.
-  const unsigned threads_ = std::clamp(activeProcessors() - 1, 2U, 8U) + 3;
-  ThreadPool pool_{threads_};
-  const std::shared_ptr<FolderContent> content_ = std::make_shared<FolderContent>(folder_.path());
+  const std::shared_ptr<FolderBackend> backend_ = std::make_shared<FolderBackend>(folder_.path());
   std::unique_ptr<GalleryServer> server_;
 };
 

@@ -25,9 +25,9 @@ class GalleryLimitsTest : public GalleryFixture {
   }
 };
 
-TEST_F(GalleryLimitsTest, PastTheBudgetOfHeadsTheSilentLongestGoes) {
+TEST_F(GalleryLimitsTest, EvictsTheLeastRecentlyActivePastTheRequestBudget) {
   GalleryServer::Options options;
-  options.headBytes = 200'000;
+  options.requestBytes = 200'000;
   serve(options);
   GalleryClient talkative = std::move(unfinished(1, 20'000).front());
   std::vector<GalleryClient> silent;
@@ -43,9 +43,9 @@ TEST_F(GalleryLimitsTest, PastTheBudgetOfHeadsTheSilentLongestGoes) {
   }
 }
 
-TEST_F(GalleryLimitsTest, AThousandEndlessHeadsStayWithinTheBudget) {
+TEST_F(GalleryLimitsTest, KeepsAThousandEndlessHeadsWithinTheBudget) {
   GalleryServer::Options options;
-  options.headBytes = 4'000'000;
+  options.requestBytes = 4'000'000;
   serve(options);
   std::vector<GalleryClient> clients;
   const std::string piece = "GET /config.js HTTP/1.1\r\nA: " + std::string(100'000, 'a');
@@ -63,7 +63,7 @@ TEST_F(GalleryLimitsTest, AThousandEndlessHeadsStayWithinTheBudget) {
   EXPECT_LE(answered, 40);
 }
 
-TEST_F(GalleryLimitsTest, PastTheLastDescriptorTheSilentLongestGoes) {
+TEST_F(GalleryLimitsTest, EvictsTheLeastRecentlyActivePastTheLastDescriptor) {
   GalleryServer::Options options;
   options.descriptors = 20;
   serve(options);
@@ -75,9 +75,9 @@ TEST_F(GalleryLimitsTest, PastTheLastDescriptorTheSilentLongestGoes) {
   EXPECT_TRUE(clients.back().receiveAll().starts_with("HTTP/1.1 200 "));
 }
 
-TEST_F(GalleryLimitsTest, StatisticsAreComputedOnceForAllWhoAskMeanwhile) {
+TEST_F(GalleryLimitsTest, ComputesStatisticsOnceForConcurrentRequests) {
   std::promise<void> allHaveAsked;
-  content_->onStats = [asked = allHaveAsked.get_future().share()] { asked.wait(); };
+  backend_->onStats = [asked = allHaveAsked.get_future().share()] { asked.wait(); };
   serve();
   std::vector<GalleryClient> clients;
   for (int i = 0; i < 50; ++i) {
@@ -91,10 +91,10 @@ TEST_F(GalleryLimitsTest, StatisticsAreComputedOnceForAllWhoAskMeanwhile) {
   }
 }
 
-TEST_F(GalleryLimitsTest, ClientsThatDontTakeTheirAnswersAreBounded) {
+TEST_F(GalleryLimitsTest, EvictsClientsThatDontTakeTheirResponses) {
   GalleryServer::Options options;
-  options.answerBytes = 20'000'000;
-  content_->large = 9'000'000;
+  options.responseBytes = 20'000'000;
+  backend_->large = 9'000'000;
   serve(options);
   std::vector<GalleryClient> clients;
   for (int i = 0; i < 4; ++i) {
@@ -102,11 +102,45 @@ TEST_F(GalleryLimitsTest, ClientsThatDontTakeTheirAnswersAreBounded) {
     clients.back().send("GET /api/geo HTTP/1.1\r\n\r\n");
     EXPECT_EQ(clients.back().receive(10).size(), 10U);
   }
-  EXPECT_LT(clients[0].receiveAll().size(), content_->large);
-  EXPECT_GT(clients[3].receiveAll().size(), content_->large);
+  EXPECT_LT(clients[0].receiveAll().size(), backend_->large);
+  EXPECT_GT(clients[3].receiveAll().size(), backend_->large);
 }
 
-TEST_F(GalleryLimitsTest, FiveThousandSilentClientsDisturbNobody) {
+TEST_F(GalleryLimitsTest, EndsConnectionsThatTakeNothing) {
+  GalleryServer::Options options;
+  options.stall = std::chrono::milliseconds(50);
+  backend_->large = 9'000'000;
+  writeNoise(folder_ / "page/app.js", 60'000);
+  serve(options);
+  for (const char* target : {"/api/geo", "/app.js"}) {  // more and less than the system buffers
+    GalleryClient client = connect(4096);
+    client.send("GET " + std::string(target) + " HTTP/1.1\r\n\r\n");
+    EXPECT_TRUE(client.waitUntilReset()) << target;
+  }
+  GalleryClient open = connect();
+  open.send("POST /config.js HTTP/1.1\r\n\r\n");
+  EXPECT_TRUE(open.receiveAll().starts_with("HTTP/1.1 200 "));
+  while (open.send("a body without an end")) {
+  }
+}
+
+TEST_F(GalleryLimitsTest, CountsWhatTheSystemBuffersForClients) {
+  // 60 responses that the program has handed over whole, and nobody reads.
+  GalleryServer::Options options;
+  options.responseBytes = 2'000'000;
+  backend_->large = 100'000;
+  serve(options);
+  std::vector<GalleryClient> clients;
+  for (int i = 0; i < 60; ++i) {
+    clients.push_back(connect(4096));
+    clients.back().send("GET /api/geo HTTP/1.1\r\n\r\n");
+    EXPECT_EQ(clients.back().receive(10).size(), 10U);
+  }
+  EXPECT_TRUE(clients.front().waitUntilReset());
+  EXPECT_GE(clients.back().receiveAll().size(), backend_->large);
+}
+
+TEST_F(GalleryLimitsTest, ServesBesideFiveThousandSilentClients) {
   const std::size_t granted = raiseDescriptorLimit();
   serve();
   // Both ends are in this process.
@@ -120,7 +154,7 @@ TEST_F(GalleryLimitsTest, FiveThousandSilentClientsDisturbNobody) {
   EXPECT_TRUE(silent.front().receiveAll().starts_with("HTTP/1.1 200 "));
 }
 
-TEST_F(GalleryLimitsTest, TheArchiveKeepsDescriptorsOfItsOwn) {
+TEST_F(GalleryLimitsTest, LeavesDescriptorsToTheArchive) {
   const std::size_t granted = raiseDescriptorLimit();
   rlimit limit{};
   ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
@@ -129,9 +163,9 @@ TEST_F(GalleryLimitsTest, TheArchiveKeepsDescriptorsOfItsOwn) {
 
 // MARK: Starting and stopping
 
-TEST_F(GalleryLimitsTest, APortThatIsTakenOrNoneIsReported) {
+TEST_F(GalleryLimitsTest, ReportsPortsThatAreTakenOrInvalid) {
   serve();
-  GalleryServer second(content_, pool_, {});
+  GalleryServer second(backend_, {});
   struct {
     int port;
     ServerError::Kind kind;
@@ -157,7 +191,7 @@ TEST_F(GalleryLimitsTest, APortThatIsTakenOrNoneIsReported) {
   EXPECT_EQ(second.port(), port);
 }
 
-TEST_F(GalleryLimitsTest, OpenConnectionsOutliveStopAndRestart) {
+TEST_F(GalleryLimitsTest, KeepsOpenConnectionsOverStopAndRestart) {
   serve();
   GalleryClient stopped = connect();
   stopped.send("GET /config.js HTTP/1.1\r\n");
@@ -175,7 +209,7 @@ TEST_F(GalleryLimitsTest, OpenConnectionsOutliveStopAndRestart) {
   EXPECT_TRUE(stopped.receiveAll().starts_with("HTTP/1.1 200 "));
 }
 
-TEST_F(GalleryLimitsTest, BothFamiliesAreServed) {
+TEST_F(GalleryLimitsTest, ServesBothAddressFamilies) {
   const int socket = ::socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0);
   serve();
   sockaddr_in6 address{};

@@ -2,8 +2,8 @@
 #include <unistd.h>
 
 #include <fstream>
-#include <future>
 #include <latch>
+#include <thread>
 #include <vector>
 
 #include "gallery/http/ConcurrencyLimits.h"
@@ -26,15 +26,16 @@ std::size_t residentBytes() {
 class GalleryWorkTest : public GalleryFixture {
  protected:
   GalleryWorkTest() {
-    content_->onPhotos = [this] { work(queries_); };
-    content_->onDisplay = [this] { work(pictures_); };
-    content_->onMake = [this](const std::string&) { work(thumbnails_); };
+    backend_->onPhotos = [this] { work(queries_); };
+    backend_->onOriginal = [this] { work(originals_); };
+    backend_->onRendition = [this] { work(renditions_); };
+    backend_->onMake = [this](const std::string&) { work(thumbnails_); };
     writeText(folder_ / "p", "a picture");
+    writeText(folder_ / "raw", "a negative");
   }
   ~GalleryWorkTest() override {
-    server_.reset();
     goOn();
-    pool_.join();
+    server_.reset();
   }
 
   void work(std::atomic<int>& kind) {
@@ -55,27 +56,20 @@ class GalleryWorkTest : public GalleryFixture {
     }
   }
 
-  /// Comes back when the pool has begun all that it was given until now.
-  void poolSettles() {
-    std::promise<void> ran;
-    pool_.post([&] { ran.set_value(); });
-    ran.get_future().wait();
-  }
-
-  /// A client that has asked, for the test to wait with it.
-  GalleryClient waiting(const std::string& target) {
-    GalleryClient client = connect();
+  /// A client that has sent its request, for the test to wait with it.
+  GalleryClient waiting(const std::string& target, const char* address = "127.0.0.1") {
+    GalleryClient client(server_->port(), 0, address);
     client.send("GET " + target + " HTTP/1.1\r\n\r\n");
     return client;
   }
 
-  std::vector<GalleryClient> waiting(int count, const std::string& target) {
+  std::vector<GalleryClient> waiting(int count, const std::string& target,
+                                     const char* address = "127.0.0.1") {
     std::vector<GalleryClient> clients;
     for (int i = 0; i < count; ++i) {
-      clients.push_back(waiting(target));
+      clients.push_back(waiting(target, address));
     }
     settle();
-    poolSettles();
     return clients;
   }
 
@@ -85,114 +79,130 @@ class GalleryWorkTest : public GalleryFixture {
 
   std::latch mayGoOn_{1};
   std::atomic<int> queries_ = 0;
-  std::atomic<int> pictures_ = 0;
+  std::atomic<int> originals_ = 0;
+  std::atomic<int> renditions_ = 0;
   std::atomic<int> thumbnails_ = 0;
 };
 
-TEST_F(GalleryWorkTest, SlowQueriesLeaveThePoolAndThePicturesAlone) {
-  content_->onDisplay = nullptr;
+TEST_F(GalleryWorkTest, ServesTheRestWhileTheArchiveDoesntAnswer) {
+  writeText(folder_ / (std::string(64, 'b') + ".jpg"), "a thumbnail");
+  backend_->onPhotos = nullptr;
   serve();
-  auto clients = waiting(10, kPage);
+  const auto hanging = waiting(10, "/img/p");
+  const auto others = waiting(10, "/img/raw", "127.0.0.2");
+  EXPECT_EQ(ask(thumbnail(1)), notFoundResponse());
+  waitUntilBegun(originals_, kArchiveReads.atOnce);
+  EXPECT_EQ(ask(kPage), json("a=b;"));
+  EXPECT_EQ(ask("/api/stats"), json("{\"computed\":1}"));
+  EXPECT_EQ(ask("/thumb/" + std::string(64, 'b')), jpeg("a thumbnail"));
+  EXPECT_EQ(ask("/"), okHead("text/html; charset=utf-8", 15) + "<!doctype html>");
+  EXPECT_EQ(originals_, kArchiveReads.atOnce);
+}
+
+TEST_F(GalleryWorkTest, ServesTheRestWhileDecodesRun) {
+  backend_->onOriginal = nullptr;
+  backend_->onPhotos = nullptr;
+  serve();
+  const auto hanging = waiting(10, "/img/raw");
+  waitUntilBegun(renditions_, renditionLimits().perClient);
+  EXPECT_EQ(ask(kPage), json("a=b;"));
   EXPECT_EQ(ask("/img/p"), picture("image/png", "a picture"));
-  poolSettles();
-  waitUntilBegun(queries_, kQueriesAtOnce);
-  EXPECT_EQ(queries_, kQueriesAtOnce);
+}
+
+TEST_F(GalleryWorkTest, OneClientHasAShareOfTheQueries) {
+  serve();
+  const auto many = waiting(50, kPage);
+  waitUntilBegun(queries_, kCatalogReads.perClient);
+  auto other = waiting(1, kPage, "127.0.0.2");
+  waitUntilBegun(queries_, kCatalogReads.atOnce);
+  EXPECT_EQ(queries_, kCatalogReads.perClient + 1);
   goOn();
-  for (GalleryClient& client : clients) {
+  EXPECT_EQ(other.front().receiveAll(), json("a=b;"));
+}
+
+TEST_F(GalleryWorkTest, MakesDisplayImagesBeforeQueuedThumbnails) {
+  backend_->onOriginal = nullptr;
+  std::atomic<int> begunBefore = 0;
+  backend_->onRendition = [&] {
+    begunBefore = thumbnails_.load();
+    work(renditions_);
+  };
+  serve();
+  const auto first = waiting(renditionLimits().perClient, "/img/raw1");
+  for (int i = 0; i < 90; ++i) {
+    EXPECT_EQ(ask(thumbnail(i)), notFoundResponse());
+  }
+  writeText(folder_ / "raw2", "another negative");
+  GalleryClient last = waiting("/img/raw2");
+  settle();
+  goOn();
+  EXPECT_EQ(last.receiveAll(), jpeg("made of raw2"));
+  EXPECT_LE(begunBefore, 2 * renditionLimits().atOnce);
+}
+
+TEST_F(GalleryWorkTest, DropsWorkOfDisconnectedClients) {
+  serve();
+  auto pages = waiting(kCatalogReads.perClient, kPage);
+  waitUntilBegun(queries_, kCatalogReads.perClient);
+  for (GalleryClient& client : waiting(10, kPage)) {
+    client.reset();
+  }
+  for (GalleryClient& client : waiting(10, kPage)) {
+    client.send(std::string(100'000, 'b'));
+    client.reset();
+  }
+  GalleryClient last = waiting(kPage);
+  settle();
+  goOn();
+  EXPECT_EQ(last.receiveAll(), json("a=b;"));
+  EXPECT_EQ(queries_, kCatalogReads.perClient + 1);
+}
+
+TEST_F(GalleryWorkTest, ServesHalfClosedClientsLastAndWithoutStrayBytes) {
+  serve();
+  const auto pages = waiting(kCatalogReads.perClient, kPage);
+  waitUntilBegun(queries_, kCatalogReads.perClient);
+  auto halfClosed = waiting(10, kPage);
+  auto dropped = waiting(1, "/api/photos?drop=1");
+  dropped.front().finishSending();
+  for (GalleryClient& client : halfClosed) {
+    client.finishSending();
+  }
+  settle();
+  GalleryClient last = waiting("/api/colors?c=d");
+  settle();
+  goOn();
+  EXPECT_EQ(last.receiveAll(), json("c=d;"));
+  for (GalleryClient& client : halfClosed) {
     EXPECT_EQ(client.receiveAll(), json("a=b;"));
   }
+  EXPECT_TRUE(dropped.front().isDropped()) << "with no byte before";
 }
 
-TEST_F(GalleryWorkTest, AllKindsTogetherLeaveAThreadOfThePool) {
+TEST_F(GalleryWorkTest, BeginsNothingThatIsQueuedWhenTheServerEnds) {
+  backend_->onStats = [] { ADD_FAILURE() << "statistics for a server that has ended"; };
   serve();
+  const auto originals = waiting(10, "/img/p");
   for (int i = 0; i < 10; ++i) {
-    EXPECT_EQ(ask(thumbnail(i)), notFoundAnswer());
-  }
-  const auto pictures = waiting(10, "/img/p");
-  const auto pages = waiting(10, kPage);
-  // One less for the pieces of files.
-  EXPECT_LT(queries_ + pictures_ + thumbnails_, static_cast<int>(threads_) - kSlowReadsAtOnce);
-}
-
-TEST_F(GalleryWorkTest, APictureDoesntWaitForAThousandThumbnails) {
-  std::atomic<int> begunBefore = 0;
-  content_->onDisplay = [&] {
-    begunBefore = thumbnails_.load();
-    work(pictures_);
-  };
-  serve();
-  const auto first = waiting(picturesAtOnce(), "/img/p");
-  waitUntilBegun(pictures_, picturesAtOnce());
-  for (int i = 0; i < 90; ++i) {
-    EXPECT_EQ(ask(thumbnail(i)), notFoundAnswer());
-  }
-  GalleryClient last = waiting("/img/p");
-  settle();
-  goOn();
-  EXPECT_EQ(last.receiveAll(), picture("image/png", "a picture"));
-  EXPECT_LE(begunBefore, 2 * picturesAtOnce());
-}
-
-TEST_F(GalleryWorkTest, WhoHasLeftIsNotServed) {
-  const struct {
-    const char* name;
-    std::function<void(GalleryClient&)> leave;
-  } rows[] = {
-      {"closes", [](GalleryClient& client) { client.leave(); }},
-      {"breaks off", [](GalleryClient& client) { client.vanish(); }},
-      {"sends more and closes",
-       [](GalleryClient& client) {
-         client.send(std::string(100'000, 'b'));
-         client.finishSending();
-         client.leave();
-       }},
-  };
-  serve();
-  const auto pages = waiting(kQueriesAtOnce, kPage);
-  const auto pictures = waiting(picturesAtOnce(), "/img/p");
-  waitUntilBegun(queries_, kQueriesAtOnce);
-  waitUntilBegun(pictures_, picturesAtOnce());
-  for (const auto& row : rows) {
-    for (const std::string& target : {kPage, std::string("/img/p")}) {
-      for (GalleryClient& client : waiting(10, target)) {
-        row.leave(client);
-      }
-    }
-  }
-  GalleryClient page = waiting(kPage);
-  GalleryClient picture = waiting("/img/p");
-  GalleryClient half = waiting(kPage);
-  half.finishSending();
-  settle();
-  goOn();
-  EXPECT_EQ(page.receiveAll(), json("a=b;"));
-  EXPECT_EQ(half.receiveAll(), json("a=b;")) << "sends no more, but listens";
-  EXPECT_EQ(picture.receiveAll(), GalleryFixture::picture("image/png", "a picture"));
-  EXPECT_EQ(queries_, kQueriesAtOnce + 2);
-  EXPECT_EQ(pictures_, picturesAtOnce() + 1);
-}
-
-TEST_F(GalleryWorkTest, WhatWaitsIsNotBegunOnceTheServerHasGone) {
-  content_->onStats = [] { ADD_FAILURE() << "nobody asks for statistics any more"; };
-  serve();
-  const auto pictures = waiting(10, "/img/p");
-  for (int i = 0; i < 10; ++i) {
-    EXPECT_EQ(ask(thumbnail(i)), notFoundAnswer());
+    EXPECT_EQ(ask(thumbnail(i)), notFoundResponse());
   }
   auto pages = waiting(10, kPage);
+  auto others = waiting(10, kPage, "127.0.0.2");
+  waitUntilBegun(queries_, kCatalogReads.atOnce);
   const auto statistics = waiting(1, "/api/stats");
-  waitUntilBegun(queries_, kQueriesAtOnce);
-  waitUntilBegun(pictures_, picturesAtOnce());
+  const int begun = originals_;
+  std::thread release([&] {
+    EXPECT_TRUE(pages.back().isDropped());  // the connections end first
+    goOn();
+  });
   server_.reset();
-  EXPECT_TRUE(pages.front().isDropped());
-  goOn();
-  pool_.join();
-  EXPECT_EQ(queries_, kQueriesAtOnce);
-  EXPECT_EQ(pictures_, picturesAtOnce());
+  release.join();
+  EXPECT_EQ(queries_, kCatalogReads.atOnce);
+  EXPECT_EQ(originals_, begun);
   EXPECT_EQ(thumbnails_, 0);
 }
 
-TEST_F(GalleryWorkTest, LongRequestsWaitAsTheBytesThatCame) {
+TEST_F(GalleryWorkTest, QueuesLongRequestsAsTheBytesThatCame) {
   serve();
   std::string parameters = kPage;
   while (parameters.size() < 1'000'000) {
@@ -200,10 +210,9 @@ TEST_F(GalleryWorkTest, LongRequestsWaitAsTheBytesThatCame) {
   }
   const std::size_t before = residentBytes();
   const auto clients = waiting(30, parameters);
-  waitUntilBegun(queries_, kQueriesAtOnce);
-  poolSettles();
+  waitUntilBegun(queries_, kCatalogReads.perClient);
   EXPECT_LT(residentBytes(), before + 300'000'000);
-  EXPECT_EQ(queries_, kQueriesAtOnce);
+  EXPECT_EQ(queries_, kCatalogReads.perClient);
 }
 
 }  // namespace

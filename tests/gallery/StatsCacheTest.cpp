@@ -12,7 +12,7 @@ using namespace std::chrono_literals;
 class StatsCacheTest : public testing::Test {
  protected:
   void ask() {
-    cache_->get([this](const StatsCache::Bytes& bytes) { answers_.push_back(*bytes); });
+    cache_->get([this](const StatsCache::Bytes& bytes) { documents_.push_back(*bytes); });
   }
 
   void work() {
@@ -23,25 +23,25 @@ class StatsCacheTest : public testing::Test {
 
   std::chrono::steady_clock::time_point now_{1h};
   int computed_ = 0;
-  bool isWhole_ = true;
+  bool isComplete_ = true;
   std::vector<std::function<void()>> tasks_;
-  std::vector<std::string> answers_;
+  std::vector<std::string> documents_;
   const std::shared_ptr<StatsCache> cache_ = std::make_shared<StatsCache>(
       [this] {
-        return GalleryBackend::Statistics{"stats " + std::to_string(++computed_), isWhole_};
+        return GalleryAPI::Statistics{"stats " + std::to_string(++computed_), isComplete_};
       },
       [this](std::function<void()> task) { tasks_.push_back(std::move(task)); },
       [this] { return now_; });
 };
 
-TEST_F(StatsCacheTest, ComputesOnceHoweverManyAsk) {
+TEST_F(StatsCacheTest, ComputesOnceForConcurrentRequests) {
   for (int i = 0; i < 100; ++i) {
     ask();
   }
-  EXPECT_EQ(answers_.size(), 0U);
+  EXPECT_EQ(documents_.size(), 0U);
   EXPECT_EQ(tasks_.size(), 1U);
   work();
-  EXPECT_EQ(answers_, std::vector<std::string>(100, "stats 1"));
+  EXPECT_EQ(documents_, std::vector<std::string>(100, "stats 1"));
 }
 
 TEST_F(StatsCacheTest, KeepsTheDocumentForThirtySeconds) {
@@ -50,30 +50,30 @@ TEST_F(StatsCacheTest, KeepsTheDocumentForThirtySeconds) {
   work();
   now_ += 30s - 1ns;
   ask();
-  EXPECT_EQ(answers_.back(), "stats 1");
-  EXPECT_EQ(answers_.size(), 2U);
+  EXPECT_EQ(documents_.back(), "stats 1");
+  EXPECT_EQ(documents_.size(), 2U);
   now_ += 1ns;
   ask();
-  EXPECT_EQ(answers_.size(), 2U);
+  EXPECT_EQ(documents_.size(), 2U);
   work();
-  EXPECT_EQ(answers_.back(), "stats 2");
+  EXPECT_EQ(documents_.back(), "stats 2");
 }
 
-TEST_F(StatsCacheTest, AFailureIsNotKept) {
-  isWhole_ = false;
+TEST_F(StatsCacheTest, DoesntKeepIncompleteDocuments) {
+  isComplete_ = false;
   ask();
   work();
-  isWhole_ = true;
+  isComplete_ = true;
   ask();
   work();
   ask();
-  EXPECT_EQ(answers_, (std::vector<std::string>{"stats 1", "stats 2", "stats 2"}));
+  EXPECT_EQ(documents_, (std::vector<std::string>{"stats 1", "stats 2", "stats 2"}));
 }
 
-TEST_F(StatsCacheTest, WhoeverAsksOnAnAnswerIsServedToo) {
+TEST_F(StatsCacheTest, ServesRequestsThatACallbackMakes) {
   cache_->get([this](const StatsCache::Bytes&) { ask(); });
   work();
-  EXPECT_EQ(answers_, std::vector<std::string>{"stats 1"});
+  EXPECT_EQ(documents_, std::vector<std::string>{"stats 1"});
 }
 
 }  // namespace

@@ -65,6 +65,7 @@ json allOf(const SettingsStore& settings) {
           {"setting.streamIntervalHours", settings.streamIntervalHours()},
           {"setting.serverPassword", settings.serverPassword()},
           {"setting.serverPort", settings.serverPort()},
+          {"setting.serverHosts", settings.serverHosts()},
           {"setting.streamUsesDailyTime", settings.streamUsesDailyTime()},
           {"setting.streamDailyTime", rfc3339(settings.streamDailyTime())},
           {"setting.streamWeekdays", settings.streamWeekdays()},
@@ -77,7 +78,7 @@ json allOf(const SettingsStore& settings) {
 
 const json kDefaults = json::parse(R"({
     "setting.marginGB": 10, "setting.streamCapGB": 20, "setting.streamIntervalHours": 24,
-    "setting.serverPassword": "", "setting.serverPort": 2525,
+    "setting.serverPassword": "", "setting.serverPort": 2525, "setting.serverHosts": [],
     "setting.streamUsesDailyTime": false, "setting.streamDailyTime": "2021-06-01T01:00:00Z",
     "setting.streamWeekdays": [1, 2, 3, 4, 5, 6, 7], "setting.deleteSourceAfterIntake": false,
     "setting.autoStackPairs": true, "setting.streamLastFired": null,
@@ -99,6 +100,9 @@ TEST_F(SettingsStoreTest, OddStoredValuesGiveWhatIsPromisedAndMissingOnesTheDefa
       {"setting.serverPassword", "hunter2", "hunter2"},
       {"setting.serverPassword", 1234, "1234"},
       {"setting.serverPassword", json::object(), ""},
+      {"setting.serverHosts", {"a.example", 1, "b.example"}, {"a.example", "b.example"}},
+      {"setting.serverHosts", "a.example", json::array({"a.example"})},
+      {"setting.serverHosts", 1, json::array()},
       {"setting.streamUsesDailyTime", true, true},
       {"setting.streamUsesDailyTime", "yes", false},
       {"setting.autoStackPairs", false, false},
@@ -134,18 +138,20 @@ TEST_F(SettingsStoreTest, ChangesAreStoredUnderTheirKeys) {
   settings.setStreamIntervalHours(6);
   settings.setServerPassword("hunter2");
   settings.setServerPort(8080);
+  settings.setServerHosts({"a.example"});
   settings.setStreamUsesDailyTime(true);
   settings.setStreamDailyTime(main_.now());
   settings.setStreamWeekdays({});
   settings.setDeleteSourceAfterIntake(true);
   settings.setAutoStackPairs(false);
-  EXPECT_EQ(changes_, 10);
+  EXPECT_EQ(changes_, 11);
   settings.setAutoStackPairs(false);
   settings.setStreamLastFired(main_.now() + std::chrono::milliseconds(700));
-  EXPECT_EQ(changes_, 10) << "the same value is no change, and a firing is no choice";
+  EXPECT_EQ(changes_, 11) << "the same value is no change, and a firing is no choice";
   json expected = json::parse(R"({
     "setting.marginGB": 0, "setting.streamCapGB": 21, "setting.streamIntervalHours": 6,
     "setting.serverPassword": "hunter2", "setting.serverPort": 8080,
+    "setting.serverHosts": ["a.example"],
     "setting.streamUsesDailyTime": true, "setting.streamDailyTime": "2021-06-01T10:11:12Z",
     "setting.streamWeekdays": [], "setting.deleteSourceAfterIntake": true,
     "setting.autoStackPairs": false, "setting.streamLastFired": "2021-06-01T10:11:12Z"})");

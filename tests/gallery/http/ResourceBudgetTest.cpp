@@ -9,7 +9,7 @@
 namespace vaultmere {
 namespace {
 
-TEST(ResourceBudget, ThePickIsWhoeverHasBeenSilentLongest) {
+TEST(ResourceBudget, EvictsTheLeastRecentlyActiveFirst) {
   ResourceBudget<char> budget(10);
   budget.set('a', 4, false);
   budget.set('b', 4, false);
@@ -28,7 +28,7 @@ TEST(ResourceBudget, ThePickIsWhoeverHasBeenSilentLongest) {
   EXPECT_EQ(budget.total(), 4U);
 }
 
-TEST(ResourceBudget, ItsTotalIsTheSumWhateverHappens) {
+TEST(ResourceBudget, TotalsWhatAllHold) {
   std::mt19937 random(7);
   ResourceBudget<int> budget(100);
   std::map<int, std::size_t> amounts;

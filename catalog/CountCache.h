@@ -3,7 +3,6 @@
 
 #include <cstdint>
 #include <map>
-#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -13,20 +12,20 @@
 
 namespace vaultmere {
 
-/// How many photos the last few lists had, for a client that leafs through one
-/// page by page. Exact: the first commit of anybody else drops them all. For
-/// one connection, which doesn't write.
+/// The totals of the last lists that were counted, for clients that read one
+/// page by page. Exact: a commit of any other connection drops them all. For one
+/// connection, which doesn't write.
 class CountCache {
  public:
-  /// Counts, or remembers. Inside a Snapshot this is the number of its state.
+  /// Counts, or looks up. Inside a Snapshot this is the number of its state.
   /// Throws CatalogError.
-  [[nodiscard]] std::int64_t of(Connection& connection, const Predicate& predicate);
+  [[nodiscard]] std::int64_t count(Connection& connection, const Predicate& predicate);
 
  private:
   using Key = std::pair<std::string, std::vector<Predicate::Argument>>;
 
   std::int64_t version_ = 0;
-  std::map<Key, std::int64_t> totals_;
+  std::map<Key, std::int64_t> counts_;
 };
 
 }  // namespace vaultmere

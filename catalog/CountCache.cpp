@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "gallery/CountCache.h"
+#include "catalog/CountCache.h"
 
 #include <algorithm>
 #include <variant>
@@ -11,14 +11,14 @@ namespace {
 
 constexpr std::size_t kMaxLists = 100;
 
-/// Whoever looks for a longer text than this has it counted again.
-constexpr std::size_t kLongestArgument = 1000;
+/// Lists for longer texts than this are counted each time.
+constexpr std::size_t kMaxArgument = 1000;
 
 bool isShort(const Predicate& predicate) {
   return std::all_of(predicate.arguments.begin(), predicate.arguments.end(),
                      [](const Predicate::Argument& argument) {
                        const auto* text = std::get_if<std::string>(&argument);
-                       return text == nullptr || text->size() <= kLongestArgument;
+                       return text == nullptr || text->size() <= kMaxArgument;
                      });
 }
 
@@ -31,21 +31,21 @@ std::int64_t versionOf(Connection& connection) {
 
 }  // namespace
 
-std::int64_t CountCache::of(Connection& connection, const Predicate& predicate) {
+std::int64_t CountCache::count(Connection& connection, const Predicate& predicate) {
   const std::int64_t version = versionOf(connection);
-  if (version != version_ || totals_.size() >= kMaxLists) {
-    totals_.clear();
+  if (version != version_ || counts_.size() >= kMaxLists) {
+    counts_.clear();
     version_ = version;
   }
   if (!isShort(predicate)) {
     return countPhotos(connection, predicate);
   }
   const Key key{predicate.gathering, predicate.arguments};
-  const auto known = totals_.find(key);
-  if (known != totals_.end()) {
+  const auto known = counts_.find(key);
+  if (known != counts_.end()) {
     return known->second;
   }
-  return totals_[key] = countPhotos(connection, predicate);
+  return counts_[key] = countPhotos(connection, predicate);
 }
 
 }  // namespace vaultmere
