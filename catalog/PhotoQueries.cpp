@@ -12,16 +12,17 @@ namespace {
 
 using AccessPath = Predicate::AccessPath;
 
-// A page is found in one of two ways: its rows are gathered and the first ones
-// kept, or the rows are walked through in their order until enough are found.
-// Gathering costs as much as there are rows, walking the less the more there
-// are. These are the numbers of rows from which on to walk; an entry that is
-// gathered from an index of its own costs least, one that has to be looked up
-// in the table by its key much more, and a search costs whatever it finds.
+// A page is read in one of two ways: all matching rows are gathered and sorted,
+// or the index of the sort is walked until enough rows match. Gathering takes
+// time proportional to the matches, walking the less time the more rows match.
+// From these numbers of matches on a page is walked. Gathering from an index of
+// its own costs least a row, looking rows up by their keys much more, and a
+// search costs the same whatever it finds.
 constexpr std::int64_t kWalkFromIndex = 40'000;
 constexpr std::int64_t kWalkFromLinks = 15'000;
 constexpr std::int64_t kWalkFromTexts = 150'000;
-// From here on all rows are looked at by their index rather than one by one.
+// From this number of matches on the index of all rows is scanned instead of
+// looking up each row.
 constexpr std::int64_t kManyRows = 30'000;
 
 struct Sort {
@@ -85,7 +86,7 @@ std::string whereClause(std::string_view condition) {
 
 std::string photoSource(const Predicate& predicate, std::int64_t matches, bool isCounting) {
   if (!predicate.isShown) {
-    return "Photo";  // the store knows best: ours leave rows out
+    return "Photo";  // the partial indexes don't have all rows
   }
   switch (predicate.access) {
     case AccessPath::anywhere:
@@ -113,12 +114,11 @@ std::int64_t countPhotos(Connection& connection, const Predicate& predicate) {
 
 std::vector<Photo> fetchPage(Connection& connection, const Predicate& predicate,
                              const PageRequest& request) {
-  // Rows are read for the page alone, not for what is skipped or sorted out.
+  // Whole rows are read for the page alone, not for what is skipped.
   const std::string sql =
       fmt::format("SELECT {} FROM ({}) CROSS JOIN Photo ON pk = found ORDER BY {}", photoColumns(),
                   keysOfPage(predicate, request), tableEntry(request.sort).keys);
-  // The lists that are asked for most, and those without a text of the user's,
-  // have few forms.
+  // Statements without the user's values have few forms: they are kept.
   auto rows = predicate.arguments.empty() ? connection.prepare(sql) : connection.prepareOnce(sql);
   const int next = predicate.bindTo(rows);
   rows.bind(next, request.limit).bind(next + 1, request.offset);

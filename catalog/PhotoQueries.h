@@ -12,8 +12,9 @@
 #include "catalog/Photo.h"
 #include "catalog/Predicate.h"
 
-// Questions to the store. All run on the connection's thread, and throw
-// CatalogError. None is for the main thread but `fetchPhotos` of a few ids.
+// Queries over the photos. All run on the connection's thread, and throw
+// CatalogError. Only `fetchPhotos` of a few ids is quick enough for the main
+// thread.
 namespace vaultmere {
 
 /// Each ends with the row's order of insertion, in the direction of its first
@@ -33,8 +34,8 @@ struct PageRequest {
   SortOrder sort = SortOrder::added;
   std::int64_t offset = 0;
   int limit = 0;
-  /// How many rows there are in all, from `countPhotos`. It decides on the way
-  /// only: a wrong number costs time.
+  /// How many rows there are in all, from `countPhotos`. Only the access path
+  /// depends on it: a wrong number costs time, not rows.
   std::int64_t matches = 0;
 };
 
@@ -48,10 +49,9 @@ struct PageRequest {
 [[nodiscard]] std::vector<Photo> fetchPhotos(Connection& connection,
                                              std::span<const std::string> ids);
 
-/// What to write behind FROM in a query over all of a predicate's rows in any
-/// order, `predicate.gathering` being its WHERE: "Photo", with the index that
-/// serves it best. `matches`: as in PageRequest. `isCounting`: the query looks
-/// at no column but those of the predicate.
+/// The FROM clause of a query over all of a predicate's rows in any order, with
+/// `predicate.gathering` as its WHERE clause: "Photo" and the index to use. `matches`: as in
+/// PageRequest. `isCounting`: the query looks at no column but those of the predicate.
 [[nodiscard]] std::string photoSource(const Predicate& predicate, std::int64_t matches,
                                       bool isCounting = false);
 

@@ -20,15 +20,16 @@ struct Predicate {
 
   /// Where the rows that fulfil the condition are best looked for.
   enum class AccessPath {
-    anywhere,  ///< the condition holds back too little to be a help
+    anywhere,  ///< the condition holds for most rows
     table,     ///< in the rows themselves: no index has all of its columns
     index,     ///< in `index`, one range of it
     texts,     ///< in the index of the searched texts
     links,     ///< in a link table
   };
 
-  /// The condition as one whose rows are gathered, and as one that is put to
-  /// row after row. Both take `arguments`, one for each "?".
+  /// The condition in two equal forms: for a query that gathers all matching
+  /// rows, and for one that tests row after row. Both take `arguments`, one for
+  /// each "?".
   std::string gathering;
   std::string perRow;
   std::vector<Argument> arguments;

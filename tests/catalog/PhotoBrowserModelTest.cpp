@@ -157,7 +157,7 @@ TEST_F(PhotoBrowserModelTest, AnEqualFilterDoesNothing) {
   EXPECT_EQ(announcements_, 0);
 }
 
-TEST_F(PhotoBrowserModelTest, AFilterSetWhileAPageLoadsIsTheOneThatCounts) {
+TEST_F(PhotoBrowserModelTest, TheLastFilterSetWhileAPageLoadsIsShown) {
   import(90);
   start();
   {
@@ -178,7 +178,7 @@ TEST_F(PhotoBrowserModelTest, AFilterSetWhileAPageLoadsIsTheOneThatCounts) {
   EXPECT_EQ(model_->facets().colors, (std::vector<FacetValue>{{"Blue", 45}}));
 }
 
-TEST_F(PhotoBrowserModelTest, AnImportReloadsAListOfOnePage) {
+TEST_F(PhotoBrowserModelTest, AnImportReloadsAListOfOnePageFromEmpty) {
   import(100);
   start();
   import(1);
@@ -234,7 +234,7 @@ TEST_F(PhotoBrowserModelTest, RemovedRowsLeaveNoGapBehindThem) {
   EXPECT_EQ(ids(), listed);
 }
 
-TEST_F(PhotoBrowserModelTest, APollBetweenTrashAndRemovalLeavesNoTotalBehind) {
+TEST_F(PhotoBrowserModelTest, TotalIsRightAfterAPollBetweenTrashAndRemoval) {
   import(100);
   start();
   change("UPDATE Photo SET trashedAt = 1 WHERE id = '0099'");
@@ -312,12 +312,12 @@ TEST_F(PhotoBrowserModelTest, ManyRowsThatLeaveWhileAPageLoadsCostOnePage) {
   EXPECT_LT(announcements_, 10);
 }
 
-TEST_F(PhotoBrowserModelTest, AQueryThatNeverEndsIsStopped) {
+TEST_F(PhotoBrowserModelTest, ChangedFiltersAndDestructionStopRunningQueries) {
   import(100);
   start();
   change(
       "DROP TABLE Tag; CREATE VIEW Tag AS WITH RECURSIVE n(pk) AS"
-      " (SELECT 1 UNION ALL SELECT pk + 1 FROM n) SELECT pk, 'x' AS name FROM n");
+      " (SELECT 1 UNION ALL SELECT pk + 1 FROM n) SELECT pk, 'x' || pk AS name FROM n");
   PhotoFilter endless;
   endless.tag = "none";
   model_->setFilter(endless);
@@ -331,7 +331,7 @@ TEST_F(PhotoBrowserModelTest, AQueryThatNeverEndsIsStopped) {
   settle();
 }
 
-TEST_F(PhotoBrowserModelTest, MayGoWhileWorkRuns) {
+TEST_F(PhotoBrowserModelTest, MayBeDestroyedWhileWorkRuns) {
   import(100);
   start();
   Gate gate(pool_);

@@ -36,7 +36,7 @@ std::vector<std::string> idsOf(const std::vector<Photo>& rows) {
   return ids;
 }
 
-// Whatever way is taken to the rows, they are the ones of a look at every row.
+// Each access path finds the rows that a test of every row finds.
 TEST_F(PhotoFilterTest, PagesAndCountsAreThoseOfAPlainSearch) {
   RandomLibrary library(connection_, 400, 7);
   for (int round = 0; round < 300; ++round) {
@@ -92,7 +92,7 @@ TEST_F(PhotoFilterTest, AConditionWithoutTheBaseSeesAllRows) {
             }));
 }
 
-TEST_F(PhotoFilterTest, WhatComesFromOutsideIsNeverPartOfAQuery) {
+TEST_F(PhotoFilterTest, ValuesFromOutsideAreNeverPartOfAQuery) {
   (void)RandomLibrary(connection_, 10, 3);
   const std::string hostile = "x' OR 1=1; DROP TABLE Photo; --";
   PhotoFilter filter;
@@ -150,7 +150,7 @@ TEST(SizeClasses, ClassesAdjoin) {
   EXPECT_EQ(findSizeClass("500 KB-1 MB"), nullptr);
 }
 
-TEST_F(PhotoFilterTest, AStoppedSearchLeavesTheConnectionFit) {
+TEST_F(PhotoFilterTest, AStoppedSearchLeavesTheConnectionUsable) {
   (void)RandomLibrary(connection_, 400, 3);
   std::stop_source stop;
   stop.request_stop();
