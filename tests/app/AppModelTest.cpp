@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <future>
 
-#include "gallery/http/DescriptorLimit.h"
 #include "gallery/http/ListeningSockets.h"
 #include "platform/LocalAddress.h"
 #include "tests/app/Program.h"
@@ -178,26 +177,6 @@ TEST_F(AppModelTest, TheGalleryIsOpenedAndClosed) {
   model.gallery().stop();
   EXPECT_FALSE(model.gallery().url());
   EXPECT_ANY_THROW(ask());
-}
-
-TEST_F(AppModelTest, SilentVisitorsOfTheGalleryDontHoldUpAnImport) {
-  const std::size_t granted = raiseDescriptorLimit();
-  AppModel& model = startWithDestination();
-  const std::uint16_t port = ListeningSockets(0).port();
-  model.settings().setServerPort(port);
-  model.gallery().start();
-  // Both ends are in this process.
-  const std::size_t count = std::min<std::size_t>(5000, granted / 2 - 50);
-  std::vector<GalleryClient> silent;
-  while (silent.size() < count) {
-    silent.emplace_back(port);
-  }
-  for (int i = 0; i < 20; ++i) {
-    archive_.source(std::to_string(i) + ".jpg", std::to_string(i));
-  }
-  EXPECT_EQ(drop({archive_.sources()}), "Imported: 20 new");
-  silent.front().send("GET /api/photos HTTP/1.1\r\n\r\n");
-  EXPECT_NE(silent.front().receiveAll().find(R"("total":20)"), std::string::npos);
 }
 
 TEST_F(AppModelTest, ABrokenCatalogIsShownAndRunsNothing) {
