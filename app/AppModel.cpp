@@ -26,8 +26,8 @@ struct AppModel::OpenedCatalog {
 AppModel::AppModel(Options options)
     : options_(std::move(options)),
       changed_(options_.main),
-      defaults_(options_.directories.settings, options_.pool),
-      settings_(defaults_, options_.main, options_.destination.background),
+      settingsFile_(options_.directories.settings, options_.pool),
+      settings_(settingsFile_, options_.main, options_.destination.background),
       destination_(
           options_.main, [this] { return settings_.marginBytes(); }, options_.notify, gate_,
           options_.destination),
@@ -164,8 +164,8 @@ void AppModel::shutDown() {
   imports_.shutDown();
   watchedFolder_.stop();
   thumbnails_.stopWarming();
+  settingsFile_.flush();
   gallery_.shutDown();
-  defaults_.flush();
 }
 
 }  // namespace vaultmere

@@ -106,7 +106,7 @@ class AppModel {
   const Options options_;
   ChangeSignal changed_;
   sigc::signal<void(const std::vector<std::string>&)> rowsChanged_;
-  SettingsFile defaults_;
+  SettingsFile settingsFile_;
   SettingsStore settings_;
   const std::shared_ptr<SpaceGate> gate_ = std::make_shared<SpaceGate>();
   DestinationMonitor destination_;

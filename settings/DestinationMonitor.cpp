@@ -115,6 +115,7 @@ void DestinationMonitor::onAnswer(std::uint64_t number, const std::optional<Prob
   if (result) {
     becomeOnline(*result);
   } else {
+    found_ = {};  // the drive at the root, if any, is another one
     becomeOffline();
   }
   if (again) {

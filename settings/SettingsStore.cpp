@@ -105,25 +105,24 @@ std::int64_t bytesOf(std::int64_t gigabytes) {
 
 }  // namespace
 
-SettingsStore::SettingsStore(SettingsFile& defaults, MainThread& main, Background background)
+SettingsStore::SettingsStore(SettingsFile& file, MainThread& main, Background background)
     : main_(main),
       background_(std::move(background)),
-      defaults_(defaults),
-      marginGB_(integerIn(defaults.value(key::marginGB)).value_or(10)),
-      streamCapGB_(integerIn(defaults.value(key::streamCapGB)).value_or(20)),
-      streamIntervalHours_(integerIn(defaults.value(key::streamIntervalHours)).value_or(24)),
-      serverPort_(integerIn(defaults.value(key::serverPort)).value_or(2525)),
-      serverPassword_(password(defaults.value(key::serverPassword))),
-      serverHosts_(texts(defaults.value(key::serverHosts))),
-      streamUsesDailyTime_(boolean(defaults.value(key::streamUsesDailyTime), false)),
-      streamDailyTime_(
-          dateIn(defaults.value(key::streamDailyTime)).value_or(threeOClock(main.now()))),
-      streamWeekdays_(weekdays(defaults.value(key::streamWeekdays))),
-      deleteSourceAfterIntake_(boolean(defaults.value(key::deleteSourceAfterIntake), false)),
-      autoStackPairs_(boolean(defaults.value(key::autoStackPairs), true)),
-      destination_{key::destination, Bookmark::fromJson(defaults.value(key::destination))},
-      inbox_{key::inbox, Bookmark::fromJson(defaults.value(key::inbox))},
-      streamLastFired_(dateIn(defaults.value(key::streamLastFired))) {}
+      file_(file),
+      marginGB_(integerIn(file.value(key::marginGB)).value_or(10)),
+      streamCapGB_(integerIn(file.value(key::streamCapGB)).value_or(20)),
+      streamIntervalHours_(integerIn(file.value(key::streamIntervalHours)).value_or(24)),
+      serverPort_(integerIn(file.value(key::serverPort)).value_or(2525)),
+      serverPassword_(password(file.value(key::serverPassword))),
+      serverHosts_(texts(file.value(key::serverHosts))),
+      streamUsesDailyTime_(boolean(file.value(key::streamUsesDailyTime), false)),
+      streamDailyTime_(dateIn(file.value(key::streamDailyTime)).value_or(threeOClock(main.now()))),
+      streamWeekdays_(weekdays(file.value(key::streamWeekdays))),
+      deleteSourceAfterIntake_(boolean(file.value(key::deleteSourceAfterIntake), false)),
+      autoStackPairs_(boolean(file.value(key::autoStackPairs), true)),
+      destination_{key::destination, Bookmark::fromJson(file.value(key::destination))},
+      inbox_{key::inbox, Bookmark::fromJson(file.value(key::inbox))},
+      streamLastFired_(dateIn(file.value(key::streamLastFired))) {}
 
 std::int64_t SettingsStore::marginBytes() const { return bytesOf(marginGB_); }
 
@@ -131,7 +130,7 @@ std::int64_t SettingsStore::streamCapBytes() const { return bytesOf(streamCapGB_
 
 template <typename Value>
 void SettingsStore::assign(Value& current, const Value& value, const char* key, json stored) {
-  defaults_.set(key, std::move(stored));
+  file_.set(key, std::move(stored));
   if (current != value) {
     current = value;
     changed_.emit();
@@ -187,7 +186,7 @@ void SettingsStore::assignBookmark(Location& location, const std::optional<Bookm
     assign(location.bookmark, value, location.key, value->toJson());
     return;
   }
-  defaults_.remove(location.key);
+  file_.remove(location.key);
   if (location.bookmark) {
     location.bookmark.reset();
     changed_.emit();
@@ -252,7 +251,7 @@ void SettingsStore::updateDestination(const Bookmark& bookmark) {
 
 void SettingsStore::setStreamLastFired(TimePoint moment) {
   streamLastFired_ = std::chrono::floor<std::chrono::seconds>(moment);
-  defaults_.set(key::streamLastFired, rfc3339(moment));
+  file_.set(key::streamLastFired, rfc3339(moment));
 }
 
 }  // namespace vaultmere

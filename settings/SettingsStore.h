@@ -31,10 +31,10 @@ class SettingsStore {
   /// How long a chosen folder's drive has to answer.
   static constexpr std::chrono::seconds kTimeout{5};
 
-  /// Reads everything from `defaults`, which it must not outlive. `background`
+  /// Reads everything from `file`, which it must not outlive. `background`
   /// runs what touches a drive; `main` also gives the day of the default for
   /// `streamDailyTime`.
-  SettingsStore(SettingsFile& defaults, MainThread& main, Background background = runDetached);
+  SettingsStore(SettingsFile& file, MainThread& main, Background background = runDetached);
   SettingsStore(const SettingsStore&) = delete;
   SettingsStore& operator=(const SettingsStore&) = delete;
 
@@ -125,7 +125,7 @@ class SettingsStore {
   MainThread& main_;
   const Background background_;
   const MainThreadCallback toMain_{main_};
-  SettingsFile& defaults_;
+  SettingsFile& file_;
   sigc::signal<void()> changed_;
   std::int64_t marginGB_;
   std::int64_t streamCapGB_;

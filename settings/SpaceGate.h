@@ -23,8 +23,8 @@ class SpaceGate {
  public:
   struct State {
     bool online = false;
-    std::filesystem::path root;     ///< where it is or was last seen; empty: never
-    std::optional<dev_t> device{};  ///< the file system that the root lies, or lay, on
+    std::filesystem::path root;     ///< empty while it isn't known, as all below
+    std::optional<dev_t> device{};  ///< the file system that the root lies on
     VolumeCapacity capacity;        ///< meaningful when online
     std::int64_t marginFloor = 0;   ///< bytes
     bool operator==(const State&) const = default;
@@ -39,9 +39,8 @@ class SpaceGate {
   /// has come back, and what was turned away is worth another try.
   [[nodiscard]] bool roomHasComeBack();
   /// The device of the archive's root, as last known: a drive that gives no
-  /// answer for a while isn't gone for copies under way, and one that was pulled
-  /// out doesn't have its device number at the root any more. Absent until the
-  /// destination has been found once.
+  /// answer for a while isn't gone for copies under way. Absent until the
+  /// destination has been found, and after it was looked for and isn't there.
   [[nodiscard]] std::optional<dev_t> expectedDevice() const;
   /// One consistent look at everything.
   [[nodiscard]] State state() const;

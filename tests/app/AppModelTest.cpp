@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <future>
 
-#include "gallery/http/DescriptorLimit.h"
 #include "gallery/http/ListeningSockets.h"
 #include "platform/LocalAddress.h"
 #include "tests/app/Program.h"

@@ -49,15 +49,6 @@ TEST_F(WatchedFolderTest, WhatLiesThereAtStartIsTakenAndWhatComesLaterToo) {
   EXPECT_EQ(filesBelow(inbox_), Strings{"notes.txt"});
 }
 
-TEST_F(WatchedFolderTest, AFreshFileIsTakenOnceItHasSettled) {
-  put("fresh.jpg", seconds(1), "fresh");
-  watch();
-  pass(seconds(3));
-  EXPECT_TRUE(archive_.files().empty());
-  pass(seconds(3));
-  EXPECT_TRUE(archived(1));
-}
-
 TEST_F(WatchedFolderTest, TheFolderMayGoAndComeBack) {
   watch();
   fs::remove_all(inbox_);

@@ -44,9 +44,9 @@ TEST(AppDirectories, FollowTheBaseDirectoryRules) {
     setVariable("HOME", row.home);
     setVariable("XDG_DATA_HOME", row.dataHome);
     setVariable("XDG_CONFIG_HOME", row.configHome);
-    const AppDirectories folders = AppDirectories::ofUser();
-    EXPECT_EQ(folders.data, row.data) << row.name;
-    EXPECT_EQ(folders.settings, row.settings) << row.name;
+    const AppDirectories directories = AppDirectories::ofUser();
+    EXPECT_EQ(directories.data, row.data) << row.name;
+    EXPECT_EQ(directories.settings, row.settings) << row.name;
   }
 }
 

@@ -32,8 +32,8 @@ class SettingsStoreTest : public testing::Test {
   }
   SettingsStore& restart() {
     settings_.reset();
-    defaults_.emplace(folder_.path(), pool_);
-    settings_.emplace(*defaults_, main_, background_);
+    file_.emplace(folder_.path(), pool_);
+    settings_.emplace(*file_, main_, background_);
     settings_->changed().connect([this] { ++changes_; });
     return *settings_;
   }
@@ -52,7 +52,7 @@ class SettingsStoreTest : public testing::Test {
   Background background_ = [this](auto job) { pool_.post(std::move(job)); };
   int changes_ = 0;
   std::vector<int> outcomes_;
-  std::optional<SettingsFile> defaults_;
+  std::optional<SettingsFile> file_;
   std::optional<SettingsStore> settings_;
 };
 
