@@ -94,11 +94,13 @@ AppModel::AppModel(Options options)
       thumbnails_(
           std::make_shared<ThumbnailProvider>(options_.folders.data / "cache", options_.pool)),
       ingestQueue_(options_.pool),
-      inbox_(options_.main, options_.pool,
-             [this](const std::filesystem::path& folder, std::stop_token stop,
-                    WatchedFolderController::Done done) {
-               return drainInbox(folder, std::move(stop), std::move(done));
-             }) {
+      inbox_(options_.main,
+             {[this] { return coordinator_ ? coordinator_->inboxScanner() : nullptr; },
+              [this](IngestCoordinator::InboxScan scan, std::stop_token stop,
+                     WatchedFolderController::Done done) {
+                return drainInbox(std::move(scan), std::move(stop), std::move(done));
+              }},
+             {options_.destination.background, options_.destination.watchMounts}) {
   settings_.changed().connect(sigc::mem_fun(*this, &AppModel::settingsChanged));
   destination_.changed().connect(sigc::mem_fun(*this, &AppModel::destinationChanged));
   startCatalog();
@@ -228,6 +230,10 @@ void AppModel::destinationChanged() {
     inbox_.pass();  // what was turned away meanwhile
     warmThumbnails();
   }
+  if (const auto* online = std::get_if<DestinationMonitor::Online>(&destination_.status())) {
+    const auto [total, available] = online->capacity;
+    inbox_.destinationHasRoom(available - spaceMargin(settings_.marginBytes(), total));
+  }
   changed_.emit();
 }
 
@@ -259,13 +265,13 @@ void AppModel::importDropped(std::vector<std::filesystem::path> locations) {
                               }));
 }
 
-bool AppModel::drainInbox(const std::filesystem::path& folder, std::stop_token stop,
+bool AppModel::drainInbox(IngestCoordinator::InboxScan scan, std::stop_token stop,
                           WatchedFolderController::Done done) {
   if (!coordinator_) {
     return false;
   }
   coordinator_->drainInbox(
-      folder, std::move(stop),
+      std::move(scan), std::move(stop),
       {hop_([this] { beginImport(ImportSource::watch); }),
        hop_([this](const BatchProgress& progress) { showProgress(progress); })},
       hop_([this, done = std::move(done)](const IngestCoordinator::BatchResult& batch) {

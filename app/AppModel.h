@@ -130,7 +130,7 @@ class AppModel {
   void settingsChanged();
   [[nodiscard]] std::string galleryPassword() const;
   void destinationChanged();
-  bool drainInbox(const std::filesystem::path& folder, std::stop_token stop,
+  bool drainInbox(IngestCoordinator::InboxScan scan, std::stop_token stop,
                   WatchedFolderController::Done done);
   void beginImport(ImportSource source);
   void clearImport();

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <thread>
+
 #include "app/AppModel.h"
 #include "tests/intake/Archive.h"
 #include "tests/support/ManualMainThread.h"
@@ -8,8 +10,8 @@
 namespace vaultmere {
 
 /// The whole program but its window, on a clock that a test turns, with an
-/// archive to freeze into. The destination is probed on the pool, so that
-/// `settle` waits for its answers too.
+/// archive to freeze into. What touches the destination and the watched folder
+/// runs on the pool, so that `settle` waits for its answers too.
 class Program : public testing::Test {
  protected:
   ~Program() override {
@@ -22,7 +24,10 @@ class Program : public testing::Test {
   AppModel& start(DiagnosticEnvironment hooks = {}) {
     DestinationDependencies dependencies;
     dependencies.watchMounts = false;
-    dependencies.background = [this](auto job) { archive_.pool.post(std::move(job)); };
+    dependencies.background = [this](auto job) {
+      usesOwnThreads_ ? void(ownThreads_.emplace_back(std::move(job)))
+                      : archive_.pool.post(std::move(job));
+    };
     model_ =
         std::make_unique<AppModel>(AppModel::Options{main_,
                                                      archive_.pool,
@@ -57,6 +62,10 @@ class Program : public testing::Test {
 
   Archive archive_;
   ManualMainThread main_{parseCatalogDate("2030-01-01T00:00:00Z")->moment()};
+  /// For folders that hang: from then on such work has threads of its own, as
+  /// in the program.
+  bool usesOwnThreads_ = false;
+  std::vector<std::jthread> ownThreads_;
   std::unique_ptr<AppModel> model_;
 };
 
