@@ -45,11 +45,14 @@ AppModel::AppModel(Options options)
                 changed_,
                 [this] { thumbnails_.stopWarming(); },
                 [this](std::size_t added) { importEnded(added); }}),
-      watchedFolder_(options_.main, options_.pool,
-                     [this](const std::filesystem::path& folder, std::stop_token stop,
-                            WatchedFolderController::Done done) {
-                       return imports_.drainWatchedFolder(folder, std::move(stop), std::move(done));
-                     }) {
+      watchedFolder_(options_.main,
+                     {[this] { return imports_.watchedFolderScanner(); },
+                      [this](IngestCoordinator::InboxScan scan, std::stop_token stop,
+                             WatchedFolderController::Done done) {
+                        return imports_.drainWatchedFolder(std::move(scan), std::move(stop),
+                                                           std::move(done));
+                      }},
+                     {options_.destination.background, options_.destination.watchMounts}) {
   connections_.emplace_back(settings_.changed().connect([this] { settingsChanged(); }));
   connections_.emplace_back(destination_.changed().connect([this] { destinationChanged(); }));
   openCatalog();
@@ -129,10 +132,12 @@ void AppModel::destinationChanged() {
   const bool isKnown = !std::holds_alternative<DestinationMonitor::Unset>(destination_.status());
   watchedFolder_.watch(imports_.isConfigured() && isKnown ? settings_.inbox() : std::nullopt);
   const bool isBack = !std::exchange(wasOnline_, destination_.isOnline()) && wasOnline_;
-  if (gate_->roomHasComeBack() || isBack) {
-    watchedFolder_.pass();  // what was turned away meanwhile
+  if (const auto* online = std::get_if<DestinationMonitor::Online>(&destination_.status())) {
+    const auto [total, available] = online->capacity;
+    watchedFolder_.destinationHasRoom(available - spaceMargin(settings_.marginBytes(), total));
   }
   if (isBack) {
+    watchedFolder_.pass();  // what was turned away meanwhile
     thumbnails_.warm();
   }
   changed_.notify();

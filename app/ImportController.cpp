@@ -114,14 +114,18 @@ void ImportController::importDropped(std::vector<std::filesystem::path> location
 
 void ImportController::cancel() { std::exchange(drops_, std::stop_source()).request_stop(); }
 
-bool ImportController::drainWatchedFolder(const std::filesystem::path& folder, std::stop_token stop,
+IngestCoordinator::InboxScanner ImportController::watchedFolderScanner() const {
+  return coordinator_ ? coordinator_->inboxScanner() : nullptr;
+}
+
+bool ImportController::drainWatchedFolder(IngestCoordinator::InboxScan scan, std::stop_token stop,
                                           WatchedFolderController::Done done) {
   if (!coordinator_) {
     return false;
   }
   const auto run = std::make_shared<Run>(ImportSource::watch, stop);
   coordinator_->drainInbox(
-      folder, std::move(stop), observerOf(run),
+      std::move(scan), std::move(stop), observerOf(run),
       toMain_([this, run, done = std::move(done)](const IngestCoordinator::BatchResult& batch) {
         endPass(*run, batch);
         done(batch);

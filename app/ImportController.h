@@ -86,8 +86,10 @@ class ImportController {
   /// done are kept, the rest are left untouched.
   void cancel();
 
-  /// One pass over the watched folder; see WatchedFolderController::Drain.
-  bool drainWatchedFolder(const std::filesystem::path& folder, std::stop_token stop,
+  /// The two halves of a pass over the watched folder; see
+  /// WatchedFolderController::Pipeline.
+  [[nodiscard]] IngestCoordinator::InboxScanner watchedFolderScanner() const;
+  bool drainWatchedFolder(IngestCoordinator::InboxScan scan, std::stop_token stop,
                           WatchedFolderController::Done done);
 
   /// Ends the work in progress for the end of the process, copies included.

@@ -1,53 +1,39 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "intake/InboxWatcher.h"
 
-#include <functional>
-#include <string>
+#include <system_error>
 #include <utility>
-
-#include "platform/Files.h"
 
 namespace vaultmere {
 
-std::uint64_t listingFingerprint(const fs::path& folder) {
-  std::uint64_t sum = 0;
-  try {
-    for (const DirectoryEntry& entry : listDirectory(folder)) {
-      const auto status = linkStatus(entry.path);
-      const FileStamp stamp = status ? status->stamp : FileStamp{};
-      // Added up, so that the order of the listing doesn't matter.
-      sum += std::hash<std::string>{}(entry.path.filename().native() + '\0' +
-                                      std::to_string(stamp.size) + '\0' +
-                                      std::to_string(stamp.modifiedNanoseconds));
-    }
-  } catch (const FileError&) {
-    return 0;
-  }
-  return sum;
-}
-
-InboxWatcher::InboxWatcher(MainThread& main, ThreadPool& pool, fs::path path,
-                           std::function<void()> onChange)
-    : main_(main), pool_(pool), path_(std::move(path)), onChange_(std::move(onChange)) {}
-
-InboxWatcher::~InboxWatcher() { stop(); }
+InboxWatcher::InboxWatcher(MainThread& main, std::filesystem::path path,
+                           std::function<void()> onChange, WatchDependencies dependencies)
+    : main_(main),
+      path_(std::move(path)),
+      onChange_(std::move(onChange)),
+      dependencies_(std::move(dependencies)) {}
 
 void InboxWatcher::start() {
-  stop();
-  notifier_ = std::make_unique<FolderNotifier>(path_, hop_([this] { noticed(); }));
-  poll_ = main_.every(kPollInterval, [this] { lookAtListing(); });
-  lookAtListing();
+  watchNotices();
+  poll_ = main_.every(kPollInterval, [this] {
+    if (!isLooking_) {  // else the last look hangs
+      look();
+    }
+  });
+  look();
   noticed();
 }
 
-void InboxWatcher::stop() {
-  hop_.forget();
-  notifier_.reset();
-  poll_.stop();
-  coalescing_.stop();
-  noticedMeanwhile_ = false;
-  isLooking_ = false;
-  listing_.reset();
+void InboxWatcher::mountsChanged() {
+  if (running_ < kMaxLooks) {
+    look();
+  }
+}
+
+void InboxWatcher::watchNotices() {
+  if (dependencies_.watchFolder) {
+    notifier_ = std::make_unique<FolderNotifier>(path_, hop_([this] { noticed(); }));
+  }
 }
 
 /// Calls at once, and then once more a second later if there was more.
@@ -65,19 +51,35 @@ void InboxWatcher::noticed() {
   onChange_();
 }
 
-void InboxWatcher::lookAtListing() {
-  if (std::exchange(isLooking_, true)) {
-    return;  // the last look hangs
-  }
-  auto compare = hop_([this](std::uint64_t listing) {
-    isLooking_ = false;
-    // The first look is what later ones are compared with.
-    const auto before = std::exchange(listing_, listing);
-    if (before && before != listing) {
-      noticed();
+void InboxWatcher::look() {
+  const std::uint64_t number = ++looks_;
+  auto answer = hop_([this, number](const FolderListing& listing) {
+    --running_;
+    if (number == looks_) {
+      isLooking_ = false;
+      compare(listing);
     }
   });
-  pool_.post([path = path_, compare = std::move(compare)] { compare(listingFingerprint(path)); });
+  try {
+    dependencies_.background(
+        [path = path_, answer = std::move(answer)] { answer(listingOf(path)); });
+    ++running_;
+    isLooking_ = true;
+  } catch (const std::system_error&) {
+    // No thread: the next poll tries again.
+  }
+}
+
+void InboxWatcher::compare(const FolderListing& listing) {
+  // The first look is what later ones are compared with.
+  const auto before = std::exchange(listing_, listing);
+  if (!before || *before == listing) {
+    return;
+  }
+  if (!before->isOfSameFolder(listing)) {
+    watchNotices();
+  }
+  noticed();
 }
 
 }  // namespace vaultmere

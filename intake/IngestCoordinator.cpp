@@ -4,7 +4,7 @@
 #include <algorithm>
 
 #include "intake/Batch.h"
-#include "intake/InboxWatcher.h"
+#include "intake/FolderListing.h"
 #include "platform/Text.h"
 #include "platform/Uuid.h"
 
@@ -12,6 +12,33 @@ namespace vaultmere {
 namespace {
 
 constexpr const char* kJunkDetail = "not an image or video — left in place";
+
+bool isSettled(const AssetGroup& group, TimePoint now, std::chrono::seconds settle) {
+  const auto settled = [&](const fs::path& file) {
+    const auto status = fileStatus(file);
+    return status && now - status->stamp.modified() >= settle && !isBeingWritten(file);
+  };
+  return settled(group.primary) && (!group.motion || settled(*group.motion));
+}
+
+/// Leaves out the groups that aren't settled, or are gone, and counts them.
+void keepSettled(IngestCoordinator::InboxScan& scan, TimePoint now, std::chrono::seconds settle) {
+  scan.unsettled += std::erase_if(
+      scan.groups, [&](const AssetGroup& group) { return !isSettled(group, now, settle); });
+}
+
+std::int64_t leastBytes(const std::vector<AssetGroup>& groups) {
+  const auto bytesOf = [](const fs::path& file) {
+    const auto status = fileStatus(file);
+    return status ? status->stamp.size : 0;
+  };
+  std::optional<std::int64_t> least;
+  for (const AssetGroup& group : groups) {
+    const std::int64_t bytes = bytesOf(group.primary) + (group.motion ? bytesOf(*group.motion) : 0);
+    least = std::min(least.value_or(bytes), bytes);
+  }
+  return least.value_or(0);
+}
 
 }  // namespace
 
@@ -59,50 +86,50 @@ void IngestCoordinator::ingestDropped(std::vector<fs::path> locations, bool dele
   });
 }
 
-void IngestCoordinator::drainInbox(fs::path folder, std::stop_token stop, Observer observer,
+IngestCoordinator::InboxScanner IngestCoordinator::inboxScanner() const {
+  return [protect = options_.ingestor.protectedPaths(), now = options_.now(),
+          settle = options_.settleSeconds](const fs::path& folder) {
+    InboxScan scan;
+    scan.groups = scanFolder(folder, ProtectedFolders(protect)).groups;
+    keepSettled(scan, now, settle);
+    scan.listing = scan.unsettled > 0 ? listingOf(folder).fingerprint : 0;
+    scan.leastBytes = leastBytes(scan.groups);
+    return scan;
+  };
+}
+
+void IngestCoordinator::drainInbox(InboxScan scan, std::stop_token stop, Observer observer,
                                    Done done) {
-  options_.queue.async([self = shared_from_this(), folder = std::move(folder),
-                        stop = std::move(stop), observer = std::move(observer),
-                        done = std::move(done)](std::shared_ptr<TurnQueue::Turn> turn) {
+  options_.queue.async([self = shared_from_this(), scan = std::move(scan), stop = std::move(stop),
+                        observer = std::move(observer),
+                        done = std::move(done)](std::shared_ptr<TurnQueue::Turn> turn) mutable {
     if (stop.stop_requested()) {
       done({});
       return;
     }
-    std::vector<AssetGroup> groups =
-        scanFolder(folder, self->options_.ingestor.protectedFolders()).groups;
-    const auto firstUnsettled =
-        std::stable_partition(groups.begin(), groups.end(),
-                              [&](const AssetGroup& group) { return self->isSettled(group); });
-    const auto unsettled = static_cast<std::size_t>(groups.end() - firstUnsettled);
-    groups.erase(firstUnsettled, groups.end());
-    const std::uint64_t listing = unsettled > 0 ? listingFingerprint(folder) : 0;
-    if (groups.empty()) {
-      done({{}, 0, unsettled, listing});
+    // The batches before this one may have taken a while.
+    keepSettled(scan, self->options_.now(), self->options_.settleSeconds);
+    const auto result = [unsettled = scan.unsettled,
+                         listing = scan.listing](std::vector<Ingestor::Result> results) {
+      return BatchResult{std::move(results), 0, unsettled, listing};
+    };
+    if (scan.groups.empty()) {
+      done(result({}));
       return;
     }
     if (observer.started) {
       observer.started();
     }
-    std::make_shared<Batch>(
-        Batch::Options{self, self->options_.ingestor, *self->options_.log, self->options_.now,
-                       self->options_.pool, std::move(groups), true, "inbox", stop, BatchProgress{},
-                       observer.progress,
-                       [done, unsettled, listing](std::vector<Ingestor::Result> results) {
-                         done({std::move(results), 0, unsettled, listing});
-                       },
-                       std::move(turn)})
+    std::make_shared<Batch>(Batch::Options{self, self->options_.ingestor, *self->options_.log,
+                                           self->options_.now, self->options_.pool,
+                                           std::move(scan.groups), true, "inbox", stop,
+                                           BatchProgress{}, observer.progress,
+                                           [done, result](std::vector<Ingestor::Result> results) {
+                                             done(result(std::move(results)));
+                                           },
+                                           std::move(turn)})
         ->start();
   });
-}
-
-bool IngestCoordinator::isSettled(const AssetGroup& group) const {
-  const TimePoint now = options_.now();
-  const auto settled = [&](const fs::path& file) {
-    const auto status = fileStatus(file);
-    return status && now - status->stamp.modified() >= options_.settleSeconds &&
-           !isBeingWritten(file);
-  };
-  return settled(group.primary) && (!group.motion || settled(*group.motion));
 }
 
 void IngestCoordinator::logJunk(const std::vector<fs::path>& junk) const {

@@ -46,7 +46,8 @@ class IngestCoordinator : public std::enable_shared_from_this<IngestCoordinator>
     std::function<TimePoint()> now;  ///< the wall clock of the settle test
     ThreadPool& pool;
     TurnQueue& queue;
-    /// A watched file is left alone for so long after its last change.
+    /// A watched file is left alone for so long after its last change, and while
+    /// it is open for writing, as far as the system tells.
     std::chrono::seconds settleSeconds{5};
   };
 
@@ -55,13 +56,23 @@ class IngestCoordinator : public std::enable_shared_from_this<IngestCoordinator>
     std::function<void(const BatchProgress&)> progress;
   };
 
+  /// What a look at the watched folder has found.
+  struct InboxScan {
+    std::vector<AssetGroup> groups;  ///< those that have settled
+    std::size_t unsettled = 0;       ///< groups that still change
+    std::uint64_t listing = 0;       ///< the folder's fingerprint if there are such
+    std::int64_t leastBytes = 0;     ///< the size of the smallest of `groups`
+  };
+
+  using InboxScanner = std::function<InboxScan(const std::filesystem::path& folder)>;
+
   /// The results in the order of completion. They carry no `photo`: a batch may
   /// be a whole library.
   struct BatchResult {
     std::vector<Ingestor::Result> results;
     std::size_t junk = 0;       ///< of a drop
     std::size_t unsettled = 0;  ///< of a pass: groups that still change
-    /// Of a pass that found such: see `listingFingerprint`.
+    /// Of a pass whose scan found such: see `FolderListing::fingerprint`.
     std::uint64_t listing = 0;
   };
   using Done = std::function<void(BatchResult)>;
@@ -74,13 +85,15 @@ class IngestCoordinator : public std::enable_shared_from_this<IngestCoordinator>
   void ingestDropped(std::vector<std::filesystem::path> locations, bool deleteSource,
                      std::stop_token stop, Observer observer, Done done);
 
-  /// Takes the settled groups of the watched folder's own files, and removes
-  /// them after success. Reports no progress when nothing has settled.
-  void drainInbox(std::filesystem::path folder, std::stop_token stop, Observer observer, Done done);
+  /// Gives what looks for groups among the watched folder's own files, with the
+  /// present time for the settle test. It takes no turn, holds nothing of this
+  /// object, which it may outlive, and blocks for as long as the folder's drive
+  /// likes: not for the pool.
+  [[nodiscard]] InboxScanner inboxScanner() const;
 
-  /// True when none of the group's files has changed for `settleSeconds`, as
-  /// far as can be read, and none is open for writing.
-  [[nodiscard]] bool isSettled(const AssetGroup& group) const;
+  /// Takes the groups of a scan that are still settled when its turn comes, and
+  /// removes them after success. Reports no progress when there are none.
+  void drainInbox(InboxScan scan, std::stop_token stop, Observer observer, Done done);
 
  private:
   void logJunk(const std::vector<std::filesystem::path>& junk) const;

@@ -146,10 +146,12 @@ std::vector<Ingestor::Result> Ingestor::ingestFolder(const fs::path& folder,
   return results;
 }
 
-ProtectedFolders Ingestor::protectedFolders() const {
+ProtectedFolders Ingestor::protectedFolders() const { return ProtectedFolders(protectedPaths()); }
+
+std::vector<fs::path> Ingestor::protectedPaths() const {
   std::vector<fs::path> folders = options_.protectedFolders;
   folders.push_back(options_.archiveRoot);
-  return ProtectedFolders(folders);
+  return folders;
 }
 
 }  // namespace vaultmere

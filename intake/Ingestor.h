@@ -66,6 +66,8 @@ class Ingestor {
 
   /// The folders that scans for this ingestor leave out, as they are now.
   [[nodiscard]] ProtectedFolders protectedFolders() const;
+  /// Their paths.
+  [[nodiscard]] std::vector<std::filesystem::path> protectedPaths() const;
 
  private:
   Result archiveAndRecord(const AssetGroup& group, AnalyzedPhoto photo, bool sourcesGo) const;

@@ -2,77 +2,160 @@
 #include "intake/WatchedFolderController.h"
 
 #include <algorithm>
+#include <system_error>
 #include <utility>
+
+#include "platform/Log.h"
+#include "platform/Text.h"
 
 namespace vaultmere {
 
-WatchedFolderController::WatchedFolderController(MainThread& main, ThreadPool& pool, Drain drain)
-    : main_(main), pool_(pool), drain_(std::move(drain)), hop_(main) {}
+WatchedFolderController::WatchedFolderController(MainThread& main, Pipeline pipeline,
+                                                 WatchDependencies dependencies)
+    : main_(main),
+      pipeline_(std::move(pipeline)),
+      dependencies_(std::move(dependencies)),
+      hop_(main) {}
 
 void WatchedFolderController::watch(const std::optional<Bookmark>& inbox) {
   if (inbox == inbox_) {
     return;
   }
   stop();
-  inbox_ = inbox;
+  hop_.forget();
+  mounts_.reset();
   watcher_.reset();
   redrain_.stop();
-  isPassing_ = false;
+  inbox_ = inbox;
+  state_ = State::idle;
   wantsPass_ = false;
+  isAway_ = false;
+  runningLooks_ = 0;
   settling_.reset();
-  hop_.forget();
+  turnedAway_.reset();
   if (!inbox) {
     return;
   }
-  // Finding the folder may touch a drive that doesn't answer.
-  pool_.post([bookmark = *inbox, found = hop_([this](const std::filesystem::path& folder) {
-                                   open(folder);
-                                 })] { found(bookmark.resolve().value_or(bookmark.path)); });
+  if (dependencies_.watchMounts) {
+    mounts_ = std::make_unique<MountWatcher>(hop_([this] { mountsChanged(); }));
+  }
+  open(inbox->path);
 }
 
 void WatchedFolderController::open(const std::filesystem::path& folder) {
-  watcher_ = std::make_unique<InboxWatcher>(main_, pool_, folder, [this] { pass(); });
+  watcher_ = std::make_unique<InboxWatcher>(
+      main_, folder, [this] { pass(); }, dependencies_);
   watcher_->start();
 }
 
 void WatchedFolderController::stop() {
   stop_.request_stop();
   stop_ = std::stop_source();
+  if (state_ == State::looking) {
+    ++looks_;
+    state_ = State::idle;
+    lookTimeout_.stop();
+  }
 }
 
-/// Another drive may be mounted at the folder's path by now, or its own one
-/// elsewhere: each pass looks first.
 void WatchedFolderController::pass() {
+  if (state_ != State::idle) {
+    wantsPass_ = true;
+  } else if (inbox_) {
+    startLook();
+  }
+}
+
+void WatchedFolderController::mountsChanged() {
   if (!watcher_) {
     return;
   }
-  if (std::exchange(isPassing_, true)) {
-    wantsPass_ = true;
-    return;
+  const bool hangs = state_ == State::looking && !lookTimeout_;
+  if (hangs && runningLooks_ < kMaxLooks) {
+    state_ = State::idle;
   }
-  pool_.post(
-      [bookmark = *inbox_, found = hop_([this](const std::optional<std::filesystem::path>& folder) {
-                             drain(folder);
-                           })] { found(bookmark.resolve()); });
+  if (hangs || isAway_) {
+    pass();
+  }
+  watcher_->mountsChanged();
 }
 
-void WatchedFolderController::drain(const std::optional<std::filesystem::path>& folder) {
-  if (folder && folder != watcher_->path()) {
-    isPassing_ = false;
-    open(*folder);
-    return;
-  }
-  const bool isDraining =
-      folder &&
-      drain_(*folder, stop_.get_token(),
-             hop_([this](const IngestCoordinator::BatchResult& batch) { passed(batch); }));
-  if (!isDraining) {
-    passed({});
+void WatchedFolderController::destinationHasRoom(std::int64_t bytes) {
+  if (turnedAway_ && *turnedAway_ <= bytes) {
+    turnedAway_.reset();
+    pass();
   }
 }
 
-void WatchedFolderController::passed(const IngestCoordinator::BatchResult& batch) {
-  isPassing_ = false;
+/// Another drive may be mounted at the folder's path by now, or its own one
+/// elsewhere: each look finds the folder first.
+void WatchedFolderController::startLook() {
+  Scanner scan = pipeline_.scanner();
+  if (!scan) {
+    return;
+  }
+  const std::uint64_t number = ++looks_;
+  auto answer = hop_([this, number](const Look& look) {
+    --runningLooks_;
+    if (number == looks_) {
+      onLook(look);
+    }
+  });
+  try {
+    dependencies_.background([bookmark = *inbox_, watched = watcher_->path(),
+                              scan = std::move(scan), answer = std::move(answer)] {
+      Look look{bookmark.resolve(), {}};
+      if (look.folder == watched) {
+        look.scan = scan(watched);
+      }
+      answer(std::move(look));
+    });
+  } catch (const std::system_error& error) {
+    logLine(std::string("Vaultmere: watched folder not scanned — ") + error.what());
+    return;
+  }
+  ++runningLooks_;
+  state_ = State::looking;
+  lookTimeout_ = main_.after(kLookTimeout, [this] { onTimeout(); });
+}
+
+void WatchedFolderController::onTimeout() {
+  lookTimeout_.stop();
+  logLine("Vaultmere: watched folder not scanned — no answer from " +
+          displayPath(watcher_->path()));
+}
+
+void WatchedFolderController::onLook(Look look) {
+  lookTimeout_.stop();
+  state_ = State::idle;
+  isAway_ = !look.folder;
+  turnedAway_.reset();
+  if (look.folder && look.folder != watcher_->path()) {
+    open(*look.folder);
+    return;
+  }
+  IngestCoordinator::BatchResult nothingDone;
+  nothingDone.unsettled = look.scan.unsettled;
+  nothingDone.listing = look.scan.listing;
+  if (!look.scan.groups.empty()) {
+    leastBytes_ = look.scan.leastBytes;
+    state_ = State::draining;
+    if (pipeline_.drain(
+            std::move(look.scan), stop_.get_token(),
+            hop_([this](const IngestCoordinator::BatchResult& batch) { finishPass(batch); }))) {
+      return;
+    }
+  }
+  finishPass(nothingDone);
+}
+
+void WatchedFolderController::finishPass(const IngestCoordinator::BatchResult& batch) {
+  state_ = State::idle;
+  if (std::any_of(batch.results.begin(), batch.results.end(), [](const Ingestor::Result& result) {
+        return result.outcome == IngestOutcome::skipped;
+      })) {
+    turnedAway_ = leastBytes_;
+  }
   if (batch.unsettled == 0) {
     settling_.reset();
   } else {

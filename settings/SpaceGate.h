@@ -35,9 +35,6 @@ class SpaceGate {
   /// True when the destination is online and keeps its margin after a copy of
   /// so many bytes.
   [[nodiscard]] bool allows(std::int64_t bytes) const;
-  /// True once when a copy that `allows` has refused would be allowed now: room
-  /// has come back, and what was turned away is worth another try.
-  [[nodiscard]] bool roomHasComeBack();
   /// The device of the archive's root, as last known: a drive that gives no
   /// answer for a while isn't gone for copies under way. Absent until the
   /// destination has been found, and after it was looked for and isn't there.
@@ -47,8 +44,7 @@ class SpaceGate {
 
  private:
   mutable std::mutex mutex_;
-  State state_;                                  // guarded by mutex_, as the next
-  mutable std::optional<std::int64_t> refused_;  ///< the bytes of the smallest refused copy
+  State state_;  // guarded by mutex_
 };
 
 }  // namespace vaultmere

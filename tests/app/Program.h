@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <thread>
 
 #include "app/AppModel.h"
 #include "tests/intake/Archive.h"
@@ -10,8 +11,8 @@
 namespace vaultmere {
 
 /// The whole program but its window, on a clock that a test turns, with an
-/// archive to freeze into. The destination is probed on the pool, so that
-/// `settle` waits for its answers too.
+/// archive to freeze into. What touches the destination and the watched folder
+/// runs on the pool, so that `settle` waits for its answers too.
 class Program : public testing::Test {
  protected:
   ~Program() override {
@@ -24,7 +25,10 @@ class Program : public testing::Test {
   AppModel& start(DiagnosticEnvironment environment = {}) {
     DestinationDependencies dependencies;
     dependencies.watchMounts = false;
-    dependencies.background = [this](auto job) { archive_.pool.post(std::move(job)); };
+    dependencies.background = [this](auto job) {
+      usesOwnThreads_ ? void(ownThreads_.emplace_back(std::move(job)))
+                      : archive_.pool.post(std::move(job));
+    };
     dependencies.probe = [this](const Bookmark& bookmark) {
       auto found = probeDestination(bookmark);
       if (found && room_ >= 0) {
@@ -69,6 +73,10 @@ class Program : public testing::Test {
   Archive archive_;
   std::atomic<std::int64_t> room_ = -1;  ///< bytes left on the destination; below 0: as it is
   ManualMainThread main_{parseCatalogDate("2030-01-01T00:00:00Z")->moment()};
+  /// For folders that hang: from then on such work has threads of its own, as
+  /// in the program.
+  bool usesOwnThreads_ = false;
+  std::vector<std::jthread> ownThreads_;
   std::unique_ptr<AppModel> model_;
 };
 

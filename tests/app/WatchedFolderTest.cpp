@@ -1,4 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include <latch>
+#include <mutex>
+
+#include "platform/FaultPoint.h"
 #include "tests/app/Program.h"
 #include "tests/support/FaultPlan.h"
 
@@ -8,7 +12,7 @@ namespace {
 using std::chrono::minutes;
 using std::chrono::seconds;
 
-/// Files are real, and so are the notices of the kernel.
+/// Files are real, and so are the kernel's notices.
 class WatchedFolderTest : public Program {
  protected:
   WatchedFolderTest() { fs::create_directories(inbox_); }
@@ -37,19 +41,21 @@ class WatchedFolderTest : public Program {
   const fs::path inbox_ = archive_.folder / "inbox";
 };
 
-TEST_F(WatchedFolderTest, WhatLiesThereAtStartIsTakenAndWhatComesLaterToo) {
+TEST_F(WatchedFolderTest, TakesWhatLiesThereAtStartAndWhatComesOnceItHasSettled) {
   put("a.jpg", minutes(1), "a");
   put("notes.txt", minutes(1), "t");
   watch();
   EXPECT_TRUE(archived(1));
   EXPECT_EQ(model_->imports().status(), "Watch: 1 new");
-  put("b.jpg", minutes(1), "b");
-  pass(seconds(1));
+  put("fresh.jpg", seconds(1), "fresh");
+  pass(seconds(2));
+  EXPECT_EQ(archive_.files().size(), 1U);
+  pass(seconds(7));
   EXPECT_TRUE(archived(2));
   EXPECT_EQ(filesBelow(inbox_), Strings{"notes.txt"});
 }
 
-TEST_F(WatchedFolderTest, TheFolderMayGoAndComeBack) {
+TEST_F(WatchedFolderTest, TakesFilesOfAFolderThatWasMissing) {
   watch();
   fs::remove_all(inbox_);
   pass(seconds(40));
@@ -59,7 +65,7 @@ TEST_F(WatchedFolderTest, TheFolderMayGoAndComeBack) {
   EXPECT_TRUE(archived(1));
 }
 
-TEST_F(WatchedFolderTest, FilesThatCameWhileTheDestinationWasAwayAreTakenOnItsReturn) {
+TEST_F(WatchedFolderTest, TakesFilesOnceTheDestinationIsBack) {
   watch();
   fs::rename(archive_.root(), archive_.folder / "unplugged");
   pass(seconds(5));
@@ -69,20 +75,6 @@ TEST_F(WatchedFolderTest, FilesThatCameWhileTheDestinationWasAwayAreTakenOnItsRe
   EXPECT_EQ(filesBelow(inbox_), Strings{"a.jpg"});
   fs::rename(archive_.folder / "unplugged", archive_.root());
   pass(seconds(5));
-  EXPECT_TRUE(archived(1));
-}
-
-TEST_F(WatchedFolderTest, FilesTurnedAwayByAFullDestinationAreTakenWhenRoomComesBack) {
-  room_ = 0;
-  watch();
-  put("a.jpg", minutes(1), "a");
-  pass(seconds(2));
-  EXPECT_TRUE(main_.runUntil([&] {
-    archive_.pool.post([this] { main_.post([] {}); });
-    return model_->imports().status() == "Watch: 0 new, 1 skipped (no space)";
-  }));
-  room_ = std::int64_t{1} << 40;
-  pass(DestinationMonitor::kPollInterval);
   EXPECT_TRUE(archived(1));
 }
 
@@ -101,12 +93,47 @@ TEST_F(WatchedFolderTest, APassThatFindsNothingReadsNoOriginals) {
   EXPECT_TRUE(reads.wasHit());
 }
 
-TEST_F(WatchedFolderTest, WithoutAnInboxNothingIsTaken) {
+TEST_F(WatchedFolderTest, TakesFilesOnceThereIsRoom) {
+  room_ = 0;
   watch();
-  model_->settings().setInbox(std::nullopt);
   put("a.jpg", minutes(1), "a");
-  pass(minutes(2));
-  EXPECT_TRUE(archive_.files().empty());
+  pass(seconds(2));
+  EXPECT_TRUE(main_.runUntil([&] {
+    archive_.pool.post([this] { main_.post([] {}); });
+    return model_->imports().status() == "Watch: 0 new, 1 skipped (no space)";
+  }));
+  room_ = std::int64_t{1} << 40;
+  pass(DestinationMonitor::kPollInterval);
+  EXPECT_TRUE(archived(1));
+}
+
+TEST_F(WatchedFolderTest, HoldsUpNeitherDropsNorTheEndWhenItHangs) {
+  static std::latch hangs(1);
+  static std::latch released(1);
+  static std::once_flag once;
+  watch();
+  usesOwnThreads_ = true;
+  setFaultHook([](std::string_view step, const fs::path& path) {
+    if (step == "readdir" && path.filename() == "inbox") {
+      std::call_once(once, [] { hangs.count_down(); });
+      released.wait();
+    }
+    return 0;
+  });
+  put("a.jpg", minutes(1), "a");
+  pass(seconds(40));
+  hangs.wait();
+  model_->destination().refresh();
+  ASSERT_TRUE(main_.runUntil([&] { return model_->destination().isOnline(); }));
+  model_->importDropped({archive_.source("b.jpg", "b")});
+  settle();
+  EXPECT_EQ(model_->imports().status(), "Imported: 1 new");
+  model_.reset();
+  archive_.pool.join();
+  released.count_down();
+  ownThreads_.clear();
+  setFaultHook(nullptr);
+  EXPECT_EQ(filesBelow(inbox_), Strings{"a.jpg"});
 }
 
 }  // namespace

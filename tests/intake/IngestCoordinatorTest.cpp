@@ -39,8 +39,9 @@ class IngestCoordinatorTest : public testing::Test {
   Told drain() {
     Told told;
     std::promise<IngestCoordinator::BatchResult> done;
-    coordinator()->drainInbox(archive_.sources(), {}, observer(told, {}),
-                              [&](auto result) { done.set_value(std::move(result)); });
+    const auto target = coordinator();
+    target->drainInbox(target->inboxScanner()(archive_.sources()), {}, observer(told, {}),
+                       [&](auto result) { done.set_value(std::move(result)); });
     told.result = done.get_future().get();
     return told;
   }

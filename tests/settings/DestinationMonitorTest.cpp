@@ -48,30 +48,19 @@ TEST(SpaceMargin, IsTheLargerOfTheFloorAndACappedPart) {
   }
 }
 
-TEST(SpaceGate, OpensToTheByteAndTellsWhenRoomHasComeBack) {
+TEST(SpaceGate, OpensToTheByte) {
   constexpr std::int64_t file = 123'456;
   SpaceGate gate;
   EXPECT_FALSE(gate.allows(0));
   SpaceGate::State state{true, "/a", 7, {100 * kGB, 10 * kGB + file}, 10 * kGB};
   gate.update(state);
-  EXPECT_TRUE(gate.roomHasComeBack());
   EXPECT_TRUE(gate.allows(file));
-  EXPECT_FALSE(gate.roomHasComeBack()) << "nothing was refused since";
   EXPECT_FALSE(gate.allows(file + 2));
   EXPECT_FALSE(gate.allows(std::numeric_limits<std::int64_t>::max()));
-  ++state.capacity.available;
-  gate.update(state);
-  EXPECT_FALSE(gate.roomHasComeBack());
-  ++state.capacity.available;
   state.online = false;
   gate.update(state);
   EXPECT_FALSE(gate.allows(file));
-  EXPECT_FALSE(gate.roomHasComeBack());
   EXPECT_EQ(gate.expectedDevice(), 7U) << "copies under way go on when it answers again";
-  state.online = true;
-  gate.update(state);
-  EXPECT_TRUE(gate.roomHasComeBack());
-  EXPECT_FALSE(gate.roomHasComeBack());
 }
 
 /// A monitor over drives that a test plugs in and out. Probes and notifications

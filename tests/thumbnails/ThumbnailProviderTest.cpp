@@ -198,10 +198,8 @@ TEST_F(ThumbnailProviderTest, MakesNoFileForAnIdThatIsNoHash) {
   PhotoRef ref = picture(1);
   EXPECT_EQ(provider_->thumbnailFile(ref.id), cache() / "thumbs" / (ref.id + ".jpg"));
   const std::string id(64, 'a');
-  for (const std::string& bad :
-       {std::string(), std::string("a"), std::string(63, 'a'), std::string(65, 'a'),
-        std::string(64, 'A'), id.substr(1) + "g", "../" + id.substr(3), id.substr(4) + ".jpg",
-        id.substr(1) + '\0', std::string("../../archive/1")}) {
+  for (const std::string& bad : {std::string(), id + 'a', id.substr(1) + 'A', "../" + id.substr(3),
+                                 id.substr(1) + '\0', std::string("../../archive/1")}) {
     EXPECT_FALSE(provider_->thumbnailFile(bad)) << bad;
     ref.id = bad;
     ref.ext = "tif";
@@ -302,16 +300,9 @@ TEST_F(ThumbnailProviderTest, LeavesAWholeFileOrNoneAfterAFailureAtAnyStep) {
       const auto bitmap = decodeScaled(cache() / file, 400);
       EXPECT_EQ(describe(bitmap ? &*bitmap : nullptr), "400x300 RGBY") << step << " " << file;
     }
-    EXPECT_EQ(ensure(ref).get(), kMade) << "the next request tries again";
-  }
-}
-
-TEST_F(ThumbnailProviderTest, FlushesNothingAndMakesEmptyFilesAgain) {
-  const PhotoRef ref = picture(1);
-  {
     const auto plan = FaultPlan::failing("fsync", 1, EIO);
-    EXPECT_EQ(ensure(ref).get(), kMade);
-    EXPECT_FALSE(plan.wasHit());
+    EXPECT_EQ(ensure(ref).get(), kMade) << "the next request tries again";
+    EXPECT_FALSE(plan.wasHit()) << "what can be made again needs no flush";
   }
   // As a power cut can leave it.
   writeText(cache() / "thumbs" / (ref.id + ".jpg"), "");
