@@ -12,8 +12,8 @@ namespace vaultmere {
 /// Everything that is read from a still's embedded properties. What a file
 /// doesn't tell, or can't be read, is absent.
 struct ImageMetadata {
-  std::optional<int> width;          ///< pixels, before turning
-  std::optional<int> height;         ///< pixels, before turning
+  std::optional<int> width;          ///< pixels, before rotation
+  std::optional<int> height;         ///< pixels, before rotation
   std::optional<double> megapixels;  ///< not rounded
   std::optional<int> orientation;    ///< EXIF code; 1 when a readable image gives none
   std::optional<std::string> mimeType;
