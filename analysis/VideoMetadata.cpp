@@ -14,7 +14,7 @@
 namespace vaultmere {
 namespace {
 
-/// Rounded to the nearest, halves away from zero; the sign is that of a turn.
+/// Rounded to the nearest, halves away from zero; the sign is that of a rotation.
 std::optional<int> pixels(double side) {
   const double rounded = std::round(std::abs(side));
   if (!(rounded >= 1) || rounded > std::numeric_limits<int>::max()) {

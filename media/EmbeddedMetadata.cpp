@@ -3,17 +3,22 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
 #include <exiv2/bmffimage.hpp>
 #include <exiv2/exiv2.hpp>
+#include <exiv2/preview.hpp>
 #include <initializer_list>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "media/ByteView.h"
+#include "media/XmpMapping.h"
 #include "platform/Text.h"
 
 namespace vaultmere {
@@ -29,6 +34,9 @@ constexpr std::uint64_t kMaxWholeFile = std::uint64_t{256} << 20;
 /// Exiv2 loads each box or chunk whole, pictures included, and is spared those
 /// of files that are larger than this.
 constexpr std::uint64_t kMaxChunkedFile = std::uint64_t{1} << 30;
+
+/// No camera writes a larger preview.
+constexpr std::size_t kMaxPreviewBytes = std::size_t{64} << 20;
 
 /// Enough for all that stands before the pictures in a file made of boxes.
 constexpr std::size_t kBoxedHeadBytes = std::size_t{16} << 20;
@@ -225,13 +233,6 @@ void mapExif(const Exiv2::ExifData& data, ImageProperties& properties) {
       reader.text("LensModel", {"Exif.Canon", "Exif.OlympusEq", "Exif.Panasonic"}));
 }
 
-void mapXmp(const Exiv2::XmpData& data, ImageProperties& properties) {
-  const auto lens = data.findKey(Exiv2::XmpKey("Xmp.aux.Lens"));
-  if (lens != data.end()) {
-    properties.exifAux.insert_or_assign("LensModel", validUtf8(lens->toString()));
-  }
-}
-
 using ImageHandle = std::unique_ptr<Exiv2::Image>;
 
 /// The file as Exiv2 should see it: by the descriptor that has been checked, or
@@ -269,6 +270,48 @@ void mapSize(const Exiv2::Image& image, ImageProperties& properties) {
   }
 }
 
+std::optional<double> numberOf(const Exiv2::ExifData& data, const std::string& key) {
+  try {
+    const auto at = data.findKey(Exiv2::ExifKey(key));
+    return at == data.end() ? std::nullopt : numberAt(at->value(), 0);
+  } catch (const std::exception&) {
+    return std::nullopt;
+  }
+}
+
+/// The size of the largest picture that a RAW file's directories describe: of
+/// those that are marked as the full picture, else of all. Where there is no such
+/// directory, EXIF tells the size that the camera gave its own JPEG.
+void mapRawSize(const Exiv2::ExifData& data, ImageProperties& properties) {
+  struct Candidate {
+    bool isFull = false;
+    double width = 0;
+    double height = 0;
+    bool operator<(const Candidate& other) const {
+      return std::pair(isFull, width * height) <
+             std::pair(other.isFull, other.width * other.height);
+    }
+  };
+  Candidate best;
+  for (const char* directory :
+       {"Image", "SubImage1", "SubImage2", "SubImage3", "SubImage4", "SubImage5", "SubImage6",
+        "SubImage7", "SubImage8", "SubImage9", "Image2", "Image3"}) {
+    const std::string group = std::string("Exif.") + directory;
+    best = std::max(best, Candidate{numberOf(data, group + ".NewSubfileType") == 0.0,
+                                    numberOf(data, group + ".ImageWidth").value_or(0),
+                                    numberOf(data, group + ".ImageLength").value_or(0)});
+  }
+  const double width = numberOf(data, "Exif.Photo.PixelXDimension").value_or(0);
+  const double height = numberOf(data, "Exif.Photo.PixelYDimension").value_or(0);
+  if (!best.isFull && width * height > best.width * best.height) {
+    best = {false, width, height};
+  }
+  if (best.width > 0 && best.height > 0) {
+    properties.pixelWidth = best.width;
+    properties.pixelHeight = best.height;
+  }
+}
+
 }  // namespace
 
 void readEmbeddedMetadata(const File& file, const ImageFormat& format,
@@ -287,11 +330,49 @@ void readEmbeddedMetadata(const File& file, const ImageFormat& format,
     }
     if (tellsSize(format.container)) {
       mapSize(*image, properties);
+    } else if (format.container == ImageContainer::raw) {
+      mapRawSize(image->exifData(), properties);
     }
     mapExif(image->exifData(), properties);
     mapXmp(image->xmpData(), properties);
   } catch (const std::exception&) {
     // Not for this library, or gone while it was read.
+  }
+}
+
+std::string largestPreview(const File& file, const ImageFormat& format) {
+  prepareExiv2();
+  try {
+    std::string bytes;
+    const ImageHandle image = openImage(file, format, bytes);
+    if (!image) {
+      return {};
+    }
+    image->readMetadata();
+    const Exiv2::PreviewManager previews(*image);
+    const Exiv2::PreviewPropertiesList list = previews.getPreviewProperties();  // smallest first
+    for (auto at = list.rbegin(); at != list.rend(); ++at) {
+      if (at->mimeType_ == "image/jpeg" && at->size_ <= kMaxPreviewBytes) {
+        const Exiv2::PreviewImage preview = previews.getPreviewImage(*at);
+        return {reinterpret_cast<const char*>(preview.pData()), preview.size()};
+      }
+    }
+  } catch (const std::exception&) {
+    // Not for this library, or damaged.
+  }
+  return {};
+}
+
+void readMetadataOfJpeg(std::string_view jpeg, ImageProperties& properties) {
+  prepareExiv2();
+  try {
+    const auto image = Exiv2::ImageFactory::open(reinterpret_cast<const Exiv2::byte*>(jpeg.data()),
+                                                 static_cast<long>(jpeg.size()));
+    image->readMetadata();
+    mapExif(image->exifData(), properties);
+    mapXmp(image->xmpData(), properties);
+  } catch (const std::exception&) {
+    // What has been mapped stays.
   }
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <string>
 #include <string_view>
 
 #include "media/ImageFormat.h"
@@ -11,9 +12,17 @@
 // nothing is thrown.
 namespace vaultmere {
 
-/// Adds what a file's EXIF and XMP say, and its size where the container's
-/// header tells that of the first image.
+/// Adds what a file's EXIF says, and XMP where EXIF says nothing; its size where
+/// the container's header tells that of the first image, and of a RAW file that
+/// of the directory with the sensor's data.
 void readEmbeddedMetadata(const File& file, const ImageFormat& format, ImageProperties& properties);
+
+/// The largest JPEG inside a RAW file, wherever its directories have it; empty
+/// when there is none.
+[[nodiscard]] std::string largestPreview(const File& file, const ImageFormat& format);
+
+/// Adds what a JPEG in memory says.
+void readMetadataOfJpeg(std::string_view jpeg, ImageProperties& properties);
 
 /// The same for blocks that another reader has found. `exif` begins with "Exif"
 /// and two zero bytes or with the TIFF header; each may be empty.

@@ -125,7 +125,7 @@ std::vector<Channel> scaled(const AVFrame& frame, int width, int height) {
 
 }  // namespace
 
-std::optional<Bitmap> pictureOf(const AVFrame& frame, int width, int height, int orientation) {
+std::optional<Bitmap> bitmapOfFrame(const AVFrame& frame, int width, int height, int orientation) {
   const auto light = wideLightOf(frame);
   const std::vector<std::uint8_t> pixels =
       light ? srgbOfWideColours(scaled<std::uint16_t>(frame, width, height), *light)

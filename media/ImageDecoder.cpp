@@ -6,20 +6,21 @@
 #include <exception>
 #include <functional>
 #include <mutex>
+#include <span>
+#include <string>
+#include <utility>
 
+#include "media/DecodeAdmission.h"
 #include "media/EmbeddedMetadata.h"
 #include "media/HeifOrientation.h"
 #include "media/ImageFormat.h"
 #include "media/RawFile.h"
 #include "media/VipsStill.h"
+#include "media/X3fFile.h"
 #include "platform/Files.h"
 
 namespace vaultmere {
 namespace {
-
-/// Decodes that take more than this wait for one another, so that a folder of
-/// panoramas doesn't take the memory of all of them at once.
-constexpr std::uint64_t kLargeDecodeBytes = std::uint64_t{128} << 20;
 
 constexpr auto kMaxBytes = static_cast<std::uint64_t>(kMaxDecodeBytes);
 
@@ -37,24 +38,19 @@ constexpr double kAspectTolerance = 0.02;
 /// Which pixels may be shown: the picture's alone, or those of one inside it.
 enum class Show { picture, embedded };
 
-/// DecodeAdmission for one decode: its place among the large ones, and its time, which
-/// begins when it has that place.
-struct DecodeAdmission {
-  std::unique_lock<std::mutex> place;
+/// One admitted decode and its deadline, which counts from its admission.
+struct Admission {
+  std::unique_lock<std::mutex> lock;
   Deadline deadline;
 };
 
-/// Waits for the place. Absent for what would take too much memory.
-std::optional<DecodeAdmission> admitDecode(std::uint64_t bytes) {
+/// Absent for what would take too much memory.
+std::optional<Admission> admit(std::uint64_t bytes) {
   if (bytes > kMaxBytes) {
     return std::nullopt;
   }
-  static std::mutex largeDecode;
-  std::unique_lock<std::mutex> place(largeDecode, std::defer_lock);
-  if (bytes > kLargeDecodeBytes) {
-    place.lock();
-  }
-  return DecodeAdmission{std::move(place), Deadline()};
+  auto lock = admitDecode(bytes);
+  return Admission{std::move(lock), Deadline()};
 }
 
 /// The largest reduction that the loader offers and that leaves `maxPixels`, and
@@ -86,7 +82,7 @@ double aspectOf(PixelSize size) {
 
 bool isPortrait(PixelSize size) { return size.width < size.height; }
 
-/// True when a picture inside another one can stand for it. Either may be turned.
+/// True when a picture inside another one can stand for it. Either may be rotated.
 bool canStandFor(PixelSize picture, PixelSize embedded) {
   const int longer = std::max(embedded.width, embedded.height);
   return longer >= kLeastEmbedded && longer < std::max(picture.width, picture.height) &&
@@ -100,26 +96,26 @@ std::optional<Bitmap> decodeStill(const VipsStill& still, int maxPixels,
     return std::nullopt;
   }
   const VipsHeader header = headerOf(image);
-  const int turn = orientation.value_or(header.orientation);
-  const PixelSize size = fitted(header.size, maxPixels, turn);
+  const int rotation = orientation.value_or(header.orientation);
+  const PixelSize size = fitted(header.size, maxPixels, rotation);
   const int shrink = shrinkFor(still, header, maxPixels);
-  const auto leave = admitDecode(decodeBytes(header, shrink));
-  if (!leave) {
+  const auto admission = admit(decodeBytes(header, shrink));
+  if (!admission) {
     return std::nullopt;
   }
   if (shrink > 1) {
     image = still.open(shrink);
   }
-  auto bitmap = image ? render(image, size, turn, leave->deadline) : std::nullopt;
+  auto bitmap = image ? render(image, size, rotation, admission->deadline) : std::nullopt;
   if (!bitmap) {
     image = still.open(shrink);
-    image = image ? readableRows(image, leave->deadline) : nullptr;
-    bitmap = image ? render(image, size, turn, leave->deadline) : std::nullopt;
+    image = image ? readableRows(image, admission->deadline) : nullptr;
+    bitmap = image ? render(image, size, rotation, admission->deadline) : std::nullopt;
   }
   return bitmap;
 }
 
-/// The thumbnail in a JPEG's EXIF, turned as the picture is to be.
+/// The thumbnail in a JPEG's EXIF, rotated like the picture.
 std::optional<Bitmap> decodeExifThumbnail(const VipsStill& still, int maxPixels) {
   const VipsImageHandle picture = still.open();
   if (!picture || !blockOf(picture, "icc-profile-data").empty()) {
@@ -142,14 +138,14 @@ std::optional<Bitmap> decodeExifThumbnail(const VipsStill& still, int maxPixels)
   return decodeStill(embedded, maxPixels, header.orientation);
 }
 
-/// The thumbnail beside a HEIC's picture. Each of the two is turned by
+/// The thumbnail beside a HEIC's picture. Each of the two is rotated by
 /// properties of its own; where those of the thumbnail are missing, only a
-/// quarter of a turn shows in its shape.
+/// quarter of a rotation shows in its shape.
 std::optional<Bitmap> decodeHeifThumbnail(const File& file, const VipsStill& still, int maxPixels) {
-  const int turn = heifOrientation(file).value_or(0);
+  const int orientation = heifOrientation(file).value_or(0);
   const VipsImageHandle picture = still.open();
   const VipsImageHandle thumbnail = still.openThumbnail();
-  if ((turn != 1 && turn != 6 && turn != 8) || !picture || !thumbnail ||
+  if ((orientation != 1 && orientation != 6 && orientation != 8) || !picture || !thumbnail ||
       blockOf(picture, "icc-profile-data") != blockOf(thumbnail, "icc-profile-data")) {
     return std::nullopt;
   }
@@ -160,8 +156,9 @@ std::optional<Bitmap> decodeHeifThumbnail(const File& file, const VipsStill& sti
       isPortrait(whole) != isPortrait(size)) {
     return std::nullopt;
   }
-  const auto leave = admitDecode(decodeBytes(header, 1));
-  return leave ? render(thumbnail, fitted(size, maxPixels, 1), 1, leave->deadline) : std::nullopt;
+  const auto admission = admit(decodeBytes(header, 1));
+  return admission ? render(thumbnail, fitted(size, maxPixels, 1), 1, admission->deadline)
+                   : std::nullopt;
 }
 
 std::optional<Bitmap> decodeEmbedded(const File& file, const ImageFormat& format,
@@ -189,17 +186,16 @@ std::optional<int> orientationBeside(const File& file, const ImageFormat& format
 
 bool isTransposed(int orientation) { return orientation >= 5; }
 
-/// The turn that a preview needs. Most are stored as the sensor stood; one whose
-/// shape is that of the turned picture has been turned by the camera.
+/// The EXIF code by which a preview is to be rotated. Most are stored as the sensor stood; one
+/// whose shape is that of the rotated picture has been rotated by the camera.
 int previewOrientation(const RawHeader& raw, const VipsHeader& preview) {
   const bool isTurned = isPortrait({raw.width, raw.height}) != isPortrait(preview.size);
   return isTransposed(raw.orientation) && isTurned ? 1 : raw.orientation;
 }
 
 /// The embedded JPEG, if it passes.
-std::optional<Bitmap> decodePreview(RawFile& raw, int maxPixels,
-                                    const std::function<bool(PixelSize)>& passes) {
-  const auto jpeg = raw.preview();
+std::optional<Bitmap> decodePreview(std::span<const std::uint8_t> jpeg, const RawHeader& raw,
+                                    int maxPixels, const std::function<bool(PixelSize)>& passes) {
   if (jpeg.empty()) {
     return std::nullopt;
   }
@@ -212,15 +208,15 @@ std::optional<Bitmap> decodePreview(RawFile& raw, int maxPixels,
   if (!passes(header.size)) {
     return std::nullopt;
   }
-  return decodeStill(still, maxPixels, previewOrientation(raw.header(), header));
+  return decodeStill(still, maxPixels, previewOrientation(raw, header));
 }
 
 std::optional<Bitmap> developScaled(RawFile& raw, int maxPixels) {
   const RawHeader& header = raw.header();
   const bool half =
       std::max(header.width, header.height) / 2 >= maxPixels || raw.developBytes(false) > kMaxBytes;
-  const auto leave = admitDecode(raw.developBytes(half));
-  const auto developed = leave ? raw.develop(half) : std::nullopt;
+  const auto admission = admit(raw.developBytes(half));
+  const auto developed = admission ? raw.develop(half) : std::nullopt;
   if (!developed) {
     return std::nullopt;
   }
@@ -228,15 +224,41 @@ std::optional<Bitmap> developScaled(RawFile& raw, int maxPixels) {
       imageOver(developed->pixels, developed->width, developed->height, developed->bands);
   const PixelSize size =
       fitted({developed->width, developed->height}, maxPixels, header.orientation);
-  return image ? render(image, size, header.orientation, leave->deadline) : std::nullopt;
+  return image ? render(image, size, header.orientation, admission->deadline) : std::nullopt;
+}
+
+bool any(PixelSize /*size*/) { return true; }
+
+/// A RAW file that LibRaw doesn't know, or can't read: the largest preview that
+/// its structure tells of, else the first picture of a TIFF.
+std::optional<Bitmap> decodeUnknownRaw(const File& file, const ImageFormat& format, int maxPixels) {
+  RawHeader header;
+  std::string jpeg;
+  if (auto x3f = readX3f(file)) {
+    header = std::move(x3f->header);
+    jpeg = std::move(x3f->preview);
+  } else {
+    ImageProperties properties;
+    readEmbeddedMetadata(file, format, properties);
+    constexpr double kMaxSide = 1 << 20;
+    header.width = static_cast<int>(std::min(properties.pixelWidth.value_or(0), kMaxSide));
+    header.height = static_cast<int>(std::min(properties.pixelHeight.value_or(0), kMaxSide));
+    header.orientation = static_cast<int>(properties.orientation.value_or(1));
+    jpeg = largestPreview(file, format);
+  }
+  auto preview = decodePreview({reinterpret_cast<const std::uint8_t*>(jpeg.data()), jpeg.size()},
+                               header, maxPixels, any);
+  if (!preview && format.rawInTiff) {
+    preview = decodeStill(VipsStill(file, format), maxPixels, std::nullopt);
+  }
+  return preview;
 }
 
 std::optional<Bitmap> decodeRaw(const File& file, const ImageFormat& format, int maxPixels,
                                 Show show) {
   const auto raw = RawFile::open(file);
   if (!raw) {
-    return format.rawInTiff ? decodeStill(VipsStill(file, format), maxPixels, std::nullopt)
-                            : std::nullopt;
+    return decodeUnknownRaw(file, format, maxPixels);
   }
   const PixelSize sensor{raw->header().width, raw->header().height};
   const int wanted = std::min(maxPixels, std::max(sensor.width, sensor.height));
@@ -244,13 +266,14 @@ std::optional<Bitmap> decodeRaw(const File& file, const ImageFormat& format, int
     return std::max(preview.width, preview.height) >= wanted ||
            (show == Show::embedded && canStandFor(sensor, preview));
   };
-  if (auto preview = decodePreview(*raw, maxPixels, passes)) {
+  if (auto preview = decodePreview(raw->preview(), raw->header(), maxPixels, passes)) {
     return preview;
   }
   if (auto developed = developScaled(*raw, maxPixels)) {
     return developed;
   }
-  return decodePreview(*raw, maxPixels, [](PixelSize) { return true; });
+  auto preview = decodePreview(raw->preview(), raw->header(), maxPixels, any);
+  return preview ? std::move(preview) : decodeUnknownRaw(file, format, maxPixels);
 }
 
 std::optional<Bitmap> decode(const std::filesystem::path& path, int maxPixels, Show show) {

@@ -25,7 +25,7 @@ namespace vaultmere {
 /// preview inside a RAW file, is shown in place of the picture, which saves
 /// decoding all of its pixels. That may give fewer than `maxPixels`, down to a
 /// camera's usual 160. One with bars or another crop isn't used, nor one whose
-/// colours or turn nothing tells.
+/// colours or rotation nothing tells.
 [[nodiscard]] std::optional<Bitmap> decodeThumbnail(const std::filesystem::path& path,
                                                     int maxPixels);
 

@@ -9,23 +9,27 @@
 #include "media/ImageFormat.h"
 #include "media/RawFile.h"
 #include "media/VipsStill.h"
+#include "media/X3fFile.h"
 #include "platform/Files.h"
 
 namespace vaultmere {
 namespace {
 
 /// HEIC, HEIF and AVIF: the loader gives the size as it shows the image, so that
-/// the stored one is found by turning back. The EXIF tag doesn't count here.
+/// the stored one is found by rotating back. The EXIF tag doesn't count here.
 void readHeif(const File& file, const ImageFormat& format, ImageProperties& properties) {
   const VipsImageHandle image = VipsStill(file, format).open();
+  const std::string exif = image ? blockOf(image, "exif-data") : "";
+  if (exif.empty()) {
+    // A cut file may still have its tags, and the loader looks at 16 blocks only.
+    readEmbeddedMetadata(file, format, properties);
+  }
   if (image) {
     std::string xmp = blockOf(image, "xmp-data");
     if (xmp.empty()) {
       xmp = blockOf(image, "heif-mime-1");
     }
-    readMetadataBlocks(blockOf(image, "exif-data"), xmp, properties);
-  } else {
-    readEmbeddedMetadata(file, format, properties);  // a cut file may still have its tags
+    readMetadataBlocks(exif, xmp, properties);
   }
   const auto orientation = heifOrientation(file);
   properties.orientation = orientation;
@@ -86,6 +90,21 @@ bool readRaw(const File& file, ImageProperties& properties) {
   return true;
 }
 
+bool readX3fProperties(const File& file, ImageProperties& properties) {
+  const auto x3f = readX3f(file);
+  if (!x3f) {
+    return false;
+  }
+  readMetadataOfJpeg(x3f->preview, properties);
+  putMissing(properties, x3f->header);
+  properties.orientation = x3f->header.orientation;
+  if (x3f->header.width > 0 && x3f->header.height > 0) {
+    properties.pixelWidth = x3f->header.width;
+    properties.pixelHeight = x3f->header.height;
+  }
+  return true;
+}
+
 /// For containers whose metadata reader gives no size, or that of another image.
 void readSize(const File& file, const ImageFormat& format, ImageProperties& properties) {
   if (const auto declared = declaredPixels(file, format)) {
@@ -115,7 +134,7 @@ std::optional<ImageProperties> readImageProperties(const std::filesystem::path& 
     }
     readEmbeddedMetadata(file, *format, properties);
     if (format->container == ImageContainer::raw) {
-      if (readRaw(file, properties) || !format->rawInTiff) {
+      if (readRaw(file, properties) || readX3fProperties(file, properties) || !format->rawInTiff) {
         return properties;
       }
     }

@@ -23,7 +23,7 @@ using PropertyDictionary = std::map<std::string, PropertyValue, std::less<>>;
 /// and longitude are unsigned decimal degrees beside their reference letters.
 struct ImageProperties {
   std::optional<std::string> mimeType;  ///< of the detected container
-  std::optional<double> pixelWidth;     ///< as stored, before any turning
+  std::optional<double> pixelWidth;     ///< as stored, before any rotation
   std::optional<double> pixelHeight;
   std::optional<double> orientation;  ///< EXIF code, 1 to 8
   PropertyDictionary exif;            ///< DateTimeOriginal, LensModel, FNumber, …

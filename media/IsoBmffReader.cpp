@@ -25,6 +25,7 @@ constexpr std::size_t kMaxRunsBytes = std::size_t{64} << 10;
 /// A position takes some thirty bytes, and a place's name may stand before it.
 constexpr std::size_t kMaxItemBytes = std::size_t{4} << 10;
 constexpr std::size_t kMaxLocations = 100;
+constexpr std::size_t kMaxTracks = 64;  // as the library
 
 constexpr std::string_view kLocationKey = "com.apple.quicktime.location.ISO6709";
 constexpr std::string_view kPositionAtom = "\xA9xyz";
@@ -148,15 +149,28 @@ class BoxParser {
     std::uint64_t number = 0;
     each(track, [&](const Box& box) {
       if (box.type == "tkhd") {
-        const std::string bytes = content(box, 24);
-        const ByteView view(bytes);
-        number = view.number(view.number(0, 1) == 1U ? 20 : 12, 4).value_or(0);
+        number = readTrackHeader(box);
       }
       return true;
     });
     unnumbered_ = unnumbered_ || number == 0 ||
                   number > static_cast<std::uint64_t>(std::numeric_limits<std::int32_t>::max());
     addTables(track);
+  }
+
+  /// The track's number; 0 without one.
+  std::uint64_t readTrackHeader(const Box& box) {
+    const std::string bytes = content(box, 96);
+    const ByteView view(bytes);
+    const bool wide = view.number(0, 1) == 1U;
+    const std::size_t size = wide ? 88 : 76;
+    const auto number = view.number(wide ? 20 : 12, 4).value_or(0);
+    const double width = fixedPoint(view.number(size, 4));
+    const double height = fixedPoint(view.number(size + 4, 4));
+    if (width >= 1 && height >= 1 && found_.displaySizes.size() < kMaxTracks) {
+      found_.displaySizes.push_back({number, width, height});
+    }
+    return number;
   }
 
   void readHeader(const Box& box) {

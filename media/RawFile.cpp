@@ -16,7 +16,7 @@ constexpr unsigned kMaxRawMegabytes = 1024;
 /// No real file takes this long to read or develop.
 constexpr std::chrono::minutes kMaxRawTime{5};
 
-/// The EXIF code for LibRaw's turn: bits for mirrored, upside down, transposed.
+/// The EXIF code for LibRaw's flip: bits for mirrored, upside down, transposed.
 int orientationOfFlip(int flip) {
   constexpr std::array kCodes{1, 2, 4, 3, 5, 8, 6, 7};
   return kCodes.at(static_cast<std::size_t>(flip & 7));
@@ -66,7 +66,7 @@ struct RawFile::Reader {
     params.max_raw_memory_mb = kMaxRawMegabytes;
     params.use_camera_wb = 1;
     params.output_bps = 8;
-    params.user_flip = 0;  // who renders turns the few pixels that are left
+    params.user_flip = 0;  // the renderer rotates the few pixels that are left
     params.user_qual = 0;  // the picture is scaled down in any case
     raw.set_progress_handler(
         [](void* self, LibRaw_progress, int, int) {

@@ -14,7 +14,7 @@ namespace vaultmere {
 
 /// What a RAW file's header tells. Numbers are 0 and texts empty when unknown.
 struct RawHeader {
-  int width = 0;  ///< of the picture, before turning
+  int width = 0;  ///< of the picture, before rotation
   int height = 0;
   int orientation = 1;  ///< EXIF code
   std::string make;
@@ -27,7 +27,7 @@ struct RawHeader {
   double focalLength = 0;   ///< millimetres
 };
 
-/// Developed pixels, 8-bit sRGB or grey, not turned.
+/// Developed pixels, 8-bit sRGB or grey, not rotated.
 struct DevelopedRaw {
   int width = 0;
   int height = 0;

@@ -55,6 +55,10 @@ void prepareLibrary() {
   });
 }
 
+/// Coded sizes are whole blocks of 16 pixels, of which a track shows a part.
+constexpr double kMaxAspectDifference = 0.03;
+constexpr double kMinDisplayShare = 0.1;
+
 int refuseToOpen(AVFormatContext*, AVIOContext**, const char*, int, AVDictionary**) {
   return AVERROR(EPERM);
 }
@@ -197,7 +201,7 @@ bool VideoContainer::needsProbing() const {
       format_->duration <= 0) {
     return true;
   }
-  const AVStream* stream = pictures();
+  const AVStream* stream = videoStream();
   return stream != nullptr && (stream->codecpar->width <= 0 || stream->codecpar->height <= 0);
 }
 
@@ -209,7 +213,7 @@ bool VideoContainer::isMatroska() const {
   return std::string_view(format_->iformat->name).starts_with("matroska");
 }
 
-AVStream* VideoContainer::pictures() const {
+AVStream* VideoContainer::videoStream() const {
   for (unsigned i = 0; i < format_->nb_streams; ++i) {
     AVStream* stream = format_->streams[i];
     if (stream->codecpar->codec_type == AVMEDIA_TYPE_VIDEO &&
@@ -221,7 +225,7 @@ AVStream* VideoContainer::pictures() const {
 }
 
 double VideoContainer::pixelWidth() const {
-  AVStream* stream = pictures();
+  AVStream* stream = videoStream();
   if (stream == nullptr) {
     return 1;
   }
@@ -229,8 +233,26 @@ double VideoContainer::pixelWidth() const {
   return isUsable(shape) ? av_q2d(shape) : 1;
 }
 
+/// What the track's header says, unless it gives the coded size of pixels that
+/// aren't square.
+std::optional<IsoBmffItems::DisplaySize> VideoContainer::displaySize(const AVStream& stream) const {
+  const double width = stream.codecpar->width;
+  const double height = stream.codecpar->height;
+  const double shape = pixelWidth();
+  for (const IsoBmffItems::DisplaySize& size : boxes_.displaySizes) {
+    if (stream.id >= 0 && size.track == static_cast<std::uint64_t>(stream.id)) {
+      const double aspect = (size.width / size.height) / (width * shape / height);
+      const bool isPossible = std::abs(aspect - 1) <= kMaxAspectDifference &&
+                              size.width >= width * kMinDisplayShare &&
+                              size.width <= width / kMinDisplayShare;
+      return isPossible ? std::optional(size) : std::nullopt;
+    }
+  }
+  return std::nullopt;
+}
+
 std::optional<VideoTrack> VideoContainer::track() const {
-  AVStream* stream = pictures();
+  AVStream* stream = videoStream();
   if (stream == nullptr || stream->codecpar->width <= 0 || stream->codecpar->height <= 0) {
     return std::nullopt;
   }
@@ -246,6 +268,11 @@ std::optional<VideoTrack> VideoContainer::track() const {
     track.b = matrix[1] / kOne;
     track.c = matrix[3] / kOne;
     track.d = matrix[4] / kOne;
+  }
+  if (const auto display = displaySize(*stream)) {
+    track.width = display->width;
+    track.height = display->height;
+    return track;
   }
   // Out of a matrix that stretches the picture the library makes a pixel's width.
   const double stretch = std::hypot(track.a, track.c) / std::hypot(track.b, track.d);

@@ -49,7 +49,7 @@ class VideoContainer {
   [[nodiscard]] bool isMovie() const;  ///< MP4, MOV or 3GP
   [[nodiscard]] bool isMatroska() const;
   /// The first stream with pictures that isn't a cover; null without one.
-  [[nodiscard]] AVStream* pictures() const;
+  [[nodiscard]] AVStream* videoStream() const;
   /// A pixel's width in those pictures, its height being 1.
   [[nodiscard]] double pixelWidth() const;
   /// How that stream is shown; absent without a size.
@@ -64,6 +64,7 @@ class VideoContainer {
   explicit VideoContainer(const std::filesystem::path& path);
   [[nodiscard]] bool openFormat();
   [[nodiscard]] bool needsProbing() const;
+  [[nodiscard]] std::optional<IsoBmffItems::DisplaySize> displaySize(const AVStream& stream) const;
 
   std::unique_ptr<Bytes> bytes_;
   IsoBmffItems boxes_;

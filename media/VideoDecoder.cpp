@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "media/DecodeAdmission.h"
 #include "media/ImageDecoder.h"
 
 extern "C" {
@@ -25,9 +26,9 @@ constexpr std::int64_t kMaxFramePixels = std::int64_t{16'384} * 16'384;
 /// up to ten of them.
 constexpr std::int64_t kMaxUncountedPixels = std::int64_t{8'192} * 8'192;
 
-/// Decoders keep a handful of frames; when these take more, one decode goes
-/// after the other.
-constexpr std::int64_t kLargePixels = std::int64_t{16} << 20;
+/// What a decoder takes for each pixel: it keeps a handful of frames of one and
+/// a half bytes.
+constexpr std::uint64_t kBytesPerPixel = 8;
 
 /// A buffer of the library's, given back to the budget when it is let go.
 struct CountedBuffer {
@@ -67,23 +68,17 @@ int takeBuffer(AVCodecContext* decoder, AVFrame* frame, int flags) {
   return result;
 }
 
-std::mutex& largeDecode() {
-  static std::mutex mutex;
-  return mutex;
-}
-
 }  // namespace
 
 VideoDecoder::VideoDecoder(VideoContainer& container)
     : container_(container),
-      stream_(*container.pictures()),
-      budget_(std::make_unique<FrameBudget>()),
-      turn_(largeDecode(), std::defer_lock) {}
+      stream_(*container.videoStream()),
+      budget_(std::make_unique<FrameBudget>()) {}
 
 VideoDecoder::~VideoDecoder() = default;
 
 std::unique_ptr<VideoDecoder> VideoDecoder::open(VideoContainer& container) {
-  if (container.pictures() == nullptr) {
+  if (container.videoStream() == nullptr) {
     return nullptr;
   }
   std::unique_ptr<VideoDecoder> decoder(new VideoDecoder(container));
@@ -98,7 +93,7 @@ bool VideoDecoder::openDecoder() {
   if (!decoder_ || !packet_ || avcodec_parameters_to_context(decoder_.get(), &form) < 0) {
     return false;
   }
-  waitForTurn();
+  waitForAdmission();
   decoder_->thread_count = 1;
   decoder_->pkt_timebase = stream_.time_base;
   decoder_->max_pixels = form.codec_id == AV_CODEC_ID_AV1 ? kMaxUncountedPixels : kMaxFramePixels;
@@ -117,12 +112,12 @@ bool VideoDecoder::openDecoder() {
   return opened >= 0;
 }
 
-void VideoDecoder::waitForTurn() {
-  if (std::int64_t{stream_.codecpar->width} * stream_.codecpar->height > kLargePixels) {
-    const auto start = std::chrono::steady_clock::now();
-    turn_.lock();
-    container_.extendDeadline(std::chrono::steady_clock::now() - start);
-  }
+void VideoDecoder::waitForAdmission() {
+  const auto pixels = static_cast<std::uint64_t>(std::max(stream_.codecpar->width, 0)) *
+                      static_cast<std::uint64_t>(std::max(stream_.codecpar->height, 0));
+  const auto start = std::chrono::steady_clock::now();
+  admission_ = admitDecode(pixels * kBytesPerPixel);
+  container_.extendDeadline(std::chrono::steady_clock::now() - start);
 }
 
 VideoHandle<AVFrame> VideoDecoder::frameAt(double seconds) {

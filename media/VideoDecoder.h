@@ -17,8 +17,8 @@ struct FrameBudget;
 /// bounded memory.
 class VideoDecoder {
  public:
-  /// Null when there are no pictures or none that we decode. Waits for its turn
-  /// when the pictures are large; the container's deadline heeds that.
+  /// Null when there are no pictures or none that we decode. Waits for other large
+  /// decodes when the pictures are large; the container's deadline heeds that.
   [[nodiscard]] static std::unique_ptr<VideoDecoder> open(VideoContainer& container);
   ~VideoDecoder();
 
@@ -29,7 +29,7 @@ class VideoDecoder {
  private:
   explicit VideoDecoder(VideoContainer& container);
   [[nodiscard]] bool openDecoder();
-  void waitForTurn();
+  void waitForAdmission();
   void rewind();
   [[nodiscard]] bool search(std::int64_t target);
   [[nodiscard]] bool readPacket();
@@ -39,7 +39,7 @@ class VideoDecoder {
   VideoContainer& container_;
   AVStream& stream_;
   std::unique_ptr<FrameBudget> budget_;  // outlives the decoder and all frames
-  std::unique_lock<std::mutex> turn_;
+  std::unique_lock<std::mutex> admission_;
   VideoHandle<AVCodecContext> decoder_;
   VideoHandle<AVPacket> packet_;
   VideoHandle<AVFrame> shown_;  ///< the latest that isn't behind the target

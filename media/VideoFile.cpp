@@ -121,7 +121,7 @@ std::optional<Bitmap> videoFrame(const std::filesystem::path& path, double secon
     }
     const double width = std::max(1.0, std::round(frame->width * container->pixelWidth()));
     const PixelSize size = fitted({static_cast<int>(width), frame->height}, maxPixels, 1);
-    return pictureOf(*frame, size.width, size.height, track->orientation());
+    return bitmapOfFrame(*frame, size.width, size.height, track->orientation());
   } catch (const std::exception&) {
     return std::nullopt;
   }

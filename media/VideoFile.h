@@ -25,18 +25,18 @@ struct VideoText {
   bool operator==(const VideoText&) const = default;
 };
 
-/// How a picture track is to be shown: its size in square pixels and the turn
+/// How a picture track is to be shown: its size in square pixels and the rotation
 /// that follows, which takes a point (x, y) to (a·x + c·y, b·x + d·y).
 struct VideoTrack {
-  double width = 0;   ///< before the turn, above 0
-  double height = 0;  ///< before the turn, above 0
+  double width = 0;   ///< before the rotation, above 0
+  double height = 0;  ///< before the rotation, above 0
   double a = 1;
   double b = 0;
   double c = 0;
   double d = 1;
   bool operator==(const VideoTrack&) const = default;
 
-  /// The EXIF code that is nearest to the turn.
+  /// The EXIF code that is nearest to the rotation.
   [[nodiscard]] int orientation() const;
 };
 

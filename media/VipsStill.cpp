@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "media/ByteView.h"
+#include "media/HeifCompatibility.h"
 
 namespace vaultmere {
 namespace {
@@ -26,7 +27,66 @@ bool isReadWhole(ImageContainer container) {
   return container == ImageContainer::gif || container == ImageContainer::webp;
 }
 
+/// A file of which some parts are read as others.
+struct PatchedFile {
+  const File& file;
+  std::vector<FilePart> replacements;
+  gint64 position = 0;
+
+  gint64 read(void* buffer, gint64 length) {
+    const std::string bytes =
+        readAt(file, static_cast<std::uint64_t>(position), static_cast<std::size_t>(length));
+    auto* out = static_cast<char*>(buffer);
+    std::copy(bytes.begin(), bytes.end(), out);
+    const auto begin = static_cast<std::uint64_t>(position);
+    const std::uint64_t end = begin + bytes.size();
+    for (const FilePart& part : replacements) {
+      const std::uint64_t from = std::max(begin, part.offset);
+      const std::uint64_t to = std::min(end, part.offset + part.bytes.size());
+      if (from < to) {
+        part.bytes.copy(out + (from - begin), static_cast<std::size_t>(to - from),
+                        static_cast<std::size_t>(from - part.offset));
+      }
+    }
+    position += static_cast<gint64>(bytes.size());
+    return static_cast<gint64>(bytes.size());
+  }
+
+  gint64 seek(gint64 offset, int whence) {
+    const gint64 from = whence == SEEK_SET   ? 0
+                        : whence == SEEK_CUR ? position
+                                             : gint64{file.status().stamp.size};
+    if (offset < -from) {
+      return -1;
+    }
+    return position = from + offset;
+  }
+};
+
+VipsSource* patchedSource(const File& file, std::vector<FilePart> replacements) {
+  VipsSourceCustom* source = vips_source_custom_new();
+  auto* const patched = new PatchedFile{file, std::move(replacements)};
+  g_object_set_data_full(G_OBJECT(source), "vaultmere-file", patched,
+                         [](gpointer self) { delete static_cast<PatchedFile*>(self); });
+  g_signal_connect(source, "read",
+                   G_CALLBACK(+[](VipsSourceCustom*, void* buffer, gint64 length,
+                                  PatchedFile* self) { return self->read(buffer, length); }),
+                   patched);
+  g_signal_connect(source, "seek",
+                   G_CALLBACK(+[](VipsSourceCustom*, gint64 offset, int whence, PatchedFile* self) {
+                     return self->seek(offset, whence);
+                   }),
+                   patched);
+  return VIPS_SOURCE(source);
+}
+
 VipsSource* sourceOver(const File& file, ImageContainer container) {
+  if (container == ImageContainer::heif) {
+    auto replacements = heifReplacements(file);
+    if (!replacements.empty()) {
+      return patchedSource(file, std::move(replacements));
+    }
+  }
   if (!isReadWhole(container)) {
     return vips_source_new_from_descriptor(file.descriptor());
   }
@@ -317,8 +377,8 @@ std::optional<Bitmap> render(const VipsImageHandle& image, PixelSize size, int o
   if (deadline.isOver()) {
     return std::nullopt;
   }
-  const VipsImageHandle turned = withOrientation(image.get(), orientation);
-  VipsImageHandle out = turned ? scaled(turned.get(), size) : nullptr;
+  const VipsImageHandle oriented = withOrientation(image.get(), orientation);
+  VipsImageHandle out = oriented ? scaled(oriented.get(), size) : nullptr;
   out = out ? inSrgb(std::move(out)) : nullptr;
   if (!out) {
     vips_error_clear();

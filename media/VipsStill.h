@@ -47,7 +47,7 @@ class VipsStill {
   /// save work by it, see `canShrink`. Null when the loader refuses.
   [[nodiscard]] VipsImageHandle open(int shrink = 1) const;
 
-  /// Opens the small picture that a HEIC may have beside its image, turned by the
+  /// Opens the small picture that a HEIC may have beside its image, rotated by the
   /// container like the image; it opens the image when there is none. Null for
   /// other containers.
   [[nodiscard]] VipsImageHandle openThumbnail() const;
@@ -69,7 +69,7 @@ struct PixelSize {
 /// What the loader says about an opened image.
 struct VipsHeader {
   PixelSize size;
-  int orientation = 1;  ///< EXIF code of the turn that is still to be made
+  int orientation = 1;  ///< EXIF code of the rotation that is still to be applied
   std::uint64_t bytesPerPixel = 0;
   /// The decoder keeps all coefficients: a progressive JPEG.
   bool keepsCoefficients = false;
@@ -98,11 +98,11 @@ struct Deadline {
 /// memory. Null when not even the first can, and when it takes too long.
 [[nodiscard]] VipsImageHandle readableRows(const VipsImageHandle& image, const Deadline& deadline);
 
-/// The size that an image of `size` is shown in: turned by the EXIF code, its
+/// The size that an image of `size` is shown in: rotated by the EXIF code, its
 /// longer side at most `maxPixels`, neither side below 1, never enlarged.
 [[nodiscard]] PixelSize fitted(PixelSize size, int maxPixels, int orientation);
 
-/// Decodes an image, turns it by the EXIF code and scales it to exactly `size`,
+/// Decodes an image, rotates it by the EXIF code and scales it to exactly `size`,
 /// in sRGB. Absent when that fails, or takes too long.
 [[nodiscard]] std::optional<Bitmap> render(const VipsImageHandle& image, PixelSize size,
                                            int orientation, const Deadline& deadline);

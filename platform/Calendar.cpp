@@ -3,12 +3,15 @@
 
 #include <date/tz.h>
 #include <fmt/format.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <ctime>
 #include <exception>
+#include <fstream>
 #include <mutex>
 
 namespace vaultmere {
@@ -28,8 +31,8 @@ constexpr sys_seconds kLast =
 // MARK: The zone
 
 /// The zone that a value of TZ stands for: "Europe/Berlin", the same behind a
-/// colon, or a path to its file; an empty one for UTC. Empty when it can't be a
-/// zone's name.
+/// colon, or a path to its file in the zone data; an empty one for UTC. Empty
+/// when it can't be a zone's name.
 std::string_view zoneName(std::string_view variable) {
   if (variable.starts_with(':')) {
     variable.remove_prefix(1);
@@ -59,18 +62,77 @@ const date::time_zone* loaded(Find&& find) {
   }
 }
 
-/// Where the system's zone is set; it changes when the user travels.
+constexpr const char* kSystemZone = "/etc/localtime";
+
+/// Where the system's zone is set by a link; it changes when the user travels.
 std::string_view systemZoneLink(std::array<char, 256>& buffer) {
-  const ssize_t length = ::readlink("/etc/localtime", buffer.data(), buffer.size());
+  const ssize_t length = ::readlink(kSystemZone, buffer.data(), buffer.size());
   return {buffer.data(), length > 0 ? static_cast<std::size_t>(length) : 0};
 }
 
-/// The program's zone; null stands for UTC. Zones live as long as the process.
-const date::time_zone* currentZone() {
+/// True for a file of compiled zone rules (RFC 8536), reached through links or not.
+bool holdsZoneRules(const std::string& path) {
+  struct stat status {};
+  if (::stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) {
+    return false;
+  }
+  std::array<char, 4> magic{};
+  std::ifstream(path, std::ios::binary).read(magic.data(), magic.size());
+  return std::string_view(magic.data(), magic.size()) == "TZif";
+}
+
+/// True for a value of TZ that begins like a rule of POSIX: the name of standard
+/// time, of letters or in angle brackets, and its offset, as in
+/// "CET-1CEST,M3.5.0,M10.5.0/3" or "<+0530>-5:30".
+bool isPosixRule(std::string_view variable) {
+  const auto isLetter = [](char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); };
+  std::size_t end = 0;
+  if (variable.starts_with('<')) {
+    end = variable.find('>');
+    end = end == std::string_view::npos ? 0 : end + 1;
+  } else {
+    while (end < variable.size() && isLetter(variable[end])) {
+      ++end;
+    }
+  }
+  if (end < 3) {
+    return false;
+  }
+  const std::string_view offset = variable.substr(end);
+  const std::size_t sign = offset.starts_with('+') || offset.starts_with('-') ? 1 : 0;
+  return offset.size() > sign && offset[sign] >= '0' && offset[sign] <= '9';
+}
+
+/// Who knows the zone's rules.
+struct Zone {
+  const date::time_zone* named = nullptr;  ///< null: the next one, else UTC
+  /// The C library: it reads rules of POSIX, and files without a zone's name.
+  bool byLibrary = false;
+};
+
+Zone findZone(const std::optional<std::string>& variable, bool isLinked) {
+  if (variable) {
+    const std::string name(zoneName(*variable));
+    if (const auto* zone = loaded([&] { return date::locate_zone(name); })) {
+      return {zone, false};
+    }
+    const std::string path = variable->substr(variable->starts_with(':') ? 1 : 0);
+    if (isPosixRule(*variable) || (path.starts_with('/') && holdsZoneRules(path))) {
+      return {nullptr, true};
+    }
+  } else if (!isLinked && holdsZoneRules(kSystemZone)) {
+    return {nullptr, true};  // whatever name /etc/timezone has kept
+  }
+  return {loaded([] { return date::current_zone(); }), false};
+}
+
+/// The program's zone. Named zones live as long as the process.
+Zone currentZone() {
   struct Known {
     std::optional<std::string> variable;
     std::string link;
-    const date::time_zone* zone;
+    std::chrono::system_clock::rep written = 0;  ///< when the system's file was
+    Zone zone;
   };
   static std::mutex mutex;
   static std::optional<Known> known;  // guarded by mutex
@@ -79,18 +141,47 @@ const date::time_zone* currentZone() {
   const auto variable = value == nullptr ? std::nullopt : std::optional<std::string>(value);
   std::array<char, 256> buffer{};
   const std::string_view link = systemZoneLink(buffer);
+  struct stat status {};
+  const auto written = link.empty() && ::stat(kSystemZone, &status) == 0 ? status.st_mtime : 0;
 
   const std::lock_guard lock(mutex);
-  if (!known || known->variable != variable || known->link != link) {
-    const date::time_zone* zone =
-        variable ? loaded([&] { return date::locate_zone(std::string(zoneName(*variable))); })
-                 : nullptr;
-    if (zone == nullptr) {
-      zone = loaded([] { return date::current_zone(); });
-    }
-    known = {variable, std::string(link), zone};
+  if (!known || known->variable != variable || known->link != link || known->written != written) {
+    known = {variable, std::string(link), written, findZone(variable, !link.empty())};
   }
   return known->zone;
+}
+
+/// How far the zone's wall clocks are ahead of UTC at a moment.
+seconds offsetAt(const Zone& zone, sys_seconds moment) {
+  if (zone.named != nullptr) {
+    return zone.named->get_info(moment).offset;
+  }
+  if (!zone.byLibrary) {
+    return 0s;
+  }
+  const std::time_t time = moment.time_since_epoch().count();
+  std::tm local{};
+  ::tzset();  // heeds TZ and a system file that have changed
+  return ::localtime_r(&time, &local) == nullptr ? 0s : seconds(local.tm_gmtoff);
+}
+
+/// The moment of a wall clock in a zone whose offsets alone are known; no zone
+/// changes twice within two days.
+sys_seconds momentOf(const Zone& zone, sys_seconds wall) {
+  const seconds before = offsetAt(zone, wall - days(1));
+  const seconds after = offsetAt(zone, wall + days(1));
+  for (const seconds offset : {std::max(before, after), std::min(before, after)}) {
+    if (offsetAt(zone, wall - offset) == offset) {
+      return wall - offset;
+    }
+  }
+  sys_seconds low = wall - days(1);  // skipped: the moment of the change
+  sys_seconds high = wall + days(1);
+  while (high - low > 1s) {
+    const sys_seconds middle = low + (high - low) / 2;
+    (offsetAt(zone, middle) == before ? low : high) = middle;
+  }
+  return high;
 }
 
 // MARK: Splitting and joining
@@ -169,8 +260,7 @@ std::optional<seconds> zoneOffset(std::string_view mark) {
 
 CivilTime localTime(sys_seconds moment) {
   const sys_seconds bounded = std::clamp(moment, kFirst, kLast);
-  const date::time_zone* zone = currentZone();
-  return utcTime(zone == nullptr ? bounded : bounded + zone->get_info(bounded).offset);
+  return utcTime(bounded + offsetAt(currentZone(), bounded));
 }
 
 CivilTime localTime(TimePoint moment) { return localTime(wholeSeconds(moment)); }
@@ -183,11 +273,13 @@ std::optional<sys_seconds> secondsOfUtcTime(const CivilTime& civil) { return joi
 
 std::optional<sys_seconds> secondsOfLocalTime(const CivilTime& civil) {
   const auto wall = joined(civil);
-  const date::time_zone* zone = wall ? currentZone() : nullptr;
-  if (zone == nullptr) {
-    return wall;
+  if (!wall) {
+    return std::nullopt;
   }
-  return zone->to_sys(date::local_seconds(wall->time_since_epoch()), date::choose::earliest);
+  const Zone zone = currentZone();
+  return zone.named == nullptr ? momentOf(zone, *wall)
+                               : zone.named->to_sys(date::local_seconds(wall->time_since_epoch()),
+                                                    date::choose::earliest);
 }
 
 std::optional<TimePoint> momentOfLocalTime(const CivilTime& civil) {

@@ -9,7 +9,8 @@
 #include "platform/MainThread.h"
 
 // The calendar, always Gregorian, and the one zone that the program uses: the
-// variable TZ when it names a zone, else the system's, else UTC. Any thread.
+// variable TZ when it names a zone, a file of its rules or has a rule of POSIX,
+// else the system's, else UTC. Any thread.
 //
 // A TimePoint reaches from 1677 to 2262. The dates that files carry may lie
 // outside, so everything stands in whole seconds too, for years 1 to 9999.

@@ -2,14 +2,19 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <cstdlib>
+#include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "media/DecodeAdmission.h"
 #include "media/ImageDecoder.h"
+#include "media/ImageProperties.h"
 #include "media/VipsStill.h"
 #include "tests/support/FileTools.h"
 #include "tests/support/RawMaker.h"
@@ -18,6 +23,8 @@
 
 namespace vaultmere {
 namespace {
+
+namespace fs = std::filesystem;
 
 constexpr Colour kRed{200, 40, 40};
 constexpr Colour kGreen{40, 180, 60};
@@ -176,7 +183,7 @@ TEST_F(ImageDecoder, PremultipliesTransparency) {
   EXPECT_TRUE(isNear(colourAt(*bitmap, 0.5, 0.5), {100, 50, 25, 128}, 1));
 }
 
-TEST_F(ImageDecoder, TurnsEveryOrientationUpright) {
+TEST_F(ImageDecoder, RotatesEveryOrientationUpright) {
   for (int orientation = 1; orientation <= 8; ++orientation) {
     const std::string size = orientation < 5 ? "80x60" : "60x80";
     for (const StillFormat format : {StillFormat::jpeg, StillFormat::png, StillFormat::webp,
@@ -192,29 +199,34 @@ TEST_F(ImageDecoder, TurnsEveryOrientationUpright) {
   }
 }
 
-TEST_F(ImageDecoder, TurnsHeifOnceWhateverExifSays) {
+TEST_F(ImageDecoder, RotatesHeifOnceWhateverExifSays) {
   const struct {
-    int containerTurn;
+    int containerRotation;
     std::optional<int> exif;
     const char* corners;  // of the picture that is stored as RGBY
     const char* size;
+    int orientation;
   } rows[] = {
-      {270, 6, "BRYG", "60x80"},  // as phones write it
-      {270, std::nullopt, "BRYG", "60x80"},
-      {90, 8, "GYRB", "60x80"},
-      {180, 3, "YBGR", "80x60"},
-      {270, 1, "BRYG", "60x80"},
-      {0, 6, "RGBY", "80x60"},
+      {270, 6, "BRYG", "60x80", 6},  // as phones write it
+      {270, std::nullopt, "BRYG", "60x80", 6},
+      {90, 8, "GYRB", "60x80", 8},
+      {180, 3, "YBGR", "80x60", 3},
+      {270, 1, "BRYG", "60x80", 6},
+      {0, 6, "RGBY", "80x60", 1},
   };
   for (const StillFormat format : {StillFormat::heic, StillFormat::avif}) {
     for (const auto& row : rows) {
       StillOptions options = still(format);
-      options.containerTurn = row.containerTurn;
+      options.containerRotation = row.containerRotation;
       options.metadata.orientation = row.exif;
       makeStill(folder / "phone.heic", options);
       const auto bitmap = decodeScaled(folder / "phone.heic", 80);
-      EXPECT_EQ(cornersOf(bitmap), row.corners) << row.containerTurn << " " << row.exif.value_or(0);
-      EXPECT_EQ(sizeOf(bitmap), row.size) << row.containerTurn << " " << row.exif.value_or(0);
+      EXPECT_EQ(cornersOf(bitmap), row.corners)
+          << row.containerRotation << " " << row.exif.value_or(0);
+      EXPECT_EQ(sizeOf(bitmap), row.size) << row.containerRotation << " " << row.exif.value_or(0);
+      const auto properties = readImageProperties(folder / "phone.heic");
+      EXPECT_EQ(properties->orientation, row.orientation) << row.containerRotation;
+      EXPECT_EQ(properties->pixelWidth, 160) << "as stored";
     }
   }
 }
@@ -242,7 +254,9 @@ TEST_F(ImageDecoder, LooksAtTheContentNotAtTheName) {
   EXPECT_EQ(cornersOf(decodeScaled(folder / "really-a-png.jpg", 80)), "RGBY");
   makeStill(folder / "bytes\xFF\n\".heic", still(StillFormat::jpeg));
   EXPECT_EQ(cornersOf(decodeScaled(folder / "bytes\xFF\n\".heic", 80)), "RGBY");
+}
 
+TEST_F(ImageDecoder, RefusesWhatIsNoImageAndNeverWaitsForIt) {
   const struct {
     const char* name;
     std::string_view bytes;
@@ -255,20 +269,28 @@ TEST_F(ImageDecoder, LooksAtTheContentNotAtTheName) {
       {"portable.jpg", "P3 1 1 255 255 0 0\n"},
       {"script.jpg", "push graphic-context\nviewbox 0 0 9 9\nimage over 0,0 0,0 'x'\n"},
       {"playlist.tif", "#EXTM3U\nhttp://localhost/1.jpg\n"},
-      {"header-only.jpg", "\xFF\xD8\xFF"},
+      {"film.heic",
+       {"\0\0\0\x14"
+        "ftypqt  \0\0\0\0qt  ",
+        20}},
   };
   for (const auto& row : rows) {
     writeText(folder / row.name, row.bytes);
     EXPECT_EQ(decodeScaled(folder / row.name, 64), std::nullopt) << row.name;
+    EXPECT_FALSE(readImageProperties(folder / row.name)) << row.name;
   }
-}
-
-TEST_F(ImageDecoder, NeverWaitsForWhatIsNoFile) {
   ASSERT_EQ(::mkfifo((folder / "pipe.jpg").c_str(), 0600), 0);
-  EXPECT_FALSE(decodeScaled(folder / "pipe.jpg", 64));
-  EXPECT_FALSE(decodeScaled(folder / "missing.jpg", 64));
-  EXPECT_FALSE(decodeScaled(folder.path(), 64));
-  EXPECT_FALSE(decodeScaled("/dev/zero", 64));
+  for (const fs::path& path :
+       {folder / "pipe.jpg", folder / "missing.jpg", folder.path(), fs::path("/dev/zero")}) {
+    EXPECT_FALSE(decodeScaled(path, 64)) << path;
+    EXPECT_FALSE(readImageProperties(path)) << path;
+  }
+  writeText(folder / "begun.jpg", "\xFF\xD8\xFF");
+  EXPECT_FALSE(decodeScaled(folder / "begun.jpg", 64));
+  const auto begun = readImageProperties(folder / "begun.jpg");
+  ASSERT_TRUE(begun);
+  EXPECT_EQ(begun->mimeType, "image/jpeg");
+  EXPECT_FALSE(begun->pixelWidth);
 }
 
 TEST_F(ImageDecoder, RefusesAPictureLargerThanMemoryMayBe) {
@@ -354,12 +376,61 @@ TEST_F(ImageDecoder, ShowsARawFilesPreviewWhenItIsLargeEnough) {
   EXPECT_EQ(cornersOf(decodeScaled(folder / "b.dng", 64)), "BRYG") << "turned by the camera";
 }
 
+TEST_F(ImageDecoder, ShowsThePreviewOfUnknownRawFiles) {
+  DngOptions options;
+  options.width = 640;
+  options.height = 480;
+  options.isKnown = false;
+  options.preview = RawPreview{320, 240, painted(kUpright)};
+  options.metadata.orientation = 6;
+  makeDng(folder / "a.nef", options);
+  EXPECT_EQ(cornersOf(decodeScaled(folder / "a.nef", 64)), "BRYG");
+  options.preview.reset();
+  makeDng(folder / "a.nef", options);
+  EXPECT_EQ(sizeOf(decodeScaled(folder / "a.nef", 64)), "24x32") << "the first picture of the TIFF";
+
+  writeText(folder / "a.x3f", x3fBytes({.width = 2640,
+                                        .height = 1760,
+                                        .rotation = 90,
+                                        .preview = stillBytes(still(StillFormat::jpeg))}));
+  EXPECT_EQ(cornersOf(decodeScaled(folder / "a.x3f", 64)), "BRYG");
+}
+
+// Without the lock, the second one is admitted while the first is held.
+TEST_F(ImageDecoder, AdmitsOneLargeDecodeAtATime) {
+  auto first = admitDecode(kLargeDecodeBytes + 1);
+  const auto small = admitDecode(kLargeDecodeBytes);
+  std::atomic<bool> isReleased = false;
+  std::atomic<bool> hasEnded = false;
+  std::atomic<pid_t> thread = 0;
+  bool hasWaited = false;
+  std::jthread other([&] {
+    thread = ::gettid();
+    const auto second = admitDecode(kLargeDecodeBytes + 1);
+    hasWaited = isReleased;
+    hasEnded = true;
+  });
+  const auto isAsleep = [&] {
+    std::string status;
+    std::getline(std::ifstream("/proc/self/task/" + std::to_string(thread) + "/stat"), status);
+    return status.find(") S ") != std::string::npos;
+  };
+  while (!hasEnded && !isAsleep()) {
+    std::this_thread::yield();
+  }
+  isReleased = true;
+  first.unlock();
+  other.join();
+  EXPECT_TRUE(hasWaited);
+}
+
 TEST_F(ImageDecoder, WorksOnManyThreads) {
   std::vector<std::filesystem::path> paths;
   for (const StillFormat format : {StillFormat::jpeg, StillFormat::heic, StillFormat::webp,
                                    StillFormat::psd, StillFormat::tiff}) {
     StillOptions options = still(format);
-    if (format == StillFormat::tiff) {  // large enough to wait for its turn
+    options.metadata.xmp = {{"Xmp.aux.Lens", "50mm"}};
+    if (format == StillFormat::tiff) {  // large enough to wait for others
       options.width = options.height = 4800;
       options.bits = 16;
       options.painter = flat(kGreen);
@@ -367,13 +438,16 @@ TEST_F(ImageDecoder, WorksOnManyThreads) {
     paths.push_back(folder / std::to_string(paths.size()));
     makeStill(paths.back(), options);
   }
-  makeDng(folder / "raw", {});
+  DngOptions raw;
+  raw.metadata.xmp = {{"Xmp.aux.Lens", "50mm"}};
+  makeDng(folder / "raw", raw);
   paths.push_back(folder / "raw");
   std::array<std::jthread, 4> threads;
   for (std::jthread& thread : threads) {
     thread = std::jthread([&paths] {
       for (const auto& path : paths) {
         EXPECT_TRUE(decodeScaled(path, 64)) << path;
+        EXPECT_EQ(readImageProperties(path).value().exifAux.size(), 1U) << path;
       }
     });
   }

@@ -305,15 +305,29 @@ TEST_F(VideoFile, AFrameFitsAndIsNeverEnlarged) {
   }
 }
 
-TEST_F(VideoFile, WidePixelsAreSquaredInSizeAndFrame) {
-  makeClip(file, {.seconds = 0.1});
-  patch("tkhd", 76, std::string("\0\x80\0\0", 4));  // 128 wide, with 64 stored
-  const auto track = readVideoProperties(file).track;
-  ASSERT_TRUE(track);
-  EXPECT_EQ(track->width, 128);
-  EXPECT_EQ(track->height, 48);
-  EXPECT_EQ(sizeOf(videoFrame(file, 0, 400)), "128x48");
-  EXPECT_EQ(sizeOf(videoFrame(file, 0, 64)), "64x24");
+TEST_F(VideoFile, SizeIsThatOfTheTrackHeader) {
+  const auto fixedPoint = [](int pixels) {
+    return number(static_cast<std::uint64_t>(pixels) << 16U, 4);
+  };
+  const struct {
+    const char* name;
+    int width, height;            // as coded
+    int shownWidth, shownHeight;  // in the track header
+    int rowWidth, rowHeight;      // 0: absent
+    const char* frame;
+  } rows[] = {
+      {"rows of whole blocks", 192, 112, 192, 110, 192, 110, "195x112"},
+      {"wide pixels", 64, 48, 128, 48, 128, 48, "128x48"},
+      {"none", 64, 48, 0, 0, 64, 48, "64x48"},
+  };
+  for (const auto& row : rows) {
+    makeClip(file, {.width = row.width, .height = row.height, .seconds = 0.1});
+    patch("tkhd", 76, fixedPoint(row.shownWidth) + fixedPoint(row.shownHeight));
+    const auto track = readVideoProperties(file).track.value_or(VideoTrack{});
+    EXPECT_EQ(track.width, row.rowWidth) << row.name;
+    EXPECT_EQ(track.height, row.rowHeight) << row.name;
+    EXPECT_EQ(sizeOf(videoFrame(file, 0, 400)), row.frame) << row.name;
+  }
 }
 
 // MARK: Hostile files
@@ -364,7 +378,11 @@ TEST_F(VideoFile, OldSoundMayHaveMoreSamplesThanBytes) {
     const char* kind;
     int tableEntries, ticks, size, inChunk;
     bool isRead;
+    int samples = 44100;
+    int tracks = 1;
   } rows[] = {{"sound at a constant rate", "soun", 1, 1, 1, 44100, true},
+              {"fewer pictures than bytes", "vide", 1, 1, 1, 1, true, 250},
+              {"too many in two tracks", "vide", 1, 1, 1, 1, false, 400, 2},
               {"pictures", "vide", 1, 1, 1, 44100, false},
               {"packets", "soun", 1, 1024, 1, 44100, false},
               {"times of their own", "soun", 2, 1, 1, 44100, false},
@@ -373,22 +391,25 @@ TEST_F(VideoFile, OldSoundMayHaveMoreSamplesThanBytes) {
   const auto field = [](int value) { return number(static_cast<std::uint64_t>(value), 4); };
   for (const auto& row : rows) {
     const std::string tables =
-        box("stts", field(0) + field(row.tableEntries) + field(44100) + field(row.ticks)) +
+        box("stts", field(0) + field(row.tableEntries) + field(row.samples) + field(row.ticks)) +
         box("stsc", field(0) + field(1) + field(1) + field(row.inChunk) + field(1)) +
-        box("stsz", field(0) + field(row.size) + field(44100)) +
+        box("stsz", field(0) + field(row.size) + field(row.samples)) +
         box("stco", field(0) + field(1) + field(0));
     const std::string media = box("hdlr", field(0) + "mhlr" + row.kind + number(0, 12)) +
                               box("minf", box("stbl", tables));
     const std::string header = box(
         "mvhd", number(0, 12) + field(44100) + field(44100) + number(0x10000, 4) + number(0, 76));
-    writeText(file, box("ftyp", "qt  " + field(0) + "qt  ") +
-                        box("moov", header + box("trak", box("tkhd", number(0, 12) + field(1)) +
-                                                             box("mdia", media))));
-    EXPECT_EQ(readVideoProperties(file).duration.has_value(), row.isRead) << row.name;
+    std::string tracks;
+    for (int track = 1; track <= row.tracks; ++track) {
+      tracks += box("trak", box("tkhd", number(0, 12) + field(track)) + box("mdia", media));
+    }
+    writeText(file, box("ftyp", "qt  " + field(0) + "qt  ") + box("moov", header + tracks));
+    EXPECT_EQ(readVideoProperties(file).duration.has_value(), row.isRead)
+        << row.name << ", " << slurp(file).size() << " bytes";
   }
 }
 
-TEST_F(VideoFile, TurnsAreToldByTheirNearestCode) {
+TEST_F(VideoFile, RotationsHaveTheNearestOrientation) {
   const struct {
     double a, b, c, d;
     int orientation;

@@ -2,9 +2,13 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <ostream>
 
 #include "platform/Calendar.h"
+#include "tests/platform/PrivateMounts.h"
+#include "tests/support/FileTools.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace vaultmere {
 
@@ -14,6 +18,8 @@ void PrintTo(const CivilTime& time, std::ostream* out) {
 }
 
 namespace {
+
+constexpr const char* kRule = "CET-1CEST,M3.5.0,M10.5.0/3";
 
 std::string utcOf(const CivilTime& local) {
   const auto moment = secondsOfLocalTime(local);
@@ -47,6 +53,15 @@ TEST(Calendar, LocalTimesAreMomentsInTheZone) {
        {2011, 12, 30, 12, 0, 0},
        "2011-12-30T10:00:00Z",
        false},
+      {"rule, winter", kRule, {2021, 1, 1, 0, 30, 0}, "2020-12-31T23:30:00Z"},
+      {"rule, summer", kRule, {2021, 7, 1, 0, 30, 0}, "2021-06-30T22:30:00Z"},
+      {"rule, skipped", kRule, {2021, 3, 28, 2, 30, 0}, "2021-03-28T01:00:00Z", false},
+      {"rule, occurs twice", kRule, {2021, 10, 31, 2, 30, 0}, "2021-10-31T00:30:00Z"},
+      {"rule, south",
+       "NZST-12NZDT,M9.5.0,M4.1.0/3",
+       {2021, 4, 4, 2, 30, 0},
+       "2021-04-03T13:30:00Z"},
+      {"rule without summer", "<+0530>-5:30", {2021, 7, 1, 0, 0, 0}, "2021-06-30T18:30:00Z"},
       {"29 February", "UTC", {2000, 2, 29, 23, 59, 59}, "2000-02-29T23:59:59Z"},
       {"before 1970", "UTC", {1969, 12, 31, 23, 59, 59}, "1969-12-31T23:59:59Z"},
   };
@@ -100,6 +115,25 @@ TEST(Calendar, TheVariableNamesAZoneInSeveralWays) {
     ::setenv("TZ", text, 1);
     EXPECT_EQ(utcOf(noon), system) << text;
   }
+}
+
+TEST(Calendar, TakesTheRulesOfAPlainSystemFileWhateverNameStandsBesideIt) {
+  withPrivateMounts([] {
+    const TemporaryFolder folder;
+    std::filesystem::copy("/usr/share/zoneinfo/Asia/Kolkata", folder / "localtime");
+    plugIn("/etc", "etc");
+    std::filesystem::copy(folder / "localtime", "/etc/localtime");
+    writeText("/etc/timezone", "Europe/Berlin\n");
+    ::unsetenv("TZ");
+    EXPECT_EQ(utcOf({2021, 7, 1, 12, 0, 0}), "2021-07-01T06:30:00Z");
+    ::setenv("TZ", ":/etc/localtime", 1);
+    EXPECT_EQ(utcOf({2021, 7, 1, 12, 0, 0}), "2021-07-01T06:30:00Z");
+    std::filesystem::copy("/usr/share/zoneinfo/Asia/Tokyo", "/etc/localtime",
+                          std::filesystem::copy_options::overwrite_existing);
+    std::filesystem::last_write_time("/etc/localtime", {});
+    ::unsetenv("TZ");
+    EXPECT_EQ(utcOf({2021, 7, 1, 12, 0, 0}), "2021-07-01T03:00:00Z") << "changed since";
+  });
 }
 
 TEST(Calendar, RefusesFieldsOutOfRange) {

@@ -28,6 +28,8 @@ constexpr std::uint16_t kSamplesPerPixel = 277;
 constexpr std::uint16_t kRowsPerStrip = 278;
 constexpr std::uint16_t kStripByteCounts = 279;
 constexpr std::uint16_t kSubIfds = 330;
+constexpr std::uint16_t kJpegOffset = 513;
+constexpr std::uint16_t kJpegByteCount = 514;
 constexpr std::uint16_t kCfaRepeatPatternDim = 33421;
 constexpr std::uint16_t kCfaPattern = 33422;
 constexpr std::uint16_t kDngVersion = 50706;
@@ -41,6 +43,8 @@ constexpr std::uint16_t kCalibrationIlluminant1 = 50778;
 
 constexpr std::uint16_t kUncompressed = 1;
 constexpr std::uint16_t kJpeg = 7;
+constexpr std::uint16_t kUnknownCompression = 60'000;
+constexpr std::uint16_t kRgb = 2;
 constexpr std::uint16_t kYCbCr = 6;
 constexpr std::uint16_t kColorFilterArray = 32803;
 constexpr std::uint16_t kD65 = 21;
@@ -86,7 +90,7 @@ void describeSensor(TiffDirectory& directory, const DngOptions& options, TiffFil
   describeStrip(directory, options.width, options.height, file.add(data), data.size());
   directory.longs(kNewSubfileType, {0});
   directory.shorts(kBitsPerSample, {16});
-  directory.shorts(kCompression, {kUncompressed});
+  directory.shorts(kCompression, {options.isKnown ? kUncompressed : kUnknownCompression});
   directory.shorts(kPhotometric, {kColorFilterArray});
   directory.shorts(kSamplesPerPixel, {1});
   directory.shorts(kCfaRepeatPatternDim, {2, 2});
@@ -95,12 +99,16 @@ void describeSensor(TiffDirectory& directory, const DngOptions& options, TiffFil
   directory.shorts(kWhiteLevel, {kWhite});
 }
 
+std::string previewJpeg(const DngOptions& options) {
+  const RawPreview& preview = *options.preview;
+  return stillBytes({.width = preview.width,
+                     .height = preview.height,
+                     .painter = preview.painter ? preview.painter : options.painter});
+}
+
 void describePreview(TiffDirectory& directory, const DngOptions& options, TiffFile& file) {
   const RawPreview& preview = *options.preview;
-  const std::string jpeg =
-      stillBytes({.width = preview.width,
-                  .height = preview.height,
-                  .painter = preview.painter ? preview.painter : options.painter});
+  const std::string jpeg = previewJpeg(options);
   describeStrip(directory, preview.width, preview.height, file.add(jpeg), jpeg.size());
   directory.longs(kNewSubfileType, {1});
   directory.shorts(kBitsPerSample, {8, 8, 8});
@@ -115,6 +123,7 @@ void describeCamera(TiffDirectory& directory, const DngOptions& options) {
   directory.text(kUniqueCameraModel, options.model);
   directory.shorts(kOrientation,
                    {static_cast<std::uint16_t>(options.metadata.orientation.value_or(1))});
+  if (!options.isKnown) return;
   directory.bytes(kDngVersion, std::string_view("\1\4\0\0", 4));
   directory.bytes(kDngBackwardVersion, std::string_view("\1\1\0\0", 4));
   directory.rationals(kColorMatrix1, kMatrix);
@@ -122,7 +131,76 @@ void describeCamera(TiffDirectory& directory, const DngOptions& options) {
   directory.shorts(kCalibrationIlluminant1, {kD65});
 }
 
+// The directories of a camera that no library knows.
+void describeUnknown(TiffDirectory& first, const DngOptions& options, TiffFile& file) {
+  constexpr int kWidth = 32;
+  constexpr int kHeight = 24;
+  const std::string black(std::size_t{3} * kWidth * kHeight, '\0');
+  describeStrip(first, kWidth, kHeight, file.add(black), black.size());
+  first.longs(kNewSubfileType, {1});
+  first.shorts(kBitsPerSample, {8, 8, 8});
+  first.shorts(kCompression, {kUncompressed});
+  first.shorts(kPhotometric, {kRgb});
+  first.shorts(kSamplesPerPixel, {3});
+  TiffDirectory sensor;
+  describeSensor(sensor, options, file);
+  std::vector<std::uint32_t> directories{file.add(sensor)};
+  if (options.preview) {
+    const std::string jpeg = previewJpeg(options);
+    TiffDirectory preview;
+    preview.longs(kNewSubfileType, {1});
+    preview.longs(kJpegOffset, {file.add(jpeg)});
+    preview.longs(kJpegByteCount, {static_cast<std::uint32_t>(jpeg.size())});
+    directories.push_back(file.add(preview));
+  }
+  first.longs(kSubIfds, directories);
+}
+
+std::string littleEndian(std::uint64_t value, int bytes = 4) {
+  std::string text;
+  for (int byte = 0; byte < bytes; ++byte, value >>= 8) text += static_cast<char>(value & 0xff);
+  return text;
+}
+
+// Pairs of offsets, in characters, into texts of UTF-16.
+std::string x3fProperties(const std::map<std::string, std::string>& properties) {
+  std::string pairs;
+  std::string texts;
+  const auto add = [&](const std::string& text) {
+    pairs += littleEndian(texts.size() / 2);
+    for (const char c : text + '\0') texts += littleEndian(static_cast<std::uint8_t>(c), 2);
+  };
+  for (const auto& [name, value] : properties) {
+    add(name);
+    add(value);
+  }
+  return "SECp" + littleEndian(0x20000) + littleEndian(properties.size()) + littleEndian(0, 8) +
+         littleEndian(texts.size() / 2) + pairs + texts;
+}
+
 }  // namespace
+
+std::string x3fBytes(const X3fOptions& options) {
+  const auto side = [](int value) { return littleEndian(static_cast<std::uint64_t>(value)); };
+  std::string file = "FOVb" + littleEndian(0x20000) + std::string(20, '\0') + side(options.width) +
+                     side(options.height) + side(options.rotation);
+  std::string entries;
+  std::uint64_t sections = 0;
+  const auto add = [&](const std::string& type, const std::string& section) {
+    entries += littleEndian(file.size()) + littleEndian(section.size()) + type;
+    file += section;
+    ++sections;
+  };
+  if (!options.properties.empty()) add("PROP", x3fProperties(options.properties));
+  if (!options.preview.empty()) {
+    constexpr int kJpegForShowing = 2;
+    constexpr int kJpegFormat = 18;
+    add("IMA2", "SECi" + littleEndian(0x20000) + side(kJpegForShowing) + side(kJpegFormat) +
+                    std::string(12, '\0') + options.preview);
+  }
+  const std::string directory = littleEndian(file.size());
+  return file + "SECd" + littleEndian(0x20000) + littleEndian(sections) + entries + directory;
+}
 
 void makeDng(const std::filesystem::path& path, const DngOptions& options) {
   if (options.width < 32 || options.height < 32 || options.width % 2 + options.height % 2 != 0) {
@@ -132,7 +210,9 @@ void makeDng(const std::filesystem::path& path, const DngOptions& options) {
   TiffFile file;
   TiffDirectory first;
   describeCamera(first, options);
-  if (options.preview) {
+  if (!options.isKnown) {
+    describeUnknown(first, options, file);
+  } else if (options.preview) {
     TiffDirectory sensor;
     describeSensor(sensor, options, file);
     first.longs(kSubIfds, {file.add(sensor)});

@@ -11,7 +11,7 @@
 #include <string_view>
 
 #include "tests/support/FileTools.h"
-#include "tests/support/HeifTurn.h"
+#include "tests/support/HeifFile.h"
 #include "tests/support/Raster.h"
 
 namespace vaultmere {
@@ -89,7 +89,7 @@ void check(const StillOptions& options, const Format& format) {
   refuse(options.bits != 8 && options.bits != format.deepBits,
          fmt::format("{}-bit channels", options.bits));
   refuse(options.frames != 1 && !format.frames, "frames");
-  refuse(options.containerTurn != 0 && !isHeif(options), "turn of the container's");
+  refuse(options.containerRotation != 0 && !isHeif(options), "turn of the container's");
   // libheif would pad such a picture and write it as a grid of one.
   refuse(options.format == StillFormat::heic && (std::min(options.width, options.height) < 64 ||
                                                  options.width % 2 != 0 || options.height % 2 != 0),
@@ -99,7 +99,7 @@ void check(const StillOptions& options, const Format& format) {
 
 int shownOrientation(const StillOptions& options) {
   if (!options.upright) return 1;
-  switch (options.containerTurn) {
+  switch (options.containerRotation) {
     case 90:
       return 8;
     case 180:
@@ -252,7 +252,7 @@ std::string stillBytes(const StillOptions& options) {
   if (isHeif(options)) {
     if (!options.metadata.empty()) setHeifMetadata(picture.get(), options.metadata);
     const std::string bytes = saved(picture.get(), options, format);
-    return options.containerTurn == 0 ? bytes : withHeifTurn(bytes, options.containerTurn);
+    return options.containerRotation == 0 ? bytes : withHeifRotation(bytes, options.containerRotation);
   }
   std::string bytes = saved(picture.get(), options, format);
   // libvips puts an EXIF block of its own into these two.

@@ -48,7 +48,7 @@ struct StillOptions {
   int frames = 1;            ///< GIF and WebP; by turns the picture and its negative
   /// HEIC and AVIF: the container's own turn (the `irot` property) in degrees
   /// anticlockwise, 90, 180 or 270, beside whatever orientation EXIF tells.
-  int containerTurn = 0;
+  int containerRotation = 0;
   Metadata metadata{};
 };
 
