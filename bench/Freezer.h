@@ -9,8 +9,8 @@
 
 namespace vaultmere::bench {
 
-/// The program's pipeline from dropped files to rows, with an empty archive, an empty
-/// catalog and the program's number of threads.
+/// The program's road from dropped files to rows, with an empty archive and an
+/// empty catalog and the threads that the program would have.
 class Freezer {
  public:
   /// Works in `folder`, which must exist and be empty.
