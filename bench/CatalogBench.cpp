@@ -8,9 +8,9 @@
 #include <set>
 #include <stdexcept>
 
-#include "bench/BareCatalog.h"
 #include "bench/Benchmark.h"
 #include "bench/Measurement.h"
+#include "bench/RawCatalogBaseline.h"
 #include "catalog/CatalogWriter.h"
 #include "catalog/PhotoSchema.h"
 #include "platform/Sha256.h"
@@ -82,7 +82,7 @@ fs::path freshStore(const fs::path& folder) {
   return store;
 }
 
-void addNames(const fs::path& store, const std::vector<BareRow>& rows) {
+void addNames(const fs::path& store, const std::vector<RawRow>& rows) {
   Connection connection(store);
   Transaction transaction(connection);
   std::set<std::string> known;
@@ -91,7 +91,7 @@ void addNames(const fs::path& store, const std::vector<BareRow>& rows) {
       connection.prepare(sql).bind(1, std::string_view(name)).step();
     }
   };
-  for (const BareRow& row : rows) {
+  for (const RawRow& row : rows) {
     for (const std::string& tag : row.tags) {
       add("INSERT INTO Tag (name) VALUES (?)", tag);
     }
@@ -111,9 +111,9 @@ void recordRows(const fs::path& folder) {
   ThreadPool pool(1);
   fs::path oursStore;
   fs::path bareStore;
-  std::vector<BareRow> rows;
+  std::vector<RawRow> rows;
   std::unique_ptr<CatalogWriter> writer;
-  std::unique_ptr<BareCatalog> bare;
+  std::unique_ptr<RawCatalogBaseline> bare;
   const Contender ours{
       [&] {
         writer.reset();
@@ -134,10 +134,10 @@ void recordRows(const fs::path& folder) {
                               }
                               bareStore = freshStore(folder / "bare");
                               addNames(bareStore, rows);
-                              bare = std::make_unique<BareCatalog>(bareStore);
+                              bare = std::make_unique<RawCatalogBaseline>(bareStore);
                             },
                             [&] {
-                              for (const BareRow& row : rows) {
+                              for (const RawRow& row : rows) {
                                 bare->write(row);
                               }
                             }};

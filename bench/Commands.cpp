@@ -49,7 +49,8 @@ std::string outputOf(const std::string& command) {
   return text;
 }
 
-Companion::Companion(std::vector<std::string> command, int processor) : name_(command.front()) {
+BackgroundProcess::BackgroundProcess(std::vector<std::string> command, int processor)
+    : name_(command.front()) {
   std::vector<char*> words;
   words.reserve(command.size() + 1);
   for (std::string& word : command) {
@@ -65,14 +66,14 @@ Companion::Companion(std::vector<std::string> command, int processor) : name_(co
   }
 }
 
-Companion::~Companion() {
+BackgroundProcess::~BackgroundProcess() {
   if (process_ > 0) {
     ::kill(process_, SIGTERM);
     ::waitpid(process_, nullptr, 0);
   }
 }
 
-void Companion::checkRunning() {
+void BackgroundProcess::checkRunning() {
   if (process_ < 0 || ::waitpid(process_, nullptr, WNOHANG) != 0) {
     process_ = -1;
     throw std::runtime_error(fmt::format("{} has ended", name_));

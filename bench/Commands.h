@@ -13,14 +13,14 @@ namespace vaultmere::bench {
 
 /// A program that runs beside the benchmark until this goes out of scope; at
 /// the latest until the benchmark itself ends. Its standard output is dropped.
-class Companion {
+class BackgroundProcess {
  public:
   /// The program, looked for in PATH, and its arguments, on one processor.
   /// Throws std::runtime_error.
-  Companion(std::vector<std::string> command, int processor);
-  ~Companion();
-  Companion(const Companion&) = delete;
-  Companion& operator=(const Companion&) = delete;
+  BackgroundProcess(std::vector<std::string> command, int processor);
+  ~BackgroundProcess();
+  BackgroundProcess(const BackgroundProcess&) = delete;
+  BackgroundProcess& operator=(const BackgroundProcess&) = delete;
 
   /// Throws std::runtime_error when the program has ended.
   void checkRunning();

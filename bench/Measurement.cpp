@@ -64,7 +64,7 @@ Rounds measure(std::size_t rounds, const Contender& ours, const Contender& refer
   secondsOf(ours);
   secondsOf(reference);
   Rounds measured;
-  while (measured.count() < rounds && (measured.count() < kFewestRounds || patient())) {
+  while (measured.count() < rounds && (measured.count() < kMinRounds || patient())) {
     if (measured.count() % 2 == 0) {
       const double first = secondsOf(ours);
       measured.add(first, secondsOf(reference));

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-// How a claim is measured. Machines are noisy, so nothing here is a number of
-// its own: everything is a ratio to a reference that runs by turns with ours,
-// in the same process and on the same files.
+// How a claim is measured. Machines are noisy, so every result is a ratio to a
+// reference that runs alternately with ours, in the same process and on the same
+// files.
 namespace vaultmere::bench {
 
 /// One of the two things that are compared.
@@ -46,15 +46,15 @@ class Rounds {
   std::vector<double> reference_;
 };
 
-/// Runs ours and the reference by turns, once each unrecorded and then `rounds`
-/// times, or on a slow machine fewer times, see `kTimeout`; who goes first
-/// changes from round to round. Starts with nothing left for the system to
-/// write, and so does each run that something is prepared for.
+/// Runs ours and the reference alternately, once each unrecorded and then `rounds`
+/// times, on a slow machine fewer times (`kTimeout`); the first of the two changes
+/// from round to round. The system's write cache is flushed at the start and before
+/// each run with a preparation.
 [[nodiscard]] Rounds measure(std::size_t rounds, const Contender& ours, const Contender& reference);
 
-/// Past this no further round starts, if there have been `kFewestRounds`.
+/// Past this no further round starts, if there have been `kMinRounds`.
 inline constexpr std::chrono::seconds kTimeout{60};
-inline constexpr std::size_t kFewestRounds = 3;
+inline constexpr std::size_t kMinRounds = 3;
 
 enum class Wanted { atLeast, atMost };
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "bench/BareCatalog.h"
+#include "bench/RawCatalogBaseline.h"
 
 #include "catalog/PhotoSchema.h"
 
@@ -30,7 +30,7 @@ std::string insertText() {
   return "INSERT INTO Photo (" + photoColumns() + ") VALUES (" + marks + ")";
 }
 
-BareRow::Value valueOf(const SQLite::Column& column) {
+RawRow::Value valueOf(const SQLite::Column& column) {
   if (column.isNull()) {
     return {};
   }
@@ -53,7 +53,7 @@ std::vector<std::string> namesOf(SQLite::Statement& query, std::int64_t photo) {
   return names;
 }
 
-void bindValue(SQLite::Statement& statement, int index, const BareRow::Value& value) {
+void bindValue(SQLite::Statement& statement, int index, const RawRow::Value& value) {
   struct Binder {
     SQLite::Statement& statement;
     int index;
@@ -67,15 +67,15 @@ void bindValue(SQLite::Statement& statement, int index, const BareRow::Value& va
 
 }  // namespace
 
-std::vector<BareRow> bareRows(const std::filesystem::path& store) {
+std::vector<RawRow> bareRows(const std::filesystem::path& store) {
   const SQLite::Database database = opened(store);
   SQLite::Statement photos(database, "SELECT pk, " + photoColumns() + " FROM Photo ORDER BY pk");
   SQLite::Statement tags(database, kTagNames);
   SQLite::Statement labels(database, kLabelNames);
-  std::vector<BareRow> rows;
+  std::vector<RawRow> rows;
   while (photos.executeStep()) {
     const std::int64_t photo = photos.getColumn(0).getInt64();
-    BareRow row{{}, namesOf(tags, photo), namesOf(labels, photo)};
+    RawRow row{{}, namesOf(tags, photo), namesOf(labels, photo)};
     for (int column = 1; column < photos.getColumnCount(); ++column) {
       row.values.push_back(valueOf(photos.getColumn(column)));
     }
@@ -84,17 +84,17 @@ std::vector<BareRow> bareRows(const std::filesystem::path& store) {
   return rows;
 }
 
-BareCatalog::BareCatalog(const std::filesystem::path& store)
+RawCatalogBaseline::RawCatalogBaseline(const std::filesystem::path& store)
     : database_(opened(store)),
       insert_(database_, insertText()),
       tag_(database_, "INSERT INTO Photo_tags (photo, tag) SELECT ?, pk FROM Tag WHERE name = ?"),
       label_(database_,
              "INSERT INTO Photo_labels (photo, label) SELECT ?, pk FROM Label WHERE name = ?") {}
 
-void BareCatalog::write(const BareRow& row) {
+void RawCatalogBaseline::write(const RawRow& row) {
   SQLite::Transaction transaction(database_, SQLite::TransactionBehavior::IMMEDIATE);
   int index = 0;
-  for (const BareRow::Value& value : row.values) {
+  for (const RawRow::Value& value : row.values) {
     bindValue(insert_, ++index, value);
   }
   insert_.exec();
@@ -105,8 +105,8 @@ void BareCatalog::write(const BareRow& row) {
   transaction.commit();
 }
 
-void BareCatalog::link(SQLite::Statement& statement, std::int64_t photo,
-                       const std::vector<std::string>& names) {
+void RawCatalogBaseline::link(SQLite::Statement& statement, std::int64_t photo,
+                              const std::vector<std::string>& names) {
   for (const std::string& name : names) {
     statement.bind(1, photo);
     statement.bindNoCopy(2, name);

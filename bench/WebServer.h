@@ -28,7 +28,7 @@ class WebServer {
 
  private:
   const std::uint16_t port_;
-  Companion process_;
+  BackgroundProcess process_;
 };
 
 /// The gallery of a data folder. One thread waits for sockets, as in any such

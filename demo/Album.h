@@ -18,7 +18,7 @@ struct Camera {
   const char* software;
 };
 
-/// What a camera notes beside the picture, in EXIF's text form.
+/// The exposure in EXIF's text form.
 struct Exposure {
   const char* iso = "100";
   const char* seconds = "1/250";
@@ -27,19 +27,19 @@ struct Exposure {
 };
 
 /// The metadata that a camera writes. `date` is "2021:06:01 10:11:12".
-[[nodiscard]] Metadata notes(const Camera& camera, const std::string& date,
-                             const Exposure& exposure);
-[[nodiscard]] Metadata notes(const Camera& camera, const std::string& date,
-                             const Exposure& exposure, GpsPosition place);
+[[nodiscard]] Metadata exif(const Camera& camera, const std::string& date,
+                            const Exposure& exposure);
+[[nodiscard]] Metadata exif(const Camera& camera, const std::string& date, const Exposure& exposure,
+                            GpsPosition place);
 
-/// One thing to make, for itself.
+/// Makes one file, independently of the others.
 using Job = std::function<void()>;
 
 /// The pictures that cameras took.
 [[nodiscard]] std::vector<Job> photographs(const std::filesystem::path& folder);
-/// Everything else that lies about in a folder of pictures: clips, pairs,
-/// screenshots, odd names, junk.
-[[nodiscard]] std::vector<Job> findings(const std::filesystem::path& folder);
+/// Other files of a folder of pictures: clips, Live Photos, screenshots, odd names,
+/// junk.
+[[nodiscard]] std::vector<Job> otherFiles(const std::filesystem::path& folder);
 /// Copies of what the two above have made.
 void makeCopies(const std::filesystem::path& folder);
 

@@ -3,7 +3,7 @@
 
 #include "demo/Album.h"
 
-// Cameras that nobody has ever built.
+// Invented cameras.
 namespace vaultmere::demo {
 
 inline constexpr Camera kReflex{"Halden", "Halden H1", "Halden 24-70mm F2.8", "H1 Firmware 1.20"};

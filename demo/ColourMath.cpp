@@ -26,8 +26,8 @@ std::uint8_t channel(double share) {
 
 }  // namespace
 
-LinearColour light(std::uint32_t rgb) {
-  const auto share = [rgb](int shift) { return ((rgb >> shift) & 0xff) / 255.0; };
+LinearColour rgb(std::uint32_t code) {
+  const auto share = [code](int shift) { return ((code >> shift) & 0xff) / 255.0; };
   return {share(16), share(8), share(0)};
 }
 
@@ -36,16 +36,16 @@ LinearColour mix(LinearColour from, LinearColour to, double share) {
   return from * (1 - clamped) + to * clamped;
 }
 
-Colour colour(LinearColour light) {
-  return {channel(light.red), channel(light.green), channel(light.blue), 255};
+Colour colour(LinearColour linear) {
+  return {channel(linear.red), channel(linear.green), channel(linear.blue), 255};
 }
 
-double step(double from, double to, double value) {
+double smoothstep(double from, double to, double value) {
   return eased(std::clamp((value - from) / (to - from), 0.0, 1.0));
 }
 
 Ramp::Ramp(std::initializer_list<std::uint32_t> colours) {
-  for (const std::uint32_t rgb : colours) colours_.push_back(light(rgb));
+  for (const std::uint32_t code : colours) colours_.push_back(rgb(code));
 }
 
 LinearColour Ramp::at(double share) const {

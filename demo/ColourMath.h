@@ -11,8 +11,8 @@
 
 namespace vaultmere::demo {
 
-/// A colour to calculate with: three shares, 0 to 1, that may go out of bounds
-/// on the way.
+/// A colour to calculate with: three shares, 0 to 1, that may exceed their bounds in
+/// between.
 struct LinearColour {
   double red = 0;
   double green = 0;
@@ -27,12 +27,11 @@ struct LinearColour {
 };
 
 /// From "0xRRGGBB".
-[[nodiscard]] LinearColour light(std::uint32_t rgb);
+[[nodiscard]] LinearColour rgb(std::uint32_t code);
 [[nodiscard]] LinearColour mix(LinearColour from, LinearColour to, double share);
-[[nodiscard]] Colour colour(LinearColour light);
-/// 0 up to `from`, 1 from `to` on, and a smooth way between; `from` may be the
-/// larger one.
-[[nodiscard]] double step(double from, double to, double value);
+[[nodiscard]] Colour colour(LinearColour linear);
+/// 0 up to `from`, 1 from `to` on, smooth between; `from` may be the larger one.
+[[nodiscard]] double smoothstep(double from, double to, double value);
 
 /// Colours at equal distances, blended between.
 class Ramp {

@@ -10,7 +10,7 @@ namespace {
 
 LinearColour cloudedSky(const Ramp& sky, const Noise& noise, double x, double y, double horizon) {
   const double cloud = noise.rough(3 * x + 1, 7 * y + 2, 5);
-  return mix(sky.at(y / horizon), light(0xffffff), 0.55 * step(0.52, 0.8, cloud));
+  return mix(sky.at(y / horizon), rgb(0xffffff), 0.55 * smoothstep(0.52, 0.8, cloud));
 }
 
 // A row of firs of uneven height: how far they stand out above the ground.
@@ -65,11 +65,11 @@ Painter ridges(const RidgeLook& look, std::uint64_t seed) {
       LinearColour land = look.land.at(near) * (0.8 + 0.4 * rock);
       if (ridge < kSnowy) {
         const double deep = below / look.height + 0.9 * (rock - 0.5) + 0.25 * ridge;
-        const double cap = look.snow * step(0.46, 0.3, deep);
-        land = mix(land * 0.8, light(0xf6f9ff) * (0.78 + 0.35 * rock), cap);
+        const double cap = look.snow * smoothstep(0.46, 0.3, deep);
+        land = mix(land * 0.8, rgb(0xf6f9ff) * (0.78 + 0.35 * rock), cap);
       }
       // Haze fills the valleys in front of the farther ridges.
-      return colour(mix(land, look.land.at(0), (1 - near) * step(0, 0.3, below) * 0.55));
+      return colour(mix(land, look.land.at(0), (1 - near) * smoothstep(0, 0.3, below) * 0.55));
     }
     return colour(cloudedSky(look.sky, noise, x, y, 0.65));
   };
@@ -92,7 +92,7 @@ Painter dunes(const Ramp& sky, std::uint64_t seed) {
       const double slope = noise.at(width * x + shift + 0.02 + 2.4 * (y - top), 0.5 + dune) - crest;
       const double ripple = 0.5 + 0.5 * std::sin(260 * (y - top) / (0.3 + near) + 30 * crest);
       const LinearColour sunny = lit.at(near + 0.4 * (y - top)) * (0.93 + 0.09 * ripple);
-      return colour(mix(sunny, shade.at(near), step(-0.004, 0.012, slope)));
+      return colour(mix(sunny, shade.at(near), smoothstep(-0.004, 0.012, slope)));
     }
     return colour(sky.at(y / 0.55));
   };
@@ -104,15 +104,15 @@ Painter field(const Ramp& sky, const Ramp& crop, std::uint64_t seed) {
     const double hills = kSkyline - 0.09 * noise.rough(3 * x, 1);
     if (y < hills) return colour(cloudedSky(sky, noise, x, y, kSkyline));
     if (y < kSkyline) {
-      return colour(mix(light(0x6b86a6), light(0x4f6f55), step(hills, kSkyline, y)));
+      return colour(mix(rgb(0x6b86a6), rgb(0x4f6f55), smoothstep(hills, kSkyline, y)));
     }
     const double distance = 1 / (y - kSkyline + 0.02);
     const double across = (x - 0.5) * distance;
     const double row = 0.5 + 0.5 * std::cos(7.5 * across);
     const double tuft = noise.rough(30 * across, 9 * distance, 3);
-    const double bloom = step(0.25, 0.75, row + 0.6 * (tuft - 0.5));
+    const double bloom = smoothstep(0.25, 0.75, row + 0.6 * (tuft - 0.5));
     const LinearColour plant = crop.at(0.15 + 0.85 * bloom * (0.6 + 0.6 * tuft));
-    return colour(mix(plant, crop.at(0.75), step(10, 45, distance)));
+    return colour(mix(plant, crop.at(0.75), smoothstep(10, 45, distance)));
   };
 }
 
@@ -129,12 +129,12 @@ Painter wood(const Ramp& leaves, std::uint64_t seed) {
       const double away = std::abs((x + bend) / width - static_cast<double>(trunk) - middle);
       const double thick = (0.04 + 0.1 * noise.cell(trunk, layer + 9)) * (0.7 + 0.5 * y);
       const double bark = 0.7 + 0.6 * noise.rough(90 * x, 14 * y, 2);
-      const LinearColour stem = mix(shown, light(0x2a1a12) * bark, 0.35 + 0.6 * near);
+      const LinearColour stem = mix(shown, rgb(0x2a1a12) * bark, 0.35 + 0.6 * near);
       if (noise.cell(trunk, layer + 20) < 0.75)
-        shown = mix(shown, stem, step(thick, 0.8 * thick, away));
+        shown = mix(shown, stem, smoothstep(thick, 0.8 * thick, away));
       const double foliage = noise.rough(9 * x + 5 * layer, 9 * y + layer, 4);
-      const double where = step(0.75, 0.25, y) + 0.9 * step(0.8, 0.97, y);
-      const double leaf = step(0.62 - 0.2 * where, 0.7 - 0.2 * where, foliage);
+      const double where = smoothstep(0.75, 0.25, y) + 0.9 * smoothstep(0.8, 0.97, y);
+      const double leaf = smoothstep(0.62 - 0.2 * where, 0.7 - 0.2 * where, foliage);
       const double shine = noise.rough(40 * x, 40 * y + layer, 2);
       shown = mix(shown, leaves.at(0.15 + 0.25 * near + 0.75 * (shine - 0.2)), 0.8 * leaf);
     }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <algorithm>
 #include <cmath>
+#include <optional>
 
 #include "demo/Scenes.h"
 
@@ -21,10 +22,11 @@ double starlight(const Noise& noise, double x, double y) {
   const double starY = static_cast<double>(row) + 0.2 + 0.6 * noise.cell(column, row + 31);
   const double away = std::hypot(x * kAspect * kGrid - starX, y * kGrid - starY);
   const double bright = (size - 0.72) / 0.28;
-  return (0.3 + 1.1 * bright) * step(0.1 + 0.12 * bright, 0.02, away);
+  return (0.3 + 1.1 * bright) * smoothstep(0.1 + 0.12 * bright, 0.02, away);
 }
 
-LinearColour tower(const Ramp& sky, const Noise& noise, double x, double y, bool& hit) {
+// The colour of the towers at a point, if one is there.
+std::optional<LinearColour> tower(const Ramp& sky, const Noise& noise, double x, double y) {
   constexpr double kGround = 0.76;
   for (int row = 2; row >= 0; --row) {
     const double width = 0.03 + 0.018 * row;
@@ -35,18 +37,16 @@ LinearColour tower(const Ramp& sky, const Noise& noise, double x, double y, bool
     const double tall = std::pow(noise.cell(house, row), 1.5);
     const double height = (0.06 + 0.5 * tall * std::max(middle, 0.1)) * (1.12 - 0.3 * row);
     if (within < 0.1 || y < kGround - height || y > kGround) continue;
-    hit = true;
-    const LinearColour wall = mix(sky.at(0.85), light(0x0a0f1c), 0.6 + 0.16 * row);
+    const LinearColour wall = mix(sky.at(0.85), rgb(0x0a0f1c), 0.6 + 0.16 * row);
     const double floors = (kGround - y) / 0.0135;
     const double panes = (within - 0.1) / 0.9 * (4 + row);
     const bool frame = floors - std::floor(floors) < 0.45 || panes - std::floor(panes) < 0.4;
     const double lamp = noise.cell(7 * house + static_cast<long>(panes), static_cast<long>(floors));
     if (frame || lamp < 0.66) return wall;
     const double warm = noise.cell(house, static_cast<long>(floors));
-    return mix(wall, mix(light(0xffb84f), light(0xfff1cf), warm), 0.85);
+    return mix(wall, mix(rgb(0xffb84f), rgb(0xfff1cf), warm), 0.85);
   }
-  hit = false;
-  return {};
+  return std::nullopt;
 }
 
 }  // namespace
@@ -54,11 +54,9 @@ LinearColour tower(const Ramp& sky, const Noise& noise, double x, double y, bool
 Painter skyline(const Ramp& sky, std::uint64_t seed) {
   return [sky, noise = Noise(seed)](double x, double y) {
     const auto shown = [&](double atX, double atY) {
-      bool hit = false;
-      const LinearColour house = tower(sky, noise, atX, atY, hit);
-      if (hit) return house;
+      if (const auto house = tower(sky, noise, atX, atY)) return *house;
       const double cloud = noise.rough(3 * atX, 9 * atY, 4);
-      return mix(sky.at(atY / 0.76), sky.at(1), 0.5 * step(0.5, 0.75, cloud));
+      return mix(sky.at(atY / 0.76), sky.at(1), 0.5 * smoothstep(0.5, 0.75, cloud));
     };
     constexpr double kWater = 0.76;
     if (y < kWater) return colour(shown(x, y));
@@ -67,7 +65,7 @@ Painter skyline(const Ramp& sky, std::uint64_t seed) {
     for (const double reach : {0.6, 0.9, 1.3}) {
       mirrored = mirrored + shown(x + 0.02 * wave, kWater - reach * (y - kWater) - 0.004) * 0.33;
     }
-    return colour(mix(mirrored * (0.85 + 0.5 * wave), light(0x0a1224), 0.3));
+    return colour(mix(mirrored * (0.85 + 0.5 * wave), rgb(0x0a1224), 0.3));
   };
 }
 
@@ -75,17 +73,17 @@ Painter stars(std::uint64_t seed) {
   const Ramp sky{0x050a1c, 0x0b1836, 0x1d2f5c, 0x4a4a78};
   return [sky, noise = Noise(seed)](double x, double y) {
     const double hill = 0.84 - 0.1 * (noise.rough(2.5 * x, 8, 5) - 0.3);
-    if (y > hill) return colour(light(0x04060b) * (1 + noise.rough(20 * x, 20 * y)));
+    if (y > hill) return colour(rgb(0x04060b) * (1 + noise.rough(20 * x, 20 * y)));
     const double along = (x - 0.2) * 0.8 + (1 - y) * 0.5;
     const double across = (x - 0.62) * 0.75 + (y - 0.4) * 0.62;
     const double dust = noise.rough(5 * along + 2, 9 * across + 4, 6);
     const double band = std::exp(-26 * across * across) * (0.3 + dust);
     LinearColour shown = sky.at(y);
-    shown = shown + mix(light(0x5a4a8a), light(0xf0c9a8), dust) * (0.62 * band);
+    shown = shown + mix(rgb(0x5a4a8a), rgb(0xf0c9a8), dust) * (0.62 * band);
     const double lane = std::exp(-260 * std::pow(across + 0.12 * (dust - 0.5), 2));
-    shown = mix(shown, light(0x120c1c), 0.6 * lane * step(0.4, 0.6, dust));
+    shown = mix(shown, rgb(0x120c1c), 0.6 * lane * smoothstep(0.4, 0.6, dust));
     const double more = starlight(noise, x, y) + band * starlight(noise, 2.3 * x + 3, 2.3 * y);
-    return colour(shown + light(0xeef3ff) * more);
+    return colour(shown + rgb(0xeef3ff) * more);
   };
 }
 
@@ -116,15 +114,15 @@ Painter aurora(std::uint64_t seed) {
   return [glow, noise, curtains, ground](double x, double y) {
     if (y > ground.at(x)) {
       const double drift = noise.rough(4 * x, 18 * y, 4);
-      const LinearColour snow = mix(light(0x1c3a56), light(0x7fb9b4), 0.2 + 0.7 * drift);
-      return colour(snow * (0.8 - 0.3 * step(0.8, 1, y)));
+      const LinearColour snow = mix(rgb(0x1c3a56), rgb(0x7fb9b4), 0.2 + 0.7 * drift);
+      return colour(snow * (0.8 - 0.3 * smoothstep(0.8, 1, y)));
     }
-    LinearColour shown = mix(light(0x030a1e), light(0x0e2a44), y / 0.8);
-    shown = shown + light(0xffffff) * (0.7 * starlight(noise, x, y));
+    LinearColour shown = mix(rgb(0x030a1e), rgb(0x0e2a44), y / 0.8);
+    shown = shown + rgb(0xffffff) * (0.7 * starlight(noise, x, y));
     for (const Curtain& curtain : curtains) {
       const double up = (curtain.foot.at(x) - y) / curtain.height.at(x);
       if (up < -0.12) continue;
-      const double bright = step(-0.12, 0.02, up) * std::exp(-2.6 * std::max(up, 0.0));
+      const double bright = smoothstep(-0.12, 0.02, up) * std::exp(-2.6 * std::max(up, 0.0));
       shown = shown + glow.at(up) * (0.62 * bright * curtain.rays.at(x));
     }
     return colour(shown);

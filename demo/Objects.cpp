@@ -3,6 +3,7 @@
 #include <array>
 #include <cmath>
 #include <numbers>
+#include <optional>
 #include <utility>
 
 #include "demo/Scenes.h"
@@ -26,25 +27,21 @@ constexpr std::array<Balloon, 7> kBalloons{{{0.3, 0.34, 0.15, 0xd8342f, 0xf7c948
                                             {0.47, 0.14, 0.035, 0xd8342f, 0xf4f1e4},
                                             {0.93, 0.16, 0.03, 0xf2b632, 0x7b3f1d}}};
 
-// True, with its colour, when the point is on the balloon.
-bool onBalloon(const Balloon& balloon, double x, double y, LinearColour& shown) {
+// The balloon's colour at a point, if it is there.
+std::optional<LinearColour> colourOn(const Balloon& balloon, double x, double y) {
   const double across = (x - balloon.x) * kAspect / balloon.radius;
   const double down = (y - balloon.y) / balloon.radius;
   const bool basket = std::abs(across) < 0.13 && down > 1.5 && down < 1.72;
-  if (basket) {
-    shown = light(0x5b3a20);
-    return true;
-  }
+  if (basket) return rgb(0x5b3a20);
   // Round above, drawn in to the mouth below.
   const double wide = down < 0.2 ? std::sqrt(std::max(0.0, 1 - down * down * 0.96))
                                  : 0.98 - 0.62 * std::pow((down - 0.2) / 1.1, 1.3);
-  if (down < -1 || down > 1.3 || std::abs(across) > wide) return false;
+  if (down < -1 || down > 1.3 || std::abs(across) > wide) return std::nullopt;
   const double round = across / wide;
   const double angle = std::asin(std::clamp(round, -1.0, 1.0));
   const bool even = static_cast<int>(std::floor(angle * 3.2 + 20)) % 2 == 0;
   const double shine = 1.12 - 0.5 * std::pow((round + 0.45) / 1.45, 2);
-  shown = light(even ? balloon.first : balloon.second) * shine;
-  return true;
+  return rgb(even ? balloon.first : balloon.second) * shine;
 }
 
 bool inside(double x, double y, double left, double top, double right, double bottom) {
@@ -53,16 +50,16 @@ bool inside(double x, double y, double left, double top, double right, double bo
 
 }  // namespace
 
-Painter blossom(const Ramp& petals, std::uint32_t heart, int count, std::uint64_t seed) {
-  return [petals, heart, count, noise = Noise(seed)](double x, double y) {
+Painter blossom(const Ramp& petals, std::uint32_t centre, int count, std::uint64_t seed) {
+  return [petals, centre, count, noise = Noise(seed)](double x, double y) {
     const double dx = (x - 0.5) * kAspect;
     const double dy = y - 0.48;
     const double away = std::hypot(dx, dy);
     const double angle = std::atan2(dy, dx);
     LinearColour shown =
-        mix(light(0x1d3a1b), light(0x8fbf4d), 1.3 * noise.rough(3 * x, 3 * y, 2) - 0.15);
+        mix(rgb(0x1d3a1b), rgb(0x8fbf4d), 1.3 * noise.rough(3 * x, 3 * y, 2) - 0.15);
     const double stem = std::abs(dx - 0.08 * (y - 0.5)) / 0.012;
-    if (y > 0.5) shown = mix(shown, light(0x3f7a2a), step(1.2, 0.8, stem));
+    if (y > 0.5) shown = mix(shown, rgb(0x3f7a2a), smoothstep(1.2, 0.8, stem));
     // Three rings of petals, the outer ones first.
     for (int ring = 0; ring < 3; ++ring) {
       const double reach = 0.4 - 0.09 * ring;
@@ -70,7 +67,7 @@ Painter blossom(const Ramp& petals, std::uint32_t heart, int count, std::uint64_
       const double turn = angle * count / 2 + ring * std::numbers::pi / 3 + 0.4 * ring;
       const double edge = reach * (0.52 + 0.48 * std::pow(std::abs(std::cos(turn)), 0.55));
       if (away > edge) {
-        shown = shown * (1 - 0.35 * step(edge + 0.05, edge, away));
+        shown = shown * (1 - 0.35 * smoothstep(edge + 0.05, edge, away));
         continue;
       }
       const double vein = noise.rough(angle * 14 + ring, 3 * away, 2);
@@ -79,7 +76,7 @@ Painter blossom(const Ramp& petals, std::uint32_t heart, int count, std::uint64_
     }
     if (away < 0.085) {
       const double seedling = noise.rough(60 * x, 45 * y, 2);
-      shown = light(heart) * (0.6 + 0.7 * seedling) * (1.1 - 3 * away);
+      shown = rgb(centre) * (0.6 + 0.7 * seedling) * (1.1 - 3 * away);
     }
     return colour(shown);
   };
@@ -91,9 +88,8 @@ Painter balloons(std::uint64_t seed) {
                                .height = 0.28},
                               seed);
   return [land](double x, double y) {
-    LinearColour shown{};
     for (const Balloon& balloon : kBalloons) {
-      if (onBalloon(balloon, x, y, shown)) return colour(shown);
+      if (const auto hit = colourOn(balloon, x, y)) return colour(*hit);
     }
     return land(x, y);
   };
@@ -102,14 +98,13 @@ Painter balloons(std::uint64_t seed) {
 Painter screen() {
   return [noise = Noise(11)](double x, double y) {
     if (y < 0.035) return Colour{28, 31, 38};
-    if (!inside(x, y, 0.08, 0.1, 0.92, 0.93))
-      return colour(mix(light(0x3b6ea8), light(0x7a4b9c), x));
+    if (!inside(x, y, 0.08, 0.1, 0.92, 0.93)) return colour(mix(rgb(0x3b6ea8), rgb(0x7a4b9c), x));
     if (y < 0.155) {
       for (int lamp = 0; lamp < 3; ++lamp) {
         const double away = std::hypot((x - 0.105 - 0.022 * lamp) * kAspect, y - 0.128);
         if (away < 0.009)
-          return colour(light(
-              std::array{0xff5f57U, 0xfebc2eU, 0x28c840U}.at(static_cast<std::size_t>(lamp))));
+          return colour(
+              rgb(std::array{0xff5f57U, 0xfebc2eU, 0x28c840U}.at(static_cast<std::size_t>(lamp))));
       }
       return Colour{226, 228, 232};
     }
@@ -123,7 +118,7 @@ Painter screen() {
     }
     if (inside(x, y, 0.3, 0.21, 0.88, 0.5)) {
       const double level = 0.47 - 0.2 * noise.rough(6 * (x - 0.3), 2);
-      return y > level ? colour(mix(light(0x57b6a8), light(0xd9f0ea), (y - level) / 0.3))
+      return y > level ? colour(mix(rgb(0x57b6a8), rgb(0xd9f0ea), (y - level) / 0.3))
                        : Colour{248, 250, 252};
     }
     const bool text = inLine && x > 0.3 && x < 0.6 + 0.26 * noise.cell(line, 2) && line > 7;
@@ -141,8 +136,8 @@ Painter sticker() {
     const double mouth = std::hypot(x - 0.5, y - 0.5);
     if (mouth > 0.22 && mouth < 0.27 && y > 0.56) return Colour{60, 42, 20, 255};
     const double cheek = std::hypot(std::abs(x - 0.5) - 0.27, y - 0.56);
-    return colour(mix(mix(light(0xffe25a), light(0xf5a623), y), light(0xf0785a),
-                      0.7 * step(0.09, 0.03, cheek)));
+    return colour(mix(mix(rgb(0xffe25a), rgb(0xf5a623), y), rgb(0xf0785a),
+                      0.7 * smoothstep(0.09, 0.03, cheek)));
   };
 }
 
@@ -150,7 +145,7 @@ Painter monochrome(Painter picture) {
   return [picture = std::move(picture)](double x, double y) {
     const Colour seen = picture(x, y);
     const double grey = (0.35 * seen.red + 0.5 * seen.green + 0.15 * seen.blue) / 255;
-    return colour(LinearColour{1, 1, 1} * mix({}, {1, 1, 1}, step(-0.05, 1.02, grey)).red);
+    return colour(LinearColour{1, 1, 1} * mix({}, {1, 1, 1}, smoothstep(-0.05, 1.02, grey)).red);
   };
 }
 
@@ -158,7 +153,7 @@ Painter throughLens(Painter picture) {
   return [picture = std::move(picture)](double x, double y) {
     const Colour seen = picture(x, y);
     const double away = std::hypot(x - 0.5, y - 0.5);
-    return vaultmere::mix(seen, {0, 0, 0, seen.alpha}, 0.38 * step(0.35, 0.85, away));
+    return vaultmere::mix(seen, {0, 0, 0, seen.alpha}, 0.38 * smoothstep(0.35, 0.85, away));
   };
 }
 

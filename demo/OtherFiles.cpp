@@ -35,8 +35,8 @@ void makeLivePhoto(const fs::path& folder) {
              .height = 960,
              .painter = throughLens(balloons(30)),
              .quality = 60,
-             .metadata = notes(kPhone, "2022:05:21 06:12:40", {"40", "1/900", "16/10", "42/10"},
-                               {38.6431, 34.8289})});
+             .metadata = exif(kPhone, "2022:05:21 06:12:40", {"40", "1/900", "16/10", "42/10"},
+                              {38.6431, 34.8289})});
   makeClip(folder / "IMG_1201.MOV",
            {.container = ClipContainer::mov,
             .width = 640,
@@ -50,7 +50,7 @@ void makeLivePhoto(const fs::path& folder) {
 
 void makeTwins(const fs::path& folder) {
   const Metadata bridgeNotes =
-      notes(kPhone, "2022:03:02 18:01:27", {"80", "1/300", "16/10", "42/10"}, {37.8199, -122.4783});
+      exif(kPhone, "2022:03:02 18:01:27", {"80", "1/300", "16/10", "42/10"}, {37.8199, -122.4783});
   makeStill(folder / "IMG_1202.HEIC", {.format = StillFormat::heic,
                                        .width = 1280,
                                        .height = 960,
@@ -60,8 +60,8 @@ void makeTwins(const fs::path& folder) {
   makeStill(folder / "IMG_1202.JPG",
             {.width = 1280, .height = 960, .painter = bridge(), .metadata = bridgeNotes});
 
-  const Metadata alpsNotes = notes(kMirrorless, "2022:09:04 07:55:10",
-                                   {"100", "1/200", "8/1", "50/1"}, {51.4968, -115.9281});
+  const Metadata alpsNotes = exif(kMirrorless, "2022:09:04 07:55:10",
+                                  {"100", "1/200", "8/1", "50/1"}, {51.4968, -115.9281});
   makeDng(folder / "N7_0300.DNG", {.width = 1280,
                                    .height = 960,
                                    .make = kMirrorless.make,
@@ -153,7 +153,7 @@ void makeJunk(const fs::path& folder) {
 
 }  // namespace
 
-std::vector<Job> findings(const fs::path& folder) {
+std::vector<Job> otherFiles(const fs::path& folder) {
   std::vector<Job> jobs;
   for (const auto make :
        {makeLivePhoto, makeTwins, makeClips, makeOtherFormats, makeOddNames, makeJunk}) {

@@ -56,7 +56,7 @@ struct RidgeLook {
 [[nodiscard]] Painter aurora(std::uint64_t seed);
 
 /// One blossom in front of a blurred meadow.
-[[nodiscard]] Painter blossom(const Ramp& petals, std::uint32_t heart, int count,
+[[nodiscard]] Painter blossom(const Ramp& petals, std::uint32_t centre, int count,
                               std::uint64_t seed);
 
 /// Hot-air balloons in the morning.

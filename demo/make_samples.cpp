@@ -18,7 +18,7 @@ namespace vaultmere::demo {
 
 namespace fs = std::filesystem;
 
-Metadata notes(const Camera& camera, const std::string& date, const Exposure& exposure) {
+Metadata exif(const Camera& camera, const std::string& date, const Exposure& exposure) {
   Metadata metadata;
   metadata.exif = {{"Exif.Image.Make", camera.make},
                    {"Exif.Image.Model", camera.model},
@@ -33,9 +33,9 @@ Metadata notes(const Camera& camera, const std::string& date, const Exposure& ex
   return metadata;
 }
 
-Metadata notes(const Camera& camera, const std::string& date, const Exposure& exposure,
-               GpsPosition place) {
-  Metadata metadata = notes(camera, date, exposure);
+Metadata exif(const Camera& camera, const std::string& date, const Exposure& exposure,
+              GpsPosition place) {
+  Metadata metadata = exif(camera, date, exposure);
   metadata.gps = place;
   return metadata;
 }
@@ -79,7 +79,7 @@ void setModificationTimes(const fs::path& folder) {
 }  // namespace
 
 void makeSamples(const fs::path& folder) {
-  std::vector<Job> jobs = findings(folder);
+  std::vector<Job> jobs = otherFiles(folder);
   for (Job& job : photographs(folder)) jobs.push_back(std::move(job));
   run(jobs);
   makeCopies(folder);

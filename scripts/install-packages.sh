@@ -32,6 +32,10 @@ done
 
 as_root=()
 if [ "$(id -u)" -ne 0 ]; then
+  type -P sudo >/dev/null || {
+    echo "install-packages: sudo is missing; let root install: ${missing[*]}" >&2
+    exit 1
+  }
   as_root=(sudo)
 fi
 echo "Installing: ${missing[*]}"

@@ -11,15 +11,15 @@
 
 namespace vaultmere {
 
-/// DeterministicRandom whose throws are the same on every machine.
+/// Random numbers that are the same on every machine for one seed.
 class DeterministicRandom {
  public:
   explicit DeterministicRandom(std::uint64_t seed) : random_(seed) {}
 
-  /// 0 up to 1.
+  /// In [0, 1).
   double fraction() { return static_cast<double>(random_() >> 11U) * 0x1.0p-53; }
   double between(double low, double high) { return low + (high - low) * fraction(); }
-  /// 0 up to `bound`, which it never is.
+  /// In [0, bound).
   int below(int bound) { return static_cast<int>(fraction() * bound); }
   bool chance(double probability) { return fraction() < probability; }
   /// Few of the numbers below `bound` come often, most of them seldom.

@@ -12,21 +12,21 @@
 
 namespace vaultmere {
 
-/// Where the files of a made-up library lie.
+/// The folders of a generated library.
 struct LibraryFolders {
   std::filesystem::path thumbnails;
   std::filesystem::path archive;
 };
 
-/// Years of photography in records: journeys of some dozens of pictures, imported in
-/// no order of time, with every kind of value and now and then without each. The
-/// first few have the names that a page must show as text. The same ones each time.
+/// Generates the records of years of photography: journeys of some dozens of pictures,
+/// not imported in order of time, with every kind of value, each of which is sometimes
+/// absent. The first few have names that a page must show as text. The same each time.
 ///
-/// Of the pictures, most have a thumbnail; some have only their original in the archive,
-/// some neither.
+/// Most pictures have a thumbnail; some have only their original in the archive, some
+/// neither.
 class MadeLibrary {
  public:
-  /// There must be scenes.
+  /// `scenes` must not be empty.
   MadeLibrary(LibraryFolders folders, std::vector<Scene> scenes);
 
   /// The next record, once its files are there.

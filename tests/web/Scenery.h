@@ -9,7 +9,7 @@
 
 namespace vaultmere {
 
-/// A painted landscape: a thumbnail, and for some the picture or clip that it is of.
+/// A made picture: its thumbnail, and for some the original or a clip.
 struct Scene {
   std::filesystem::path thumbnail;  ///< a JPEG, 400 pixels on its longer side
   std::optional<std::filesystem::path> original;
@@ -19,9 +19,9 @@ struct Scene {
   int height = 0;
 };
 
-/// Paints `count` scenes into a folder, the same ones each time: all hues, light
-/// and dark, upright and lying ones, some black and white. Each `kOriginalEvery`th
-/// has an original, each `kClipEvery`th a clip.
+/// Makes `count` pictures in a folder, the same ones each time: all hues, light and
+/// dark, portrait and landscape, some black and white. Each `kOriginalEvery`th has an
+/// original, each `kClipEvery`th a clip.
 [[nodiscard]] std::vector<Scene> paintScenes(const std::filesystem::path& folder, int count);
 
 inline constexpr int kOriginalEvery = 12;

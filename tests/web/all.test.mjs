@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-import './browsing.mjs';
+import './gallery.mjs';
 import './filters.mjs';
 import './lightbox.mjs';
 import './statistics.mjs';

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 import assert from 'node:assert/strict';
 import { before } from 'node:test';
-import { at, LIBRARY } from './stage.mjs';
+import { LIBRARY, suite } from './harness.mjs';
 
 const DAY = 86_400_000;
 
@@ -41,11 +41,11 @@ function choices({
   ];
 }
 
-at('filters', LIBRARY, (place) => {
-  const { story, onPhone, onDesktop } = place;
+suite('filters', LIBRARY, (context) => {
+  const { onPhone, onDesktop } = context;
   let facets, all;
   before(async () => {
-    facets = await place.gallery.ask('/api/stats');
+    facets = await context.server.ask('/api/stats');
     all = facets.totals.total;
   });
   const panelOf = ({ page }) => page.getByRole('dialog', { name: 'Filters' });
@@ -53,96 +53,94 @@ at('filters', LIBRARY, (place) => {
   const showsTotal = (panel, total) =>
     panel.getByRole('button', { name: `Show ${total.toLocaleString('en-GB')} photo` });
 
-  onDesktop('narrow, each in its way', async (visitor) => {
-    const panel = panelOf(visitor);
-    await visitor.open();
-    await visitor.button('Filters');
-    for (const [pick, query, chip] of choices(facets)) {
-      await pick(panel);
-      const total = await visitor.gallery.count(query);
-      assert.ok(total > 0 && total < all, `${chip}: ${total}`);
-      await showsTotal(panel, total).waitFor();
-      assert.deepEqual(await visitor.chips(), [chip]);
-      assert.deepEqual(visitor.query(), query);
-      await panel.getByRole('button', { name: 'Clear all' }).click();
-      await showsTotal(panel, all).waitFor();
-    }
-  });
+  onDesktop(
+    'each choice in the panel asks the server for its filter and shows its chip',
+    async (driver) => {
+      const panel = panelOf(driver);
+      await driver.open();
+      await driver.button('Filters');
+      for (const [pick, query, chip] of choices(facets)) {
+        await pick(panel);
+        const total = await driver.server.count(query);
+        assert.ok(total > 0 && total < all, `${chip}: ${total}`);
+        await showsTotal(panel, total).waitFor();
+        assert.deepEqual(await driver.chips(), [chip]);
+        assert.deepEqual(driver.query(), query);
+        await panel.getByRole('button', { name: 'Clear all' }).click();
+        await showsTotal(panel, all).waitFor();
+      }
+    },
+  );
 
-  story('come together, show chips, and come off again', async (visitor) => {
-    const panel = panelOf(visitor);
-    await visitor.open();
-    await visitor.seesTotal(all);
-    await visitor.button('Filters');
+  onPhone('two filters combine, and follow chips, back and reload', async (driver) => {
+    const panel = panelOf(driver);
+    await driver.open();
+    await driver.waitForTotal(all);
+    await driver.button('Filters');
     const [, media, , , , camera] = choices(facets);
     for (const [pick] of [media, camera]) await pick(panel);
-    const both = await visitor.gallery.count({ ...media[1], ...camera[1] });
+    const both = await driver.server.count({ ...media[1], ...camera[1] });
+    const second = await driver.server.count(camera[1]);
     await showsTotal(panel, both).click();
-    await visitor.seesTotal(both);
-    assert.deepEqual(await visitor.chips(), [media[2], camera[2]]);
-    await visitor.button(`Remove filter: ${media[2]}`);
-    await visitor.seesTotal(await visitor.gallery.count(camera[1]));
-    await visitor.button(`Remove filter: ${camera[2]}`);
-    await visitor.seesTotal(all);
-    assert.deepEqual(visitor.query(), {});
+    await driver.waitForTotal(both);
+    assert.deepEqual(await driver.chips(), [media[2], camera[2]]);
+    await driver.button(`Remove filter: ${media[2]}`);
+    await driver.waitForTotal(second);
+    await driver.page.goBack();
+    await driver.waitForTotal(both);
+    await driver.page.goForward();
+    await driver.waitForTotal(second);
+    await driver.page.reload();
+    await driver.waitForTotal(second);
+    await driver.button(`Remove filter: ${camera[2]}`);
+    await driver.waitForTotal(all);
+    assert.deepEqual(driver.query(), {});
   });
 
-  onPhone('by dates count the last day as a whole', async (visitor) => {
-    const { items } = await visitor.gallery.ask('/api/photos', { sort: 'newest', page_size: 200 });
-    const { capture_date: stamp } = items.find(({ capture_date: time }) => /T1\d/.test(time));
-    const day = stamp.slice(0, 10);
-    await visitor.open(`/?date_from=${day}&date_to=${day}`);
+  onPhone('the last day counts whole, without midnight of the next day', async (driver) => {
+    const asked = [];
+    driver.page.on('request', (request) => asked.push(new URL(request.url())));
+    const { items } = await driver.server.ask('/api/photos', { sort: 'oldest', page_size: 200 });
+    const day = items.at(-1).capture_date.slice(0, 10);
     const next = new Date(Date.parse(day) + DAY).toISOString().slice(0, 10);
-    const total = await visitor.gallery.count({ date_from: day, date_to: next });
-    assert.ok(total > 0);
-    await visitor.seesTotal(total);
-    assert.equal((await visitor.chips()).length, 2);
-    await visitor.button('Filters');
+    const before = await driver.server.count({ date_before: day });
+    const through = await driver.server.count({ date_before: next });
+    assert.ok(before > 0 && through > before && through < all, `${before}, ${through}`);
+    await driver.open(`/?date_from=${day}&date_to=${day}`);
+    await driver.waitForTotal(through - before);
+    const { searchParams } = asked.find(({ pathname }) => pathname === '/api/photos');
+    assert.deepEqual([searchParams.get('date_before'), searchParams.get('date_to')], [next, null]);
+    assert.equal((await driver.chips()).length, 2);
+    await driver.button('Filters');
     const [{ id: year }] = facets.by_year;
-    await panelOf(visitor).getByLabel('Year').selectOption(year);
-    await panelOf(visitor)
+    await panelOf(driver).getByLabel('Year').selectOption(year);
+    await panelOf(driver)
       .getByRole('button', { name: /^Show / })
       .click();
-    assert.deepEqual(await visitor.chips(), [year], 'a year takes the place of dates');
+    assert.deepEqual(await driver.chips(), [year], 'a year replaces dates');
   });
 
-  story('search, and find nothing', async (visitor) => {
-    await visitor.open();
-    const field = visitor.page.getByRole('searchbox');
-    const word = facets.top_labels[0].id.slice(0, 4).toUpperCase();
-    await field.fill(word);
-    await visitor.seesTotal(await visitor.gallery.count({ q: word }));
-    assert.equal(visitor.query().q, word);
+  onDesktop('a typed search is one step of the history, and may find nothing', async (driver) => {
+    await driver.open();
+    await driver.waitForTotal(all);
+    await driver.press('/');
+    const field = driver.page.getByRole('searchbox');
+    const word = facets.top_labels[0].id.toUpperCase();
+    for (const text of [word.slice(0, 2), word]) {
+      await field.fill(text);
+      await driver.waitUntil((q) => new URLSearchParams(location.search).get('q') === q, text);
+    }
+    await driver.waitForTotal(await driver.server.count({ q: word }));
+    await driver.page.goBack();
+    await driver.waitForTotal(all);
     await field.fill('nothing is called this');
-    await visitor.sees('No photos match these filters.');
-    await visitor.button('Clear the filters');
-    await visitor.seesTotal(all);
+    await driver.waitForText('No photos match these filters.');
+    await driver.button('Clear the filters');
+    await driver.waitForTotal(all);
     assert.equal(await field.inputValue(), '');
   });
 
-  onDesktop('stand in the address: back, forward and a shared link', async (visitor) => {
-    await visitor.open();
-    await visitor.seesTotal(all);
-    const [{ id: country }] = facets.top_places;
-    const [{ id: label }] = facets.top_labels;
-    const both = await visitor.gallery.count({ place: country, label });
-    const labelled = await visitor.gallery.count({ label });
-    const query = `place=${encodeURIComponent(country)}&label=${encodeURIComponent(label)}`;
-    await visitor.open(`/?${query}&sort=oldest`);
-    await visitor.seesTotal(both);
-    await visitor.button(`Remove filter: ${country}`);
-    await visitor.seesTotal(labelled);
-    await visitor.page.goBack();
-    await visitor.seesTotal(both);
-    await visitor.page.goForward();
-    await visitor.seesTotal(labelled);
-    await visitor.page.goBack();
-    await visitor.page.reload();
-    await visitor.seesTotal(both);
-    assert.equal(await visitor.page.getByLabel('Sort').inputValue(), 'oldest');
-  });
-
-  onDesktop('that nobody should have typed', async (visitor) => {
+  onDesktop('ignores invalid values in the address', async (driver) => {
     const chips = {
       '/?year=MMXX': 0,
       '/?date_from=2021-02-30': 0,
@@ -153,25 +151,12 @@ at('filters', LIBRARY, (place) => {
       '/?size=huge': 1,
     };
     for (const [path, count] of Object.entries(chips)) {
-      await visitor.open(path);
-      await visitor.seesTotal(all);
-      assert.equal((await visitor.chips()).length, count, path);
+      await driver.open(path);
+      await driver.waitForTotal(all);
+      assert.equal((await driver.chips()).length, count, path);
     }
-    await visitor.open('/?camera=Nobody%27s%20%22Box%22%20%3Cb%3E&q=%20%20');
-    await visitor.sees('No photos match these filters.');
-    assert.deepEqual(await visitor.chips(), ['Nobody\'s "Box" <b>']);
-  });
-
-  onDesktop('typed as a search leave one step in the history', async (visitor) => {
-    await visitor.open();
-    await visitor.seesTotal(all);
-    await visitor.press('/');
-    const [{ id: label }] = facets.top_labels;
-    for (const text of [label.slice(0, 2), label]) {
-      await visitor.page.getByRole('searchbox').fill(text);
-      await visitor.until((q) => new URLSearchParams(location.search).get('q') === q, text);
-    }
-    await visitor.page.goBack();
-    await visitor.seesTotal(all);
+    await driver.open('/?camera=Nobody%27s%20%22Box%22%20%3Cb%3E&q=%20%20');
+    await driver.waitForText('No photos match these filters.');
+    assert.deepEqual(await driver.chips(), ['Nobody\'s "Box" <b>']);
   });
 });

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// A made-up library and the program that serves it.
+// A generated library and the program that serves it.
 import { spawn, spawnSync } from 'node:child_process';
 import { existsSync, mkdtempSync, rmSync } from 'node:fs';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 
-/** The first words of a program on its standard output; fails when it ends without any. */
-function firstWords(program, name) {
+/** The first output of a program; fails when it ends without any. */
+function firstOutput(program, name) {
   return new Promise((resolve, reject) => {
     program.stdout.once('data', (words) => resolve(String(words)));
     program.once('error', reject);
@@ -15,21 +15,21 @@ function firstWords(program, name) {
   });
 }
 
-export class Gallery {
+export class GalleryServer {
   #folder = mkdtempSync(join(tmpdir(), 'gallery-'));
   #server = null;
   #headers = {};
 
   /** Makes a library of `photos` and serves it, at `address`. */
   static async of({ photos, password = '' }) {
-    const gallery = new Gallery();
+    const server = new GalleryServer();
     try {
-      await gallery.#start(photos, password);
+      await server.#start(photos, password);
     } catch (error) {
-      await gallery.stop();
+      await server.stop();
       throw error;
     }
-    return gallery;
+    return server;
   }
 
   async #start(photos, password) {
@@ -44,17 +44,17 @@ export class Gallery {
       this.#headers.Authorization = `Basic ${Buffer.from(`:${password}`).toString('base64')}`;
     }
     const words = Object.entries(options).flatMap(([name, value]) => [`--${name}`, `${value}`]);
-    // With setpriv it ends with us, even if we are killed.
+    // setpriv ends it with this process, however that ends.
     this.#server = spawn(
       'setpriv',
       ['--pdeathsig', 'TERM', '--', process.env.SERVE_GALLERY, ...words],
       { stdio: ['ignore', 'pipe', 'inherit'] },
     );
-    const greeting = await firstWords(this.#server, 'serve_gallery');
+    const greeting = await firstOutput(this.#server, 'serve_gallery');
     this.address = /http:\/\/[^/\s]+/.exec(greeting)[0];
   }
 
-  /** The server's own word on something. */
+  /** The JSON of a route. */
   async ask(route, query = {}) {
     const text = Object.entries(query).map(([key, value]) => `${key}=${encodeURIComponent(value)}`);
     const address = `${this.address}${route}${text.length ? `?${text.join('&')}` : ''}`;

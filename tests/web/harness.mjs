@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// What all stories share: one browser, the galleries, and a new visitor for each.
+// Shared by all browser tests: the browser, the servers, and a new page for each test.
 import { after, before, describe, test } from 'node:test';
 import { join } from 'node:path';
 import { chromium } from 'playwright-core';
-import { Gallery } from './gallery.mjs';
-import { Visitor } from './visitor.mjs';
+import { GalleryServer } from './galleryServer.mjs';
+import { PageDriver } from './pageDriver.mjs';
 
-/** Whoever sits at the desktop asks for stillness, so that pages with and without are seen. */
+/** The desktop asks for reduced motion, so that pages with and without it are tested. */
 const WINDOWS = {
   phone: {
     viewport: { width: 390, height: 844 },
@@ -18,11 +18,11 @@ const WINDOWS = {
   desktop: { viewport: { width: 1440, height: 900 }, reducedMotion: 'reduce' },
 };
 
-/** The library that most stories are told in. */
+/** The library of most tests. */
 export const LIBRARY = { photos: 4000 };
 
-/** Makes something once for each kind of settings that is asked for. */
-function kept(make) {
+/** Caches what `make` gives for each settings. */
+function cached(make) {
   const made = new Map();
   const get = (settings = {}) => {
     const key = JSON.stringify(settings);
@@ -32,17 +32,17 @@ function kept(make) {
   return { get, all: () => Promise.all(made.values()) };
 }
 
-const galleries = kept((settings) => Gallery.of(settings));
+const servers = cached((settings) => GalleryServer.of(settings));
 
-const browsers = kept(() =>
+const browsers = cached(() =>
   chromium.launch({
     executablePath: process.env.CHROMIUM ?? '/usr/bin/chromium',
     args: ['--no-sandbox', '--disable-gpu', '--disable-quic'],
   }),
 );
 
-/** The first page of a window stays: without it each story would open the window anew. */
-const windows = kept(async (settings) => {
+/** Keeps its first page open: without one, each test would open the window anew. */
+const windows = cached(async (settings) => {
   const context = await (await browsers.get()).newContext({ locale: 'en-GB', ...settings });
   context.setDefaultTimeout(20_000);
   await context.newPage();
@@ -51,55 +51,54 @@ const windows = kept(async (settings) => {
 
 after(async () => {
   for (const browser of await browsers.all()) await browser.close();
-  for (const gallery of await galleries.all()) await gallery.stop();
+  for (const server of await servers.all()) await server.stop();
 });
 
 /**
- * Stories told in one gallery, each in a page of its own. `tell` gets `story`, `onPhone`
- * and `onDesktop`, which take a name and what a visitor does, and `gallery`, from the
- * first story on.
+ * Tests against one library, each in a page of its own. `define` gets `onPhone`,
+ * `onDesktop` and `onBoth`, which take a test's name and a function of its PageDriver
+ * and window, and `server`, from the first test on.
  */
-export function at(title, settings, tell) {
-  const { window: own = {}, ...kind } = settings;
+export function suite(title, settings, define) {
+  const { window: own = {}, ...library } = settings;
   describe(title, { concurrency: 2 }, () => {
-    const place = {};
+    const context = {};
     before(async () => {
-      place.gallery = await galleries.get(kind);
+      context.server = await servers.get(library);
     });
-    const on = (name) => (story, does) =>
-      test(`${story} (${name})`, { timeout: 90_000 }, async () => {
+    const on = (name) => (what, run) =>
+      test(`${what} (${name})`, { timeout: 90_000 }, async () => {
         const window = await windows.get({ ...WINDOWS[name], ...own });
-        await visit(`${title}, ${story}, ${name}`, window, place.gallery, (visitor) =>
-          does(visitor, name),
+        await runInPage(`${title}, ${what}, ${name}`, window, context.server, (driver) =>
+          run(driver, name),
         );
       });
-    place.onPhone = on('phone');
-    place.onDesktop = on('desktop');
-    place.story = (story, does) => {
-      place.onPhone(story, does);
-      place.onDesktop(story, does);
+    context.onPhone = on('phone');
+    context.onDesktop = on('desktop');
+    context.onBoth = (what, run) => {
+      context.onPhone(what, run);
+      context.onDesktop(what, run);
     };
-    tell(place);
+    define(context);
   });
 }
 
-/** Runs one story, and looks for faults that nobody would have seen. */
-async function visit(name, window, gallery, story) {
+/** Runs one test, and fails for errors in the page as well. */
+async function runInPage(name, window, server, run) {
   const page = await window.newPage();
   try {
-    const visitor = new Visitor(page, gallery);
-    await story(visitor);
-    visitor.hasSeenNoFault();
+    const driver = new PageDriver(page, server);
+    await run(driver);
+    driver.assertNoPageErrors();
   } catch (error) {
-    throw await witnessed(name, page, error);
+    throw await withScreenshot(name, page, error);
   } finally {
     await page.close();
   }
 }
 
-/** The error with what the page looked like. */
-async function witnessed(name, page, error) {
+async function withScreenshot(name, page, error) {
   const path = join(process.env.FAILURES ?? '.', `${name.replace(/[^\w]+/g, '-')}.png`);
   await page.screenshot({ path }).catch(() => {});
-  return new Error(`${error.message}\n  at ${page.url()}, seen in ${path}`, { cause: error });
+  return new Error(`${error.message}\n  at ${page.url()}, screenshot in ${path}`, { cause: error });
 }

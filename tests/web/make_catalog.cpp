@@ -29,7 +29,7 @@ void make(const fs::path& folder, int photos) {
   const CatalogWriter writer(context);
   for (int made = 0; made < photos; ++made) {
     if (writer.write(library.next()) != CatalogWriter::Outcome::inserted) {
-      throw std::runtime_error("two photographs have one identity");
+      throw std::runtime_error("two photos have the same id");
     }
   }
 }

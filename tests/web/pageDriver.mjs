@@ -1,27 +1,27 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 //
-// A person at a browser, in verbs. Each waits for what it should bring about.
+// Drives one page of the gallery. Each operation waits for its result.
 import assert from 'node:assert/strict';
 
-/** What the console may say while all is well: pictures that aren't there yet. */
+/** Console errors to expect: pictures that aren't there yet. */
 const EXPECTED = /the server responded with a status of (404|401)|net::ERR_(FAILED|ABORTED)/;
 
-export class Visitor {
-  #faults = [];
+export class PageDriver {
+  #errors = [];
 
-  constructor(page, gallery) {
+  constructor(page, server) {
     this.page = page;
-    this.gallery = gallery;
-    this.address = gallery.address;
-    page.on('pageerror', (error) => this.#faults.push(error.stack));
+    this.server = server;
+    this.address = server.address;
+    page.on('pageerror', (error) => this.#errors.push(error.stack));
     page.on('console', (line) => {
-      if (line.type() === 'error' && !EXPECTED.test(line.text())) this.#faults.push(line.text());
+      if (line.type() === 'error' && !EXPECTED.test(line.text())) this.#errors.push(line.text());
     });
   }
 
-  /** Nothing may have gone wrong in the page unseen. */
-  hasSeenNoFault() {
-    assert.deepEqual(this.#faults, []);
+  /** Fails for exceptions and console errors of the page. */
+  assertNoPageErrors() {
+    assert.deepEqual(this.#errors, []);
   }
 
   async open(path = '/') {
@@ -29,7 +29,7 @@ export class Visitor {
   }
 
   /** Waits until `test`, run in the page with `value`, holds. */
-  async until(test, value) {
+  async waitUntil(test, value) {
     try {
       await this.page.waitForFunction(test, value);
     } catch (error) {
@@ -39,13 +39,13 @@ export class Visitor {
     }
   }
 
-  async sees(text) {
+  async waitForText(text) {
     await this.page.getByText(text).filter({ visible: true }).first().waitFor();
   }
 
-  async seesTotal(total) {
+  async waitForTotal(total) {
     const words = `${total.toLocaleString('en-GB')} photo${total === 1 ? '' : 's'}`;
-    await this.until(
+    await this.waitUntil(
       (text) => document.getElementById('summary').textContent.startsWith(text),
       words,
     );
@@ -55,8 +55,8 @@ export class Visitor {
     return this.page.locator(`.cell[data-index="${index}"] a`);
   }
 
-  async seesTile(index, record) {
-    await this.until(
+  async waitForTile(index, record) {
+    await this.waitUntil(
       ([at, name]) =>
         document
           .querySelector(`.cell[data-index="${at}"] a`)
@@ -66,9 +66,9 @@ export class Visitor {
     );
   }
 
-  /** Waits until every canvas in view has been drawn on. */
-  async seesDrawings() {
-    await this.until(() =>
+  /** Waits until every canvas in view shows more than one colour. */
+  async waitForDrawings() {
+    await this.waitUntil(() =>
       [...document.querySelectorAll('main section:not([hidden]) canvas')].every((canvas) => {
         const { width, height } = canvas;
         const { data } = canvas.getContext('2d').getImageData(0, 0, width, height);
@@ -85,9 +85,9 @@ export class Visitor {
       .evaluateAll((cells) => cells.map((cell) => +cell.dataset.index));
   }
 
-  /** Waits until all that is on the screen, and some, is known. */
-  async settles() {
-    await this.until(() => {
+  /** Waits until the records of all tiles in the document are loaded. */
+  async waitForTiles() {
+    await this.waitUntil(() => {
       const cells = [...document.querySelectorAll('.cell')];
       const onScreen = (cell) => {
         const { top, bottom } = cell.getBoundingClientRect();
@@ -128,11 +128,11 @@ export class Visitor {
     await this.page.getByRole('link', { name, exact: true }).first().click();
   }
 
-  /** By the mouse: the driver's own click would first scroll to what is in view already. */
+  /** By the mouse: a locator's click would first scroll to what is in view already. */
   async goToView(name) {
     const box = await this.page.getByRole('link', { name, exact: true }).boundingBox();
     await this.page.mouse.click(box.x + box.width / 2, box.y + box.height / 2);
-    await this.until((view) => document.body.dataset.view === view, name.toLowerCase());
+    await this.waitUntil((view) => document.body.dataset.view === view, name.toLowerCase());
   }
 
   async chips() {
@@ -147,11 +147,11 @@ export class Visitor {
 
   async openPhoto(index) {
     await this.tile(index).click();
-    await this.seesPhoto(index);
+    await this.waitForPhoto(index);
   }
 
-  async seesPhoto(index, total = null) {
-    await this.until(
+  async waitForPhoto(index, total = null) {
+    await this.waitUntil(
       ([at, of]) => {
         const counter = document.querySelector('#lightbox[open] .counter')?.textContent ?? '';
         return (
@@ -163,14 +163,14 @@ export class Visitor {
     );
   }
 
-  async seesPicture() {
-    await this.until(
+  async waitForPicture() {
+    await this.waitUntil(
       () => document.querySelector('.slide:not([inert]).ready .full')?.naturalWidth > 0,
     );
   }
 
-  async seesNoPhoto() {
-    await this.until(() => !document.getElementById('lightbox').open);
+  async waitForClosedLightbox() {
+    await this.waitUntil(() => !document.getElementById('lightbox').open);
   }
 
   async details() {
@@ -180,20 +180,22 @@ export class Visitor {
     return panel.innerText();
   }
 
-  /** One finger, from a point over others to the last. */
-  async finger(...points) {
-    await this.#touch(points.map((point) => [point]));
+  /** One touch, from a point over others to the last. */
+  async touch(...points) {
+    await this.#sendTouches(points.map((point) => [point]));
   }
 
-  /** Two fingers that part, or meet. */
+  /** Two touches; `from` and `to` are their distances. */
   async pinch(from, to) {
     const { width, height } = this.page.viewportSize();
     const step = (distance) =>
       [-1, 1].map((side) => ({ x: width / 2 + (side * distance) / 2, y: height / 2 }));
-    await this.#touch([0, 0.25, 0.5, 0.75, 1].map((share) => step(from + (to - from) * share)));
+    await this.#sendTouches(
+      [0, 0.25, 0.5, 0.75, 1].map((share) => step(from + (to - from) * share)),
+    );
   }
 
-  async #touch(steps) {
+  async #sendTouches(steps) {
     const session = await this.page.context().newCDPSession(this.page);
     const send = (type, touchPoints) =>
       session.send('Input.dispatchTouchEvent', {
@@ -212,7 +214,7 @@ export class Visitor {
       x: width / 2 + dx * (share - 0.5),
       y: height / 2 + dy * (share - 0.5),
     }));
-    await this.finger(...points);
+    await this.touch(...points);
   }
 
   async zoom() {

@@ -2,9 +2,8 @@
 # SPDX-License-Identifier: GPL-3.0-or-later
 # The gallery's page in a real browser: run.sh MAKE_CATALOG SERVE_GALLERY FOLDER [PATTERN]
 #
-# Works on a copy in FOLDER, so that no library comes to lie among the sources.
-# PATTERN picks stories by their names. Each failure leaves a picture in
-# FOLDER/failures.
+# Works on a copy in FOLDER, so that no npm packages are installed among the sources.
+# PATTERN selects tests by name. Each failure leaves a screenshot in FOLDER/failures.
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 usage='usage: run.sh MAKE_CATALOG SERVE_GALLERY FOLDER [PATTERN]'

@@ -1,20 +1,20 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 import assert from 'node:assert/strict';
 import { before } from 'node:test';
-import { at, LIBRARY } from './stage.mjs';
+import { LIBRARY, suite } from './harness.mjs';
 
-at('statistics', LIBRARY, (place) => {
-  const { story, onDesktop } = place;
+suite('statistics', LIBRARY, (context) => {
+  const { onPhone, onDesktop } = context;
   let facets;
   before(async () => {
-    facets = await place.gallery.ask('/api/stats');
+    facets = await context.server.ask('/api/stats');
   });
 
-  story('the numbers of the server, in cards, charts and lists', async (visitor) => {
-    await visitor.open('/?view=statistics');
-    await visitor.sees(facets.totals.total.toLocaleString('en-GB'));
-    await visitor.seesDrawings();
-    const titles = await visitor.page.locator('section.panel h2').allTextContents();
+  onPhone('shows the server’s numbers in cards, charts and lists of links', async (driver) => {
+    await driver.open('/?view=statistics');
+    await driver.waitForText(facets.totals.total.toLocaleString('en-GB'));
+    await driver.waitForDrawings();
+    const titles = await driver.page.locator('section.panel h2').allTextContents();
     assert.deepEqual([...titles].sort(), [
       'Albums',
       'Cameras',
@@ -27,7 +27,7 @@ at('statistics', LIBRARY, (place) => {
       'Places',
       'Years',
     ]);
-    const panel = visitor.page.locator('section.panel', { hasText: 'Places' });
+    const panel = driver.page.locator('section.panel', { hasText: 'Places' });
     await panel.getByText('As a list').click();
     const [{ id, n }] = facets.top_places;
     const row = panel.locator('li', { hasText: id });
@@ -36,26 +36,26 @@ at('statistics', LIBRARY, (place) => {
       `${id} ${n.toLocaleString('en-GB')}`,
     );
     await row.getByRole('link').click();
-    await visitor.seesTotal(n);
-    assert.deepEqual(visitor.query(), { place: id });
+    await driver.waitForTotal(n);
+    assert.deepEqual(driver.query(), { place: id });
   });
 
-  onDesktop('a press on a bar filters the gallery', async (visitor) => {
-    await visitor.open('/?view=statistics');
-    const canvas = visitor.page.locator('section.panel', { hasText: 'Years' }).locator('canvas');
-    await visitor.seesDrawings();
+  onDesktop('a click on a bar filters the gallery', async (driver) => {
+    await driver.open('/?view=statistics');
+    const canvas = driver.page.locator('section.panel', { hasText: 'Years' }).locator('canvas');
+    await driver.waitForDrawings();
     const { x, y, width, height } = await canvas.boundingBox();
-    await visitor.page.mouse.click(x + width - 30, y + height - 40);
+    await driver.page.mouse.click(x + width - 30, y + height - 40);
     const { id, n } = facets.by_year.at(-1);
-    await visitor.seesTotal(n);
-    assert.deepEqual(await visitor.chips(), [id]);
+    await driver.waitForTotal(n);
+    assert.deepEqual(await driver.chips(), [id]);
   });
 
-  onDesktop('without the chart library there are lists', async (visitor) => {
-    await visitor.page.route('**/vendor/*', (route) => route.abort());
-    await visitor.open('/?view=statistics');
-    await visitor.sees('The charts couldn’t be loaded');
-    await visitor.link(facets.by_year[0].id);
-    await visitor.seesTotal(facets.by_year[0].n);
+  onDesktop('shows lists when the chart library can’t be loaded', async (driver) => {
+    await driver.page.route('**/vendor/*', (route) => route.abort());
+    await driver.open('/?view=statistics');
+    await driver.waitForText('The charts couldn’t be loaded');
+    await driver.link(facets.by_year[0].id);
+    await driver.waitForTotal(facets.by_year[0].n);
   });
 });
