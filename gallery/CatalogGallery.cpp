@@ -157,7 +157,7 @@ std::optional<GalleryBackend::Original> CatalogGallery::openOriginal(const Photo
       found.targetPath.reset();
       return Original{std::make_shared<File>(openBeneath(*root, relative)), std::move(found)};
     } catch (const FileError&) {
-      // Perhaps it is at the next path; clients get the same answer for all.
+      // Perhaps it is at the next path; all failures give the same response.
     }
   }
   return std::nullopt;

@@ -25,7 +25,7 @@ struct CatalogReader {
 class GalleryAPI {
  public:
   /// Runs a query on a connection to the catalog. True when it has ended without
-  /// a CatalogError; whoever provides this logs those.
+  /// a CatalogError; its provider logs those.
   using Query = std::function<void(CatalogReader&)>;
   using Read = std::function<bool(const Query&)>;
 

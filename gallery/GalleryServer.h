@@ -52,7 +52,7 @@ class GalleryServer {
 
   /// Listens on all addresses of the machine; when it was listening, at the
   /// new port instead of the old one. Open connections go on. Port 0 is one
-  /// that the system chooses. An empty password lets everybody in. Throws
+  /// that the system chooses. An empty password admits everyone. Throws
   /// ServerError, and then doesn't listen.
   void start(int port, const std::string& password);
 

@@ -170,7 +170,7 @@ void RequestHandler::authenticate(const PendingRequest& pending) {
   guessedPasswords_.write(
       fmt::format("too many wrong passwords from {}; its requests are delayed", client.text()));
   options_.after(*delay, [self = shared_from_this(), client, proceed] {
-    self->guesses_.answered(client);
+    self->guesses_.responded(client);
     proceed();
   });
 }

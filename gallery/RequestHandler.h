@@ -40,11 +40,11 @@ class RequestHandler : public std::enable_shared_from_this<RequestHandler> {
   RequestHandler(std::shared_ptr<GalleryBackend> backend, const WorkQueues& queues,
                  const Options& options);
 
-  /// From now on requests need this password; empty lets everybody in. Any
+  /// From now on requests need this password; empty admits everyone. Any
   /// thread.
   void setPassword(const std::string& password);
 
-  /// Has the request answered, at once or from another thread. On the server's
+  /// Responds to the request, at once or from another thread. On the server's
   /// thread, which isn't held up.
   void handle(const PendingRequest& pending);
 

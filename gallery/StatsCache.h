@@ -22,7 +22,7 @@ class StatsCache : public std::enable_shared_from_this<StatsCache> {
   using Compute = std::function<GalleryAPI::Statistics()>;
   using Clock = std::function<std::chrono::steady_clock::time_point()>;
 
-  /// How old an answer may be; changes of the catalog don't count.
+  /// How old a document may be; changes of the catalog don't count.
   static constexpr std::chrono::seconds kLifetime{30};
 
   /// `compute` runs on whatever thread `post` takes it to. It doesn't throw.

@@ -9,7 +9,7 @@ namespace vaultmere {
 /// The gallery's password, kept as a hash. A value.
 class Password {
  public:
-  /// An empty one lets everybody in.
+  /// An empty one admits everyone.
   explicit Password(std::string_view text);
 
   [[nodiscard]] bool isRequired() const noexcept { return !digest_.empty(); }

@@ -8,7 +8,7 @@
 namespace vaultmere {
 namespace {
 
-/// More than this is of no use to a household, and each costs the system some
+/// More than this is of no use on a local network, and each costs the system some
 /// kilobytes.
 constexpr rlim_t kEnough = 32768;
 

@@ -9,7 +9,7 @@ namespace vaultmere {
 
 /// Decides by the `Host` header whether a request is meant for a machine of the
 /// local network. A web page elsewhere can give its own name this machine's
-/// address, and read the gallery through the visitor's browser; that request
+/// address, and read the gallery through a user's browser; that request
 /// still carries the page's name. Any thread.
 class HostFilter {
  public:

@@ -15,7 +15,7 @@
 namespace vaultmere {
 namespace {
 
-/// Files go out in pieces of this many bytes.
+/// Files are sent in pieces of this many bytes.
 constexpr std::size_t kPiece = std::size_t{64} * 1024;
 
 /// After so many reads or writes in a row other connections get their turn.
@@ -340,7 +340,7 @@ bool HttpConnection::checkProgress(Time now, std::chrono::milliseconds stall) {
 void HttpConnection::close() {
   // Closing while bytes of the client are unread, or still to come, would take
   // the response away from it again. And what the system hasn't delivered would
-  // go on taking memory that nobody counts.
+  // go on taking memory without being counted.
   const bool hasMore = ::recv(socket_->number(), host_.scratch().data(), 1, MSG_PEEK) > 0;
   expectsBody_ = expectsBody_ || discarded_ > 0 || hasMore;
   if (expectsBody_ || undelivered() > 0) {

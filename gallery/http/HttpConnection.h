@@ -16,7 +16,7 @@
 
 namespace vaultmere {
 
-/// One client: reads a request's head, has it answered, sends the response, and
+/// One client: reads a request's head, gets its response, sends that, and
 /// closes. It has no timeout of its own: its host ends it when the room is
 /// needed, and asks it regularly whether the client takes its response. On the
 /// loop's thread; the host holds it in a shared_ptr.
@@ -36,7 +36,7 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
   class Host {
    public:
     virtual ~Host() = default;
-    /// Has the request answered. The response may come at once.
+    /// Makes the response to a request, which may come at once.
     virtual void handle(const PendingRequest& pending) = 0;
     /// Bytes have gone in or out, and this is what the connection takes now.
     /// May end any connection, this one too.

@@ -14,8 +14,8 @@ namespace vaultmere {
 /// closed at once. On the loop's thread; loop and table outlive it.
 class Listener {
  public:
-  /// Gives the networks of this machine. Called often: takes a while at most
-  /// when they may have changed.
+  /// Gives the networks of this machine. Called for each connection from an
+  /// address that isn't private, so it has to be quick.
   using Networks = std::function<std::vector<Network>()>;
 
   /// Takes over sockets that listen and don't block.

@@ -49,7 +49,7 @@ std::optional<std::chrono::milliseconds> PasswordGuesses::record(const PeerAddre
   return units * unit_;
 }
 
-void PasswordGuesses::answered(const PeerAddress& address) {
+void PasswordGuesses::responded(const PeerAddress& address) {
   if (const auto found = clients_.find(address); found != clients_.end()) {
     --found->second.delayed;
   }

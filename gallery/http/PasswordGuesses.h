@@ -12,9 +12,9 @@
 namespace vaultmere {
 
 /// Slows down clients that guess passwords. After ten wrong ones within a
-/// minute the answers to a client's next ones are delayed, by 1, 2, 4 and at
+/// minute the responses to a client's next ones are delayed, by 1, 2, 4 and at
 /// most 30 units. Right ones are delayed as long as the next wrong one would
-/// be, so that the time of an answer doesn't tell them apart. A minute without a
+/// be, so that the time of a response doesn't tell them apart. A minute without a
 /// wrong one ends that. A plain value; one thread.
 class PasswordGuesses {
  public:
@@ -23,19 +23,19 @@ class PasswordGuesses {
   static constexpr std::size_t kFreeGuesses = 10;
   static constexpr std::chrono::minutes kWindow{1};
   static constexpr int kMaxUnits = 30;
-  /// Delayed answers of one client at a time, so that guessing on many
+  /// Delayed responses to one client at a time, so that guessing on many
   /// connections gains nothing.
   static constexpr std::size_t kMaxDelayed = 16;
 
   /// `unit` is a second; a test has a shorter one.
   explicit PasswordGuesses(std::chrono::milliseconds unit) : unit_(unit) {}
 
-  /// Takes note of a request with a password, and gives the delay of its answer.
-  /// Absent when too many of the client's answers wait already: the request is
-  /// to be dropped. Each delay above zero needs its `answered` later.
+  /// Takes note of a request with a password, and gives the delay of its response.
+  /// Absent when too many of the client's requests wait already: the request is
+  /// to be dropped. Each delay above zero needs its `responded` later.
   [[nodiscard]] std::optional<std::chrono::milliseconds> record(const PeerAddress& client,
                                                                 bool isRight, Time now);
-  void answered(const PeerAddress& client);
+  void responded(const PeerAddress& client);
 
  private:
   struct Client {

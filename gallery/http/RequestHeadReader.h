@@ -18,7 +18,7 @@ class RequestHeadReader {
   enum class Result {
     needMore,
     complete,  ///< `head` is there; what came behind the blank line is forgotten
-    drop,      ///< too long: the connection goes without an answer
+    drop,      ///< too long: the connection is closed without a response
   };
 
   /// Takes the next bytes. Not to be called again after another result than

@@ -1,13 +1,22 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "gallery/http/WorkQueues.h"
 
+#include <mutex>
+#include <utility>
+#include <vector>
+
 #include "gallery/http/ConcurrencyLimits.h"
 
 namespace vaultmere {
 namespace {
 
-/// How long the end of the gallery waits for reads of the archive.
-constexpr std::chrono::seconds kArchiveTimeout{2};
+/// Leaves a pool behind whose threads a system call holds that may never return.
+void abandon(std::unique_ptr<ThreadPool> pool) {
+  static std::mutex mutex;
+  static auto& abandoned = *new std::vector<std::unique_ptr<ThreadPool>>;  // never destroyed
+  const std::lock_guard lock(mutex);
+  abandoned.push_back(std::move(pool));
+}
 
 std::unique_ptr<ThreadPool> threadsFor(const AdmissionQueue::Limits& limits) {
   return std::make_unique<ThreadPool>(static_cast<unsigned>(limits.atOnce));
@@ -17,7 +26,7 @@ std::shared_ptr<AdmissionQueue> queueOn(ThreadPool& pool, const AdmissionQueue::
   return std::make_shared<AdmissionQueue>(pool, limits);
 }
 
-/// As many as are made at once, all for whoever asks.
+/// As many as are made at once; no client waits for them.
 AdmissionQueue::Limits thumbnailLimits() {
   const int atOnce = renditionLimits().atOnce;
   return {atOnce, atOnce};
@@ -25,10 +34,11 @@ AdmissionQueue::Limits thumbnailLimits() {
 
 }  // namespace
 
-WorkQueues::WorkQueues()
+WorkQueues::WorkQueues(std::chrono::milliseconds archiveTimeout)
     : catalogThreads_(threadsFor(kCatalogReads)),
       localThreads_(threadsFor(kLocalReads)),
       archiveThreads_(threadsFor(kArchiveReads)),
+      archiveTimeout_(archiveTimeout),
       catalog(queueOn(*catalogThreads_, kCatalogReads)),
       local(queueOn(*localThreads_, kLocalReads)),
       archive(queueOn(*archiveThreads_, kArchiveReads)),
@@ -37,8 +47,8 @@ WorkQueues::WorkQueues()
 
 WorkQueues::~WorkQueues() {
   shutDown();
-  if (!archiveThreads_->waitUntilIdle(kArchiveTimeout)) {
-    (void)archiveThreads_.release();  // a system call that may never return holds them
+  if (!archiveThreads_->waitUntilIdle(archiveTimeout_)) {
+    abandon(std::move(archiveThreads_));
   }
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <chrono>
 #include <memory>
 
 #include "gallery/http/AdmissionQueue.h"
@@ -11,9 +12,12 @@ namespace vaultmere {
 /// doesn't answer delays only what needs that drive.
 class WorkQueues {
  public:
-  WorkQueues();
-  /// Waits for running work; for what an absent drive holds up, at most two
-  /// seconds, after which its threads are left behind.
+  /// How long the end waits for reads of the archive.
+  static constexpr std::chrono::milliseconds kArchiveTimeout{2000};
+
+  explicit WorkQueues(std::chrono::milliseconds archiveTimeout = kArchiveTimeout);
+  /// Waits for running work. Threads that read the archive are left behind after
+  /// the timeout: their drive may never answer.
   ~WorkQueues();
   WorkQueues(const WorkQueues&) = delete;
   WorkQueues& operator=(const WorkQueues&) = delete;
@@ -25,6 +29,7 @@ class WorkQueues {
   std::unique_ptr<ThreadPool> catalogThreads_;
   std::unique_ptr<ThreadPool> localThreads_;
   std::unique_ptr<ThreadPool> archiveThreads_;
+  const std::chrono::milliseconds archiveTimeout_;
 
  public:
   const std::shared_ptr<AdmissionQueue> catalog;     ///< reads of the catalog

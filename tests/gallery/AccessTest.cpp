@@ -113,7 +113,7 @@ TEST(PasswordGuesses, DelaysOneClientMoreAndMore) {
   const auto delay = [&](bool isRight) {
     const auto given = guesses.record(client, isRight, now);
     if (given && given->count() > 0) {
-      guesses.answered(client);
+      guesses.responded(client);
     }
     return given.value_or(-1ms) / 1s;
   };
@@ -130,7 +130,7 @@ TEST(PasswordGuesses, DelaysOneClientMoreAndMore) {
     EXPECT_EQ(guesses.record(client, false, now), 30s);
   }
   EXPECT_EQ(guesses.record(client, false, now), std::nullopt) << "too many wait";
-  guesses.answered(client);
+  guesses.responded(client);
   EXPECT_EQ(guesses.record(client, false, now), 30s);
   now += 1min;
   EXPECT_EQ(delay(false), 0) << "a minute later";

@@ -30,7 +30,7 @@ Photo photo(const std::string& id) {
   return photo;
 }
 
-/// A store, the questions to it, and whoever writes to it meanwhile.
+/// A store, the queries of it, and another connection that writes to it.
 class GalleryAPITest : public testing::Test {
  protected:
   GalleryAPITest() { prepareSchema(writer_); }
@@ -61,11 +61,11 @@ class GalleryAPITest : public testing::Test {
 
   Strings ids(const std::string& query) {
     Strings found;
-    const json answer = list(query);
-    for (const json& item : answer.at("items")) {
+    const json page = list(query);
+    for (const json& item : page.at("items")) {
       found.push_back(item.at("id"));
     }
-    EXPECT_EQ(answer.at("total"), found.size()) << query;
+    EXPECT_EQ(page.at("total"), found.size()) << query;
     return found;
   }
 
@@ -269,20 +269,20 @@ TEST_F(GalleryAPITest, ClampsPagesAndCoversTheList) {
       {"page=153722867280912931", 153722867280912931, 60, 0},
   };
   for (const auto& c : cases) {
-    const json answer = list(c.query);
-    EXPECT_EQ(answer.at("total"), 205) << c.query;
-    EXPECT_EQ(answer.at("page"), c.page) << c.query;
-    EXPECT_EQ(answer.at("page_size"), c.size) << c.query;
-    EXPECT_EQ(answer.at("items").size(), c.items) << c.query;
+    const json page = list(c.query);
+    EXPECT_EQ(page.at("total"), 205) << c.query;
+    EXPECT_EQ(page.at("page"), c.page) << c.query;
+    EXPECT_EQ(page.at("page_size"), c.size) << c.query;
+    EXPECT_EQ(page.at("items").size(), c.items) << c.query;
   }
   EXPECT_EQ(list("page=153722867280912932"), "dropped");
   EXPECT_EQ(list("page=9223372036854775807&page_size=2"), "dropped");
   for (const char* sort : {"added", "oldest", "newest", "whatever"}) {
     Strings seen;
-    for (int page = 1; page <= 5; ++page) {
-      const json answer =
-          list("page_size=50&sort=" + std::string(sort) + "&page=" + std::to_string(page));
-      for (const json& item : answer.at("items")) {
+    for (int number = 1; number <= 5; ++number) {
+      const json page =
+          list("page_size=50&sort=" + std::string(sort) + "&page=" + std::to_string(number));
+      for (const json& item : page.at("items")) {
         seen.push_back(item.at("id"));
       }
     }

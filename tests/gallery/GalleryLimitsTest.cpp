@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <sys/resource.h>
 
-#include <future>
 #include <vector>
 
 #include "gallery/http/DescriptorLimit.h"
@@ -29,38 +28,18 @@ TEST_F(GalleryLimitsTest, EvictsTheLeastRecentlyActivePastTheRequestBudget) {
   GalleryServer::Options options;
   options.requestBytes = 200'000;
   serve(options);
-  GalleryClient talkative = std::move(unfinished(1, 20'000).front());
+  GalleryClient active = std::move(unfinished(1, 20'000).front());
   std::vector<GalleryClient> silent;
   for (int i = 0; i < 20; ++i) {
     silent.push_back(std::move(unfinished(1, 20'000).front()));
-    talkative.send("more");
+    active.send("more");
     settle();
   }
   EXPECT_TRUE(silent.front().isDropped());
-  for (GalleryClient* client : {&talkative, &silent.back()}) {
+  for (GalleryClient* client : {&active, &silent.back()}) {
     client->send("\r\n\r\n");
     EXPECT_TRUE(client->receiveAll().starts_with("HTTP/1.1 200 "));
   }
-}
-
-TEST_F(GalleryLimitsTest, KeepsAThousandEndlessHeadsWithinTheBudget) {
-  GalleryServer::Options options;
-  options.requestBytes = 4'000'000;
-  serve(options);
-  std::vector<GalleryClient> clients;
-  const std::string piece = "GET /config.js HTTP/1.1\r\nA: " + std::string(100'000, 'a');
-  for (int i = 0; i < 1000; ++i) {
-    clients.push_back(connect());
-    clients.back().send(piece);
-  }
-  settle();
-  int answered = 0;
-  for (GalleryClient& client : clients) {
-    client.send("\r\n\r\n");
-    answered += client.receiveAll().starts_with("HTTP/1.1 200 ") ? 1 : 0;
-  }
-  EXPECT_GE(answered, 10);
-  EXPECT_LE(answered, 40);
 }
 
 TEST_F(GalleryLimitsTest, EvictsTheLeastRecentlyActivePastTheLastDescriptor) {
@@ -73,22 +52,6 @@ TEST_F(GalleryLimitsTest, EvictsTheLeastRecentlyActivePastTheLastDescriptor) {
   }
   clients.back().send("\r\n\r\n");
   EXPECT_TRUE(clients.back().receiveAll().starts_with("HTTP/1.1 200 "));
-}
-
-TEST_F(GalleryLimitsTest, ComputesStatisticsOnceForConcurrentRequests) {
-  std::promise<void> allHaveAsked;
-  backend_->onStats = [asked = allHaveAsked.get_future().share()] { asked.wait(); };
-  serve();
-  std::vector<GalleryClient> clients;
-  for (int i = 0; i < 50; ++i) {
-    clients.push_back(connect());
-    clients.back().send("GET /api/stats HTTP/1.1\r\n\r\n");
-  }
-  settle();
-  allHaveAsked.set_value();
-  for (GalleryClient& client : clients) {
-    EXPECT_EQ(client.receiveAll(), json("{\"computed\":1}"));
-  }
 }
 
 TEST_F(GalleryLimitsTest, EvictsClientsThatDontTakeTheirResponses) {
@@ -125,7 +88,7 @@ TEST_F(GalleryLimitsTest, EndsConnectionsThatTakeNothing) {
 }
 
 TEST_F(GalleryLimitsTest, CountsWhatTheSystemBuffersForClients) {
-  // 60 responses that the program has handed over whole, and nobody reads.
+  // 60 responses that the system has buffered whole, and no client reads.
   GalleryServer::Options options;
   options.responseBytes = 2'000'000;
   backend_->large = 100'000;
@@ -138,20 +101,6 @@ TEST_F(GalleryLimitsTest, CountsWhatTheSystemBuffersForClients) {
   }
   EXPECT_TRUE(clients.front().waitUntilReset());
   EXPECT_GE(clients.back().receiveAll().size(), backend_->large);
-}
-
-TEST_F(GalleryLimitsTest, ServesBesideFiveThousandSilentClients) {
-  const std::size_t granted = raiseDescriptorLimit();
-  serve();
-  // Both ends are in this process.
-  const std::size_t count = std::min<std::size_t>(5000, granted / 2 - 50);
-  std::vector<GalleryClient> silent;
-  for (std::size_t i = 0; i < count; ++i) {
-    silent.push_back(connect());
-  }
-  settle();
-  silent.front().send("GET /config.js HTTP/1.1\r\n\r\n");
-  EXPECT_TRUE(silent.front().receiveAll().starts_with("HTTP/1.1 200 "));
 }
 
 TEST_F(GalleryLimitsTest, LeavesDescriptorsToTheArchive) {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "gallery/http/ConcurrencyLimits.h"
+#include "gallery/http/WorkQueues.h"
 #include "tests/gallery/GalleryFixture.h"
 
 namespace vaultmere {
@@ -200,6 +201,22 @@ TEST_F(GalleryWorkTest, BeginsNothingThatIsQueuedWhenTheServerEnds) {
   EXPECT_EQ(queries_, kCatalogReads.atOnce);
   EXPECT_EQ(originals_, begun);
   EXPECT_EQ(thumbnails_, 0);
+}
+
+TEST(WorkQueues, EndWhileTheArchiveDoesntAnswer) {
+  const auto answers = std::make_shared<std::latch>(1);
+  const auto ended = std::make_shared<std::latch>(1);
+  {
+    WorkQueues queues(std::chrono::milliseconds(1));
+    for (int i = 0; i < 5; ++i) {
+      queues.archive->submit([answers, ended](const AdmissionQueue::Permit&) {
+        answers->wait();
+        ended->count_down();
+      });
+    }
+  }
+  answers->count_down();
+  ended->wait();
 }
 
 TEST_F(GalleryWorkTest, QueuesLongRequestsAsTheBytesThatCame) {
