@@ -46,6 +46,8 @@ ImportStats statsOf(const IngestCoordinator::BatchResult& batch) {
       case IngestOutcome::failed:
         ++stats.failed;
         break;
+      case IngestOutcome::cancelled:
+        break;
     }
   }
   return stats;
@@ -159,16 +161,17 @@ void AppModel::configurePipeline() {
     intakeStatus_ = fmt::format("Catalog error: {}", error.what());
     return;
   }
-  Ingestor ingestor({CatalogWriter(ingestContext_),
-                     *root,
-                     [gate = gate_](dev_t device) { return gate->expectedDevice() == device; },
-                     [gate = gate_](std::int64_t bytes) { return gate->allows(bytes); },
-                     {options_.folders.data, options_.folders.settings},
-                     options_.vision,
-                     processStop_.get_token()});
+  const Ingestor::Factory ingestors(
+      {.root = {*root, [gate = gate_,
+                        root = *root](dev_t device) { return gate->lastDeviceOf(root) == device; }},
+       .gate = [gate = gate_](std::int64_t bytes) { return gate->allows(bytes); },
+       .neverScanned = {options_.folders.data, options_.folders.settings},
+       .neverRemoved = {options_.folders.settings},
+       .vision = options_.vision,
+       .stop = processStop_.get_token()});
   coordinator_ = std::make_shared<IngestCoordinator>(IngestCoordinator::Options{
-      std::move(ingestor), importLog_, [&main = options_.main] { return main.now(); },
-      options_.pool, ingestQueue_});
+      ingestors.make(CatalogWriter(ingestContext_)), importLog_,
+      [&main = options_.main] { return main.now(); }, options_.pool, ingestQueue_});
   configuredRoot_ = root;
 }
 

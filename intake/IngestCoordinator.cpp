@@ -5,6 +5,7 @@
 
 #include "intake/Batch.h"
 #include "intake/InboxWatcher.h"
+#include "platform/FileLease.h"
 #include "platform/Text.h"
 #include "platform/Uuid.h"
 
@@ -26,10 +27,14 @@ void IngestCoordinator::ingestDropped(std::vector<fs::path> locations, bool dele
   options_.queue.async([self = shared_from_this(), locations = std::move(locations), deleteSource,
                         stop = std::move(stop), observer = std::move(observer),
                         done = std::move(done)](std::shared_ptr<SerialQueue::Turn> turn) {
+    if (stop.stop_requested()) {
+      done({.wasStarted = false});
+      return;
+    }
     if (observer.started) {
       observer.started();
     }
-    const ProtectedFolders protect = self->options_.ingestor.protectedFolders();
+    const ProtectedFolders protect = self->options_.ingestor.unscannedFolders();
     ScanResult found;
     std::vector<fs::path> loose;
     for (const fs::path& location : locations) {
@@ -48,7 +53,7 @@ void IngestCoordinator::ingestDropped(std::vector<fs::path> locations, bool dele
                                            std::move(found.groups), deleteSource, "intake", stop,
                                            BatchProgress{.junk = junk}, observer.progress,
                                            [done, junk](std::vector<Ingestor::Result> results) {
-                                             done({std::move(results), junk, 0, 0});
+                                             done({.results = std::move(results), .junk = junk});
                                            },
                                            std::move(turn)})
         ->start();
@@ -61,11 +66,11 @@ void IngestCoordinator::drainInbox(fs::path folder, std::stop_token stop, Observ
                         stop = std::move(stop), observer = std::move(observer),
                         done = std::move(done)](std::shared_ptr<SerialQueue::Turn> turn) {
     if (stop.stop_requested()) {
-      done({});
+      done({.wasStarted = false});
       return;
     }
     std::vector<AssetGroup> groups =
-        scanFolder(folder, self->options_.ingestor.protectedFolders()).groups;
+        scanFolder(folder, self->options_.ingestor.unscannedFolders()).groups;
     const auto firstUnsettled =
         std::stable_partition(groups.begin(), groups.end(),
                               [&](const AssetGroup& group) { return self->isSettled(group); });
@@ -73,20 +78,21 @@ void IngestCoordinator::drainInbox(fs::path folder, std::stop_token stop, Observ
     groups.erase(firstUnsettled, groups.end());
     const std::uint64_t listing = unsettled > 0 ? listingFingerprint(folder) : 0;
     if (groups.empty()) {
-      done({{}, 0, unsettled, listing});
+      done({.unsettled = unsettled, .listing = listing});
       return;
     }
     if (observer.started) {
       observer.started();
     }
     std::make_shared<Batch>(
-        Batch::Options{self, self->options_.ingestor, *self->options_.log, self->options_.now,
-                       self->options_.pool, std::move(groups), true, "inbox", stop, BatchProgress{},
-                       observer.progress,
-                       [done, unsettled, listing](std::vector<Ingestor::Result> results) {
-                         done({std::move(results), 0, unsettled, listing});
-                       },
-                       std::move(turn)})
+        Batch::Options{
+            self, self->options_.ingestor, *self->options_.log, self->options_.now,
+            self->options_.pool, std::move(groups), true, "inbox", stop, BatchProgress{},
+            observer.progress,
+            [done, unsettled, listing](std::vector<Ingestor::Result> results) {
+              done({.results = std::move(results), .unsettled = unsettled, .listing = listing});
+            },
+            std::move(turn)})
         ->start();
   });
 }

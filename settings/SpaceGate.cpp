@@ -13,6 +13,9 @@ std::int64_t spaceMargin(std::int64_t marginFloor, std::int64_t total) {
 void SpaceGate::update(const State& state) {
   const std::lock_guard lock(mutex_);
   state_ = state;
+  if (state.online) {
+    lastOnline_ = state;
+  }
 }
 
 bool SpaceGate::allows(std::int64_t bytes) const {
@@ -25,6 +28,12 @@ bool SpaceGate::allows(std::int64_t bytes) const {
 std::optional<dev_t> SpaceGate::expectedDevice() const {
   const std::lock_guard lock(mutex_);
   return state_.online ? std::optional(state_.device) : std::nullopt;
+}
+
+std::optional<dev_t> SpaceGate::lastDeviceOf(const std::filesystem::path& root) const {
+  const std::lock_guard lock(mutex_);
+  return lastOnline_.online && lastOnline_.root == root ? std::optional(lastOnline_.device)
+                                                        : std::nullopt;
 }
 
 SpaceGate::State SpaceGate::state() const {

@@ -37,12 +37,17 @@ class SpaceGate {
   [[nodiscard]] bool allows(std::int64_t bytes) const;
   /// The device of the archive's root; absent unless online.
   [[nodiscard]] std::optional<dev_t> expectedDevice() const;
+  /// The device that `root` lay on when it was last online: a drive that doesn't
+  /// answer for a while isn't gone. Absent when another root has been online
+  /// since, or none.
+  [[nodiscard]] std::optional<dev_t> lastDeviceOf(const std::filesystem::path& root) const;
   /// One consistent look at everything.
   [[nodiscard]] State state() const;
 
  private:
   mutable std::mutex mutex_;
-  State state_;  // guarded by mutex_
+  State state_;       // guarded by mutex_
+  State lastOnline_;  // guarded by mutex_
 };
 
 }  // namespace vaultmere

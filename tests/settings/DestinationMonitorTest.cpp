@@ -64,6 +64,8 @@ TEST(SpaceGate, OpensToTheByte) {
   gate.update(state);
   EXPECT_FALSE(gate.allows(file));
   EXPECT_FALSE(gate.expectedDevice());
+  EXPECT_EQ(gate.lastDeviceOf("/a"), 7U) << "a drive that stalls isn't gone";
+  EXPECT_FALSE(gate.lastDeviceOf("/b"));
 }
 
 /// A monitor over drives that a test plugs in and out. Probes and notifications
