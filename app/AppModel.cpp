@@ -259,6 +259,9 @@ void AppModel::importDropped(std::vector<std::filesystem::path> locations) {
                                  showProgress(progress);
                                })},
                               hop_([this, stop](const IngestCoordinator::BatchResult& batch) {
+                                if (!batch.wasStarted) {
+                                  return;  // part of what the stopped one says
+                                }
                                 finishImport(batch, stop.stop_requested() ? "Stopped" : "Imported");
                               }));
 }

@@ -18,9 +18,9 @@ namespace vaultmere {
 /// The name of a motion file: its still's `id` and ".mov".
 [[nodiscard]] std::string motionFileName(std::string_view id);
 
-/// The hash that a file's name begins with, when it is a name that archived
-/// files have (64 hexadecimal digits and an extension); else absent. Letters of
-/// either case count, for file systems that have only one.
+/// The hash that a file's name without its extension is, as the names of
+/// archived files are; absent for other names. Letters of either case count, for
+/// file systems that have only one.
 [[nodiscard]] std::optional<std::string> hashInName(const std::filesystem::path& file);
 
 }  // namespace vaultmere
