@@ -1,14 +1,15 @@
 # SPDX-License-Identifier: GPL-3.0-or-later
-# The front door. `make` alone says what there is.
+# Short names for what developers do often; `make` alone lists them.
 SHELL := /bin/bash
 JOBS ?= $(shell nproc)
 # Tests flush thousands of small files: in memory that costs nothing.
 TEST_TMPDIR ?= $(firstword $(wildcard /dev/shm) /tmp)
+export JOBS TEST_TMPDIR
 
 .PHONY: help packages build test demo bench asan tsan lint clean
 
 help:
-	@echo "make build   the program, at build/vaultmere"
+	@echo "make build   the program, at build/vaultmere, and its tests"
 	@echo "make test    builds everything and runs the tests"
 	@echo "make demo    freezes a folder of sample media; make demo DIR=folder takes yours"
 	@echo "make bench   the benchmarks, each with its reference"
@@ -17,20 +18,20 @@ help:
 	@echo "make lint    formatting and static analysis"
 
 packages:
-	@scripts/install-packages.sh
+	@scripts/install-packages.sh program samples tests development
 
 build: packages
 	cmake --preset release
 	cmake --build --preset release -j $(JOBS)
 
-test: build
-	TMPDIR=$(TEST_TMPDIR) ctest --preset release -j $(JOBS)
+test:
+	@scripts/test.sh
 
-demo: build
+demo:
 	@scripts/demo.sh $(if $(DIR),"$(DIR)")
 
 bench: packages
-	@scripts/install-packages.sh bench-packages.txt
+	@scripts/install-packages.sh bench
 	cmake --preset bench
 	cmake --build --preset bench -j $(JOBS)
 	@scripts/bench.sh

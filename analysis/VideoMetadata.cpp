@@ -29,6 +29,7 @@ void setSize(VideoMetadata& metadata, const VideoTrack& track) {
   if (width && height) {
     metadata.width = width;
     metadata.height = height;
+    metadata.megapixels = static_cast<double>(*width) * *height / 1'000'000;
   }
 }
 

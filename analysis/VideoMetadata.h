@@ -5,19 +5,16 @@
 #include <optional>
 #include <string>
 
+#include "catalog/PhotoMetadata.h"
 #include "media/VideoFile.h"
 
 namespace vaultmere {
 
-/// The few facts that are kept about a video. What the container doesn't tell,
-/// or can't be read, is absent.
-struct VideoMetadata {
-  std::optional<int> width;                ///< pixels as shown, upright
-  std::optional<int> height;               ///< pixels as shown, upright
-  std::optional<double> duration;          ///< seconds
+/// The few facts that are kept about a video: its size as it is shown, its
+/// length and position, and a date. What the container doesn't tell, or can't
+/// be read, is absent.
+struct VideoMetadata : FileMetadata {
   std::optional<std::string> captureDate;  ///< see `localDateString`
-  std::optional<double> gpsLat;            ///< degrees, north positive
-  std::optional<double> gpsLon;            ///< degrees, east positive
   bool operator==(const VideoMetadata&) const = default;
 
   /// Reads a file. All fields are absent for one that is no video. Never fails.

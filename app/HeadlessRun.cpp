@@ -4,9 +4,11 @@
 #include <fmt/format.h>
 
 #include <csignal>
+#include <optional>
 #include <thread>
 
 #include "app/AppModel.h"
+#include "app/ShutdownDeadline.h"
 #include "platform/AsioMainThread.h"
 #include "platform/Files.h"
 #include "platform/Log.h"
@@ -19,16 +21,17 @@ constexpr unsigned kFurtherThreads = 3;
 
 }  // namespace
 
-int runHeadless(const DiagnosticEnvironment& hooks) {
+int runHeadless(const DiagnosticEnvironment& environment, std::chrono::milliseconds quitTimeout) {
+  std::optional<ShutdownDeadline> deadline;  // first: it covers the end of all below
   AsioMainThread main;
   main.onSignals({SIGTERM, SIGINT}, [&main] {
     std::signal(SIGTERM, SIG_DFL);
     std::signal(SIGINT, SIG_DFL);
     main.stop();
   });
-  const AppDirectories folders = AppDirectories::ofUser();
+  const AppDirectories directories = AppDirectories::ofUser();
   try {
-    const auto lock = InstanceLock::acquire(folders.data);
+    const auto lock = InstanceLock::acquire(directories.data);
     if (!lock) {
       logLine("Vaultmere is already running.");
       return 1;
@@ -36,13 +39,14 @@ int runHeadless(const DiagnosticEnvironment& hooks) {
     ThreadPool pool(batchWidth(activeProcessors()) + kFurtherThreads);
     AppModel model({main,
                     pool,
-                    folders,
-                    hooks,
+                    directories,
+                    environment,
                     postDesktopNotification,
                     nullptr,
                     [](std::chrono::milliseconds time) { std::this_thread::sleep_for(time); },
                     {}});
     main.run();
+    deadline.emplace(quitTimeout);
     model.shutDown();
     pool.join();
   } catch (const FileError& error) {

@@ -22,8 +22,9 @@ std::string photoLine(const AnalyzedPhoto& photo) {
       "SELFTEST_PHOTO {} hash={} wxh={}x{} date={}({}) color={} bw={} target={} labels={} "
       "aesthetic={}",
       photo.originalFilename, photo.id.substr(0, kShownHashDigits), photo.width.value_or(0),
-      photo.height.value_or(0), photo.captureDate.value_or("nil"), photo.captureDateSource,
-      photo.colorFamily.value_or("nil"), photo.isBW, photo.targetPath,
+      photo.height.value_or(0), photo.captureDate.value_or("nil"),
+      photo.captureDateSource.value_or("none"), photo.colorFamily.value_or("nil"), photo.isBW,
+      photo.targetPath,
       fmt::join(photo.labels.begin(), photo.labels.begin() + static_cast<std::ptrdiff_t>(labels),
                 "|"),
       photo.aestheticScore ? fmt::format("{:.2f}", *photo.aestheticScore) : "nil");

@@ -6,11 +6,11 @@
 
 int main() {
   std::signal(SIGPIPE, SIG_IGN);
-  const auto hooks = vaultmere::DiagnosticEnvironment::fromEnvironment();
-  if (!hooks.wantsHeadlessRun()) {
+  const auto environment = vaultmere::DiagnosticEnvironment::fromEnvironment();
+  if (!environment.wantsHeadlessRun()) {
     std::fputs("Vaultmere has no window yet; VAULTMERE_SELFTEST_DIR starts a run without one.\n",
                stderr);
     return 1;
   }
-  return vaultmere::runHeadless(hooks);
+  return vaultmere::runHeadless(environment);
 }

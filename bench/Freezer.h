@@ -25,7 +25,7 @@ class Freezer {
 
  private:
   ThreadPool pool_;
-  SerialQueue queue_;
+  TurnQueue queue_;
   std::unique_ptr<VaultmereCatalog> catalog_;
   std::shared_ptr<IngestCoordinator> coordinator_;
 };

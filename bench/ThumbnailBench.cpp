@@ -30,13 +30,12 @@ constexpr std::size_t kRounds = 5;
 
 void makeOurs(const std::vector<PhotoRef>& items, const fs::path& folder, unsigned workers) {
   ThreadPool pool(workers);
-  ThumbnailProvider provider(folder, pool,
-                             std::make_shared<AsyncSemaphore>(pool, kThumbnailMakers));
+  ThumbnailProvider provider(folder, pool);
   std::atomic<int> failed{0};
   std::latch done(static_cast<std::ptrdiff_t>(items.size()));
   for (const PhotoRef& item : items) {
-    provider.ensureThumb(item, [&](bool isThere) {
-      failed += isThere ? 0 : 1;
+    provider.ensureThumb(item, [&](RenditionState state) {
+      failed += state == RenditionState::made ? 0 : 1;
       done.count_down();
     });
   }
@@ -70,7 +69,7 @@ void makeThumbnails(const fs::path& folder) {
     list += picture.file.string() + "\n";
   }
   writeText(folder / "list", list);
-  const unsigned workers = std::min(activeProcessors(), static_cast<unsigned>(kThumbnailMakers));
+  const unsigned workers = std::min(activeProcessors(), static_cast<unsigned>(kThumbnailSlots));
   const fs::path ours = folder / "ours";
   const fs::path reference = folder / "reference";
   const Rounds rounds = measure(

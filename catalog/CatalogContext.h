@@ -28,8 +28,9 @@ class CatalogContext : public std::enable_shared_from_this<CatalogContext> {
 
   /// Runs `operation(Connection&)` on a pool thread in its turn.
   void performAsync(std::function<void(Connection&)> operation) {
-    queue_.async([self = shared_from_this(), operation = std::move(operation)](
-                     const std::shared_ptr<SerialQueue::Turn>&) { operation(self->connection_); });
+    queue_.async([self = shared_from_this(), operation = std::move(operation)] {
+      operation(self->connection_);
+    });
   }
 
  private:

@@ -25,63 +25,18 @@ constexpr std::array<std::pair<std::string_view, bool Photo::*>, 8> kTypeFlags{{
 
 Photo rowOf(const AnalyzedPhoto& from) {
   Photo row;
-  row.id = from.id;
-  row.photosUUID = from.photosUUID;
-  row.mediaType = from.mediaType;
-  row.originalFilename = from.originalFilename;
-  row.ext = from.ext;
-  row.mimeType = from.mimeType;
-  row.sizeBytes = from.sizeBytes;
-  row.targetPath = from.targetPath;
-  row.archivePath = from.archivePath;
-  row.storage = from.storage;
+  static_cast<PhotoMetadata&>(row) = from;
   row.processedAt = parseCatalogDate(from.processedAt);
-  row.warnings = from.warnings;
   if (from.captureDate) {
     row.captureDate = parseCatalogDate(*from.captureDate);
   }
   if (row.captureDate) {
     row.year = localTime(row.captureDate->wholeSeconds()).year;
   }
-  row.captureDateSource = from.captureDateSource;
-  row.captureDateConfidence = from.captureDateConfidence;
-  row.width = from.width;
-  row.height = from.height;
-  row.megapixels = from.megapixels;
-  row.orientation = from.orientation;
-  row.duration = from.duration;
-  row.avgHex = from.avgHex;
-  row.avgR = from.avgR;
-  row.avgG = from.avgG;
-  row.avgB = from.avgB;
-  row.colorFamily = from.colorFamily;
-  row.isBW = from.isBW;
-  row.favorite = from.favorite;
-  row.edited = from.edited;
-  row.aestheticScore = from.aestheticScore;
-  row.caption = from.caption;
   for (const auto& [key, member] : kTypeFlags) {
     const auto flag = from.photoTypeFlags.find(std::string(key));
     row.*member = flag != from.photoTypeFlags.end() && flag->second;
   }
-  row.placeName = from.placeName;
-  row.placeCity = from.placeCity;
-  row.placeState = from.placeState;
-  row.placeCountry = from.placeCountry;
-  row.placeAddress = from.placeAddress;
-  row.gpsLat = from.gpsLat;
-  row.gpsLon = from.gpsLon;
-  row.cameraMake = from.cameraMake;
-  row.cameraModel = from.cameraModel;
-  row.cameraLens = from.cameraLens;
-  row.iso = from.iso;
-  row.aperture = from.aperture;
-  row.shutter = from.shutter;
-  row.focalLength = from.focalLength;
-  row.software = from.software;
-  row.liveMotionFile = from.liveMotionFile;
-  row.liveMotionPath = from.liveMotionPath;
-  row.liveMotionSize = from.liveMotionSize;
   return row;
 }
 

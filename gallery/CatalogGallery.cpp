@@ -94,7 +94,7 @@ std::optional<std::filesystem::path> CatalogGallery::thumbnailFile(std::string_v
 
 void CatalogGallery::makeThumbnail(const std::string& id, std::function<void()> done) {
   if (const auto ref = find(id)) {
-    thumbnails_->ensureThumb(*ref, [done = std::move(done)](bool) { done(); });
+    thumbnails_->ensureThumb(*ref, [done = std::move(done)](RenditionState) { done(); });
   } else {
     done();
   }

@@ -11,7 +11,7 @@ Batch::Batch(Options options) : options_(std::move(options)), turns_(options_.po
 }
 
 void Batch::start() {
-  turns_.async([self = shared_from_this()](const std::shared_ptr<SerialQueue::Turn>&) {
+  turns_.async([self = shared_from_this()] {
     self->options_.observer(self->options_.progress);
     const unsigned width = batchWidth(activeProcessors());
     for (unsigned i = 0; i < width; ++i) {
@@ -28,8 +28,7 @@ void Batch::workOnNext() {
   ++inWork_;
   options_.pool.post([self = shared_from_this(), &group = options_.groups[next_++]] {
     Ingestor::Result result = self->options_.ingestor.process(group, self->options_.deleteSource);
-    self->turns_.async([self, &group, result = std::move(result)](
-                           const std::shared_ptr<SerialQueue::Turn>&) mutable {
+    self->turns_.async([self, &group, result = std::move(result)]() mutable {
       self->take(group, std::move(result));
     });
   });

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "intake/IngestCoordinator.h"
+#include "platform/SerialQueue.h"
 
 namespace vaultmere {
 
@@ -27,7 +28,7 @@ class Batch : public std::enable_shared_from_this<Batch> {
     BatchProgress progress;
     std::function<void(const BatchProgress&)> observer;
     std::function<void(std::vector<Ingestor::Result>)> done;
-    std::shared_ptr<SerialQueue::Turn> turn;
+    std::shared_ptr<TurnQueue::Turn> turn;
   };
 
   explicit Batch(Options options);

@@ -22,35 +22,6 @@ void takeLibraryValues(AnalyzedPhoto& photo, const PhotosMeta& meta) {
   photo.photoTypeFlags = meta.photoTypeFlags;
 }
 
-void takeStillMetadata(AnalyzedPhoto& photo, const ImageMetadata& metadata) {
-  photo.mimeType = metadata.mimeType;
-  photo.width = metadata.width;
-  photo.height = metadata.height;
-  photo.megapixels = metadata.megapixels;
-  photo.orientation = metadata.orientation;
-  photo.gpsLat = metadata.gpsLat;
-  photo.gpsLon = metadata.gpsLon;
-  photo.cameraMake = metadata.cameraMake;
-  photo.cameraModel = metadata.cameraModel;
-  photo.cameraLens = metadata.cameraLens;
-  photo.iso = metadata.iso;
-  photo.aperture = metadata.aperture;
-  photo.shutter = metadata.shutter;
-  photo.focalLength = metadata.focalLength;
-  photo.software = metadata.software;
-}
-
-void takeVideoMetadata(AnalyzedPhoto& photo, const VideoMetadata& metadata) {
-  photo.width = metadata.width;
-  photo.height = metadata.height;
-  if (metadata.width && metadata.height) {
-    photo.megapixels = static_cast<double>(*metadata.width) * *metadata.height / 1'000'000;
-  }
-  photo.duration = metadata.duration;
-  photo.gpsLat = metadata.gpsLat;
-  photo.gpsLon = metadata.gpsLon;
-}
-
 void takePixels(AnalyzedPhoto& photo, const fs::path& file, const Vision* vision) {
   if (const auto small = PixelStats::downscaled(file, PixelStats::kSamplePixels)) {
     if (const auto stats = PixelStats::analyze(*small)) {
@@ -94,11 +65,11 @@ GroupAnalysis analyzeGroup(const AssetGroup& group, const PhotosMeta* meta, cons
   CaptureDateCandidates dates;
   if (isVideo) {
     const VideoMetadata metadata = VideoMetadata::read(group.primary);
-    takeVideoMetadata(photo, metadata);
+    photo.file() = metadata;
     dates.exif = metadata.captureDate;
   } else {
     const ImageMetadata metadata = ImageMetadata::read(group.primary);
-    takeStillMetadata(photo, metadata);
+    photo.file() = metadata;
     takePixels(photo, group.primary, vision);
     dates.exif = metadata.dateTimeOriginal;
     dates.gps = metadata.gpsDateTime;

@@ -26,9 +26,9 @@ void IngestCoordinator::ingestDropped(std::vector<fs::path> locations, bool dele
                                       std::stop_token stop, Observer observer, Done done) {
   options_.queue.async([self = shared_from_this(), locations = std::move(locations), deleteSource,
                         stop = std::move(stop), observer = std::move(observer),
-                        done = std::move(done)](std::shared_ptr<SerialQueue::Turn> turn) {
+                        done = std::move(done)](std::shared_ptr<TurnQueue::Turn> turn) {
     if (stop.stop_requested()) {
-      done({.wasStarted = false});
+      done({});
       return;
     }
     if (observer.started) {
@@ -64,9 +64,9 @@ void IngestCoordinator::drainInbox(fs::path folder, std::stop_token stop, Observ
                                    Done done) {
   options_.queue.async([self = shared_from_this(), folder = std::move(folder),
                         stop = std::move(stop), observer = std::move(observer),
-                        done = std::move(done)](std::shared_ptr<SerialQueue::Turn> turn) {
+                        done = std::move(done)](std::shared_ptr<TurnQueue::Turn> turn) {
     if (stop.stop_requested()) {
-      done({.wasStarted = false});
+      done({});
       return;
     }
     std::vector<AssetGroup> groups =

@@ -10,7 +10,7 @@
 
 #include "intake/ImportLog.h"
 #include "intake/Ingestor.h"
-#include "platform/SerialQueue.h"
+#include "platform/TurnQueue.h"
 
 namespace vaultmere {
 
@@ -46,7 +46,7 @@ class IngestCoordinator : public std::enable_shared_from_this<IngestCoordinator>
     std::shared_ptr<ImportLog> log;
     std::function<TimePoint()> now;  ///< the wall clock of the settle test
     ThreadPool& pool;
-    SerialQueue& queue;
+    TurnQueue& queue;
     /// A watched file is left alone for so long after its last change.
     std::chrono::seconds settleSeconds{5};
   };
@@ -64,13 +64,13 @@ class IngestCoordinator : public std::enable_shared_from_this<IngestCoordinator>
     std::size_t unsettled = 0;  ///< of a pass: groups that still change
     /// Of a pass that found such: see `listingFingerprint`.
     std::uint64_t listing = 0;
-    /// False when it was stopped before its turn came: then no other callback
-    /// has come, and nothing was looked at or logged.
-    bool wasStarted = true;
   };
   using Done = std::function<void(BatchResult)>;
 
   explicit IngestCoordinator(Options options);
+
+  // What is stopped before its turn comes gives no callback but an empty `done`;
+  // nothing is looked at or logged.
 
   /// Takes dropped files and folders. Loose files group with one another,
   /// a folder's files within their folder; junk is logged before work starts.

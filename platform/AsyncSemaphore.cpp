@@ -5,26 +5,28 @@
 
 namespace vaultmere {
 
-// Tasks are posted under the lock, so that the pool gets them in order.
-
-void AsyncSemaphore::wait(std::function<void()> resume) {
+void AsyncSemaphore::wait(std::function<void()> resume, Priority priority) {
   const std::lock_guard lock(mutex_);
-  if (available_ < 1) {
-    waiters_.push_back(std::move(resume));
-    return;
-  }
-  --available_;
-  pool_.post(std::move(resume));
+  (priority == Priority::foreground ? foreground_ : background_).push_back(std::move(resume));
+  resumeWaiters();
 }
 
 void AsyncSemaphore::signal() {
   const std::lock_guard lock(mutex_);
-  if (waiters_.empty()) {
-    ++available_;
-    return;
-  }
-  pool_.post(std::move(waiters_.front()));
-  waiters_.pop_front();
+  ++available_;
+  resumeWaiters();
+}
+
+/// Tasks are posted under the lock, so that the pool gets them in order.
+void AsyncSemaphore::resumeWaiters() {
+  const auto resumeFrom = [this](std::deque<std::function<void()>>& waiters, int spared) {
+    for (; available_ > spared && !waiters.empty(); --available_) {
+      pool_.post(std::move(waiters.front()));
+      waiters.pop_front();
+    }
+  };
+  resumeFrom(foreground_, 0);
+  resumeFrom(background_, reserved_);
 }
 
 }  // namespace vaultmere

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "platform/SerialQueue.h"
 
+#include <algorithm>
 #include <condition_variable>
 #include <deque>
 #include <mutex>
@@ -9,83 +10,100 @@
 namespace vaultmere {
 namespace {
 
-using Operation = std::function<void(std::shared_ptr<SerialQueue::Turn>)>;
+using Operation = std::function<void()>;
 
-/// A thread that waits for its turn.
+/// A thread inside `perform`, or on its way there.
 struct Waiter {
-  std::condition_variable called;
-  bool isCalled = false;
+  std::condition_variable wake;
 };
+
+using Entry = std::variant<Operation, Waiter*>;
 
 }  // namespace
 
 struct SerialQueue::State : std::enable_shared_from_this<State> {
   explicit State(ThreadPool& thePool) : pool(thePool) {}
 
-  /// Gives the turn to the next in line, or to nobody. Called by the holder.
-  void passOn() {
-    const std::lock_guard lock(mutex);
-    if (line.empty()) {
-      taken = false;
-      return;
+  [[nodiscard]] bool operationIsNext() const {
+    return !isBusy && !line.empty() && std::holds_alternative<Operation>(line.front());
+  }
+
+  /// Hands the first entry to whoever can run it: a posted operation to a task
+  /// of the pool and to the first waiting thread, whichever comes first. Needs
+  /// the lock.
+  void dispatch() {
+    if (operationIsNext() && !isScheduled) {
+      isScheduled = true;
+      pool.post([self = shared_from_this()] { self->runScheduled(); });
     }
-    auto next = std::move(line.front());
-    line.pop_front();
-    if (auto* waiter = std::get_if<Waiter*>(&next)) {
-      (*waiter)->isCalled = true;
-      (*waiter)->called.notify_one();
-    } else {
-      start(std::move(std::get<Operation>(next)));
+    const auto waiter = std::find_if(line.begin(), line.end(), [](const Entry& entry) {
+      return std::holds_alternative<Waiter*>(entry);
+    });
+    if (!isBusy && waiter != line.end()) {
+      std::get<Waiter*>(*waiter)->wake.notify_one();
     }
   }
 
-  void start(Operation operation) {
-    pool.post([self = shared_from_this(), operation = std::move(operation)] {
-      operation(std::make_shared<Turn>(self));
-    });
+  void runScheduled() {
+    std::unique_lock lock(mutex);
+    isScheduled = false;
+    if (operationIsNext()) {
+      runNext(lock);
+    }
+    dispatch();
+  }
+
+  /// Runs the first entry, which is an operation, without the lock.
+  void runNext(std::unique_lock<std::mutex>& lock) noexcept {
+    isBusy = true;
+    Operation operation = std::move(std::get<Operation>(line.front()));
+    line.pop_front();
+    lock.unlock();
+    operation();
+    operation = nullptr;  // what it holds may use this queue when it goes
+    lock.lock();
+    isBusy = false;
   }
 
   ThreadPool& pool;
-  std::mutex mutex;  // guards the rest
-  bool taken = false;
-  std::deque<std::variant<Operation, Waiter*>> line;
+  std::mutex mutex;          // guards the rest
+  bool isBusy = false;       ///< an operation runs
+  bool isScheduled = false;  ///< a task of the pool is on its way
+  std::deque<Entry> line;
 };
 
 SerialQueue::SerialQueue(ThreadPool& pool) : state_(std::make_shared<State>(pool)) {}
 
-void SerialQueue::async(std::function<void(std::shared_ptr<Turn>)> operation) {
+void SerialQueue::async(std::function<void()> operation) {
   const std::lock_guard lock(state_->mutex);
-  if (state_->taken) {
-    state_->line.emplace_back(std::move(operation));
-  } else {
-    state_->taken = true;
-    state_->start(std::move(operation));
-  }
+  state_->line.emplace_back(std::move(operation));
+  state_->dispatch();
 }
 
-SerialQueue::Turn SerialQueue::wait() {
-  std::unique_lock lock(state_->mutex);
-  if (state_->taken) {
-    Waiter waiter;
-    state_->line.emplace_back(&waiter);
-    waiter.called.wait(lock, [&] { return waiter.isCalled; });
+SerialQueue::Turn::Turn(State& state) : state_(state) {
+  std::unique_lock lock(state.mutex);
+  Waiter self;
+  state.line.emplace_back(&self);
+  const auto isNext = [&] {
+    const auto* waiter = std::get_if<Waiter*>(&state.line.front());
+    return !state.isBusy && waiter != nullptr && *waiter == &self;
+  };
+  while (!isNext()) {
+    if (state.operationIsNext()) {
+      state.runNext(lock);
+      state.dispatch();
+    } else {
+      self.wake.wait(lock, [&] { return isNext() || state.operationIsNext(); });
+    }
   }
-  state_->taken = true;
-  return Turn(state_);
+  state.line.pop_front();
+  state.isBusy = true;
 }
 
-SerialQueue::Turn& SerialQueue::Turn::operator=(Turn&& other) noexcept {
-  if (this != &other) {
-    end();
-    state_ = std::move(other.state_);
-  }
-  return *this;
-}
-
-void SerialQueue::Turn::end() {
-  if (const auto state = std::exchange(state_, nullptr)) {
-    state->passOn();
-  }
+SerialQueue::Turn::~Turn() {
+  const std::lock_guard lock(state_.mutex);
+  state_.isBusy = false;
+  state_.dispatch();
 }
 
 }  // namespace vaultmere

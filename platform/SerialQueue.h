@@ -11,45 +11,41 @@ namespace vaultmere {
 
 /// Operations that never overlap, in the order in which they came.
 ///
-/// A turn is a token: whoever holds it is alone. `perform` waits for its turn
-/// and runs on the calling thread; `async` runs on a pool thread when its turn
-/// comes, and may keep the turn beyond its own return, so that an operation
-/// that waits for others holds no thread. Any thread; a turn may be dropped on
-/// any thread. The queue may be destroyed while turns are out.
+/// `async` runs an operation on a pool thread. `perform` runs one on the calling
+/// thread; while it waits, it runs the posted operations ahead of it itself, so
+/// that it ends even when no thread of the pool is free. An operation ends when
+/// it returns; see TurnQueue for those that go on beyond that. Any thread. The
+/// queue may be destroyed while posted operations wait: they run all the same.
 class SerialQueue {
-  struct State;
-
  public:
-  /// Alone until destroyed or `end`ed.
-  class Turn {
-   public:
-    explicit Turn(std::shared_ptr<State> state) : state_(std::move(state)) {}
-    Turn(Turn&&) noexcept = default;
-    Turn& operator=(Turn&& other) noexcept;
-    ~Turn() { end(); }
-    void end();
-
-   private:
-    std::shared_ptr<State> state_;
-  };
-
   explicit SerialQueue(ThreadPool& pool);
 
-  /// Posts an operation; it gets its turn, and drops it when it's done.
-  void async(std::function<void(std::shared_ptr<Turn>)> operation);
+  /// Posts an operation, which must not throw.
+  void async(std::function<void()> operation);
 
-  /// Waits for a turn on this thread. Never inside a turn of the same queue.
-  [[nodiscard]] Turn wait();
-
-  /// Runs `operation` on this thread, in its turn; gives its value and lets
-  /// its exceptions through.
+  /// Runs `operation` on this thread, after all that came before it; gives its
+  /// value and lets its exceptions through. Never inside an operation of the
+  /// same queue.
   template <typename Operation>
   decltype(auto) perform(Operation&& operation) {
-    const Turn turn = wait();
+    const Turn turn(*state_);
     return std::forward<Operation>(operation)();
   }
 
  private:
+  struct State;
+  /// The calling thread's turn: waits for it when made, ends it when destroyed.
+  class Turn {
+   public:
+    explicit Turn(State& state);
+    ~Turn();
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+
+   private:
+    State& state_;
+  };
+
   std::shared_ptr<State> state_;
 };
 

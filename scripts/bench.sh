@@ -84,7 +84,7 @@ summarise() {
 }
 
 for program in openssl vipsthumbnail wrk; do
-  type -P "$program" >/dev/null || fail "the command $program is missing: see bench-packages.txt"
+  type -P "$program" >/dev/null || fail "the command $program is missing: see [bench] in packages.txt"
 done
 choose_programs "$@"
 if [[ " ${programs[*]} " == *"/bench_gallery "* ]]; then find_nginx; fi

@@ -1,16 +1,19 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: GPL-3.0-or-later
 #
-# demo.sh [FOLDER]: archives a folder and checks what came of it.
+# demo.sh [FOLDER]: builds the program, freezes a folder into a new archive and
+# checks the result.
 #
-# Without FOLDER, sample pictures are made first. Everything that is written
-# lies below build/demo, and is fresh each time; FOLDER itself is only read.
-# BUILD_DIR names another folder than build.
+# Needs Debian 12, and sudo unless run by root: the packages that the build needs
+# are installed first. Without FOLDER, sample pictures and clips are made.
+# Everything that is written lies below build/, the archive and its catalog in
+# build/demo, which is new each time; FOLDER itself is only read. JOBS limits the
+# parallel jobs of the build.
 set -euo pipefail
 export LC_ALL=C # file names are bytes
 
 root=$(realpath -- "$(dirname -- "${BASH_SOURCE[0]}")/..")
-readonly build="${BUILD_DIR:-$root/build}"
+readonly build="$root/build"
 readonly demo="$build/demo"
 readonly archive="$demo/archive"
 readonly log="$demo/log.txt"
@@ -34,18 +37,24 @@ trap stop_program EXIT
 
 # Sets `source_folder` to the absolute path of what is to be archived.
 choose_source() {
-  if [[ -n ${1-} ]]; then
-    [[ -d $1 ]] || fail "there is no folder '$1'"
-    source_folder=$(realpath -- "$1")
-    case "$source_folder/" in
-    "$archive/"* | "$demo/data/"* | "$demo/config/"*)
-      fail "'$1' is what the last demo wrote, and goes when this one starts" ;;
-    esac
-  else
-    source_folder="$demo/samples"
-    rm -rf "$source_folder"
-    "$build/make_samples" "$source_folder"
-  fi
+  source_folder="$demo/samples"
+  [[ -n ${1-} ]] || return 0
+  [[ -d $1 ]] || fail "there is no folder '$1'"
+  source_folder=$(realpath -- "$1")
+  case "$source_folder/" in
+  "$archive/"* | "$demo/data/"* | "$demo/config/"*)
+    fail "'$1' was written by the last demo, and is removed when this one starts" ;;
+  esac
+}
+
+build_program() {
+  "$root/scripts/install-packages.sh" program samples
+  (cd -- "$root" && cmake --preset demo && cmake --build --preset demo -j "${JOBS:-$(nproc)}")
+}
+
+make_samples() {
+  rm -rf "$source_folder"
+  "$build/make_samples" "$source_folder"
 }
 
 start_program() {
@@ -60,8 +69,9 @@ start_program() {
   program=$!
 }
 
-# Shows and keeps the program's lines. Once the last one of the run is there,
-# ends the program and goes on to the end of its output.
+# Shows the program's lines and keeps them in the log. Ends the program after the
+# last line of the run, and reads on to the end of its output. $1 limits the run
+# in seconds; empty, it is unlimited.
 follow_program() {
   local line limit status deadline=0
   ended=''
@@ -101,12 +111,12 @@ await_program() {
   ((status == 0)) || fail "the program did not stop cleanly: status $status; see $log"
 }
 
-# The outcomes of the first pass, one a line.
+# Prints the outcomes of the first pass, one a line.
 outcomes() {
   sed -nE 's/^[^]]*\] SELFTEST_RESULT .* -> (inserted|duplicate|skipped|failed) .*$/\1/p' "$log"
 }
 
-# The paths below the archive of all that it holds.
+# Prints the archive's files, relative to its root.
 archived_files() {
   local file
   shopt -s globstar nullglob
@@ -115,8 +125,8 @@ archived_files() {
   done
 }
 
-# Looks whether one file's name is the hash of its bytes. The clip of a pair
-# has the name of its still, so it is passed over.
+# Checks that one file's name is the hash of its bytes. The clip of a Live Photo
+# has the name of its still and is skipped.
 check_one_file() {
   local file hash others
   shopt -s nullglob
@@ -137,33 +147,34 @@ summarise() {
   archived_files | sed 's|/[^/]*$||' | sort | uniq -c
   printf '\nFiles by outcome, of %s:\n' "$processed"
   outcomes | sort | uniq -c
-  printf '\nThe second pass knew %s of %s again.\n' "$repeated" "$second_pass"
+  printf '\nThe second pass recognised %s of %s.\n' "$repeated" "$second_pass"
   check_one_file
 }
 
-show_the_way() {
+show_gallery_command() {
   printf '\nTo look at it in a browser, at http://127.0.0.1:8080/ (Ctrl-C ends it):\n'
   printf '  %q --support %q --archive %q --port 8080\n' \
     "$build/serve_gallery" "$demo/data/Vaultmere" "$archive"
 }
 
-# What must hold for any folder, and what must for the samples.
+# Checks what holds for any folder, and what holds for the samples.
 check_run() {
   local counted failed
   counted=$(outcomes | wc -l)
   failed=$(outcomes | grep -c '^failed$' || true)
   ((counted == processed)) || fail "$processed files were processed, but $counted have a result"
   ((failed > 0 || repeated == second_pass)) ||
-    fail "the second pass knew only $repeated of $second_pass again"
+    fail "the second pass recognised only $repeated of $second_pass"
   if [[ -z ${1-} ]]; then ((failed == 0)) || fail "$failed samples failed; see $log"; fi
 }
 
-[[ -x $build/vaultmere && -x $build/make_samples ]] || fail "build first: nothing to run in $build"
-mkdir -p "$demo"
 choose_source "${1-}"
+build_program
+mkdir -p "$demo"
+[[ -n ${1-} ]] || make_samples
 start_program
 if [[ -n ${1-} ]]; then follow_program ''; else follow_program "$run_limit"; fi
 await_program
 summarise
 check_run "${1-}"
-show_the_way
+show_gallery_command

@@ -1,19 +1,32 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: GPL-3.0-or-later
-# install-packages.sh [LIST]: installs the packages of packages.txt, or of another
-# list, that are missing; nothing when all are there. A program that is there
-# from elsewhere counts: another Node.js brings an npm of its own, beside which
-# Debian's can't be installed.
+# install-packages.sh SECTION…: installs the missing packages of these sections of
+# packages.txt. A program that was installed in another way counts as its package:
+# another Node.js brings its own npm, beside which Debian's can't be installed.
 set -euo pipefail
 cd "$(dirname "$0")"
 
-mapfile -t wanted < <(sed -e 's/#.*//' "${1:-packages.txt}" | awk 'NF { print $1 }')
+# Prints the packages of one section.
+section() {
+  awk -v wanted="[$1]" '
+    /^\[/ { inside = ($1 == wanted); found = found || inside; next }
+    /^[ \t]*(#|$)/ { next }
+    inside { print $1 }
+    END { exit !found }' packages.txt
+}
+
 missing=()
-for package in "${wanted[@]}"; do
-  if type -P "$package" >/dev/null; then continue; fi
-  if [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" != installed ]; then
-    missing+=("$package")
-  fi
+for name in "$@"; do
+  packages=$(section "$name") || {
+    echo "install-packages: packages.txt has no section [$name]" >&2
+    exit 1
+  }
+  for package in $packages; do
+    if type -P "$package" >/dev/null; then continue; fi
+    if [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" != installed ]; then
+      missing+=("$package")
+    fi
+  done
 done
 [ "${#missing[@]}" -eq 0 ] && exit 0
 

@@ -2,10 +2,8 @@
 #include "settings/DestinationMonitor.h"
 
 #include <exception>
-#include <mutex>
 #include <string>
 #include <system_error>
-#include <thread>
 #include <utility>
 
 #include "platform/Files.h"
@@ -28,30 +26,6 @@ std::optional<ProbeResult> probeDestination(const Bookmark& bookmark) {
   return ProbeResult{*root, status->stamp.device, *capacity, bookmark.completed(*root)};
 }
 
-void DestinationDependencies::onOwnThread(std::function<void()> job) {
-  std::thread(std::move(job)).detach();
-}
-
-/// The way back to the main thread for those that may outlive the monitor.
-struct DestinationMonitor::Link {
-  DestinationMonitor* monitor = nullptr;  ///< main thread only; null once it is gone
-  std::mutex mutex;
-  MainThread* main = nullptr;  // guarded by mutex; null once the monitor is gone
-};
-
-void DestinationMonitor::postBack(const std::shared_ptr<Link>& link,
-                                  std::function<void(DestinationMonitor&)> task) {
-  const std::lock_guard lock(link->mutex);
-  if (link->main == nullptr) {
-    return;
-  }
-  link->main->post([link, task = std::move(task)] {
-    if (link->monitor != nullptr) {
-      task(*link->monitor);
-    }
-  });
-}
-
 DestinationMonitor::DestinationMonitor(MainThread& main, std::function<std::int64_t()> marginFloor,
                                        Notify notify, std::shared_ptr<SpaceGate> gate,
                                        DestinationDependencies dependencies)
@@ -59,23 +33,12 @@ DestinationMonitor::DestinationMonitor(MainThread& main, std::function<std::int6
       marginFloor_(std::move(marginFloor)),
       notify_(std::move(notify)),
       gate_(std::move(gate)),
-      dependencies_(std::move(dependencies)),
-      link_(std::make_shared<Link>()) {
-  link_->monitor = this;
-  link_->main = &main_;
+      dependencies_(std::move(dependencies)) {
   updateGate();
   poll_ = main_.every(kPollInterval, [this] { refresh(); });
   if (dependencies_.watchMounts) {
-    watcher_ = std::make_unique<MountWatcher>([link = link_] {
-      postBack(link, [](DestinationMonitor& monitor) { monitor.mountsChanged(); });
-    });
+    watcher_ = std::make_unique<MountWatcher>(toMain_([this] { mountsChanged(); }));
   }
-}
-
-DestinationMonitor::~DestinationMonitor() {
-  link_->monitor = nullptr;
-  const std::lock_guard lock(link_->mutex);
-  link_->main = nullptr;
 }
 
 void DestinationMonitor::setDestination(const std::optional<Bookmark>& destination) {
@@ -119,16 +82,14 @@ void DestinationMonitor::mountsChanged() {
 void DestinationMonitor::startProbe() {
   const std::uint64_t number = ++probes_;
   outstanding_ = number;
-  const auto tell = [link = link_, number](const std::optional<ProbeResult>& result) {
-    postBack(link,
-             [number, result](DestinationMonitor& monitor) { monitor.onAnswer(number, result); });
-  };
+  const auto tell = toMain_(
+      [this, number](const std::optional<ProbeResult>& result) { onAnswer(number, result); });
   try {
     dependencies_.background([probe = dependencies_.probe, bookmark = *destination_, tell] {
       try {
         tell(probe(bookmark));
       } catch (const std::exception&) {
-        tell(std::nullopt);
+        tell(std::optional<ProbeResult>());
       }
     });
     ++running_;
@@ -140,9 +101,7 @@ void DestinationMonitor::startProbe() {
   }
   // Posted when it is due, so that an answer that has come while the main
   // thread was busy gets its turn first.
-  timeout_ = main_.after(kTimeout, [link = link_, number] {
-    postBack(link, [number](DestinationMonitor& monitor) { monitor.onNoAnswer(number); });
-  });
+  timeout_ = main_.after(kTimeout, toMain_([this, number] { onNoAnswer(number); }));
 }
 
 void DestinationMonitor::onAnswer(std::uint64_t number, const std::optional<ProbeResult>& result) {
@@ -184,7 +143,7 @@ void DestinationMonitor::becomeOnline(const ProbeResult& result) {
 }
 
 void DestinationMonitor::becomeOffline() {
-  found_ = {};
+  found_.online = false;
   updateGate();
   if (isOnline()) {
     postNotification();

@@ -13,7 +13,9 @@
 #include <variant>
 
 #include "platform/Bookmark.h"
+#include "platform/DetachedThread.h"
 #include "platform/MainThread.h"
+#include "platform/MainThreadCallback.h"
 #include "platform/Notifications.h"
 #include "platform/Volumes.h"
 #include "settings/SpaceGate.h"
@@ -36,20 +38,18 @@ struct ProbeResult {
 /// What the monitor needs from outside; tests put their own in.
 struct DestinationDependencies {
   std::function<std::optional<ProbeResult>(const Bookmark&)> probe = probeDestination;
-  /// Runs a job that may block, away from the main thread. Throws
-  /// std::system_error when it can't.
-  std::function<void(std::function<void()>)> background = onOwnThread;
+  /// Runs what may block.
+  Background background = runDetached;
   /// Whether changes of the mount table start a refresh too.
   bool watchMounts = true;
-
-  static void onOwnThread(std::function<void()> job);
 };
 
 /// Watches the archive's destination: is it there, and how much room has it.
 ///
 /// Looks every 5 seconds, at each change of the mount table, and when asked,
-/// always on a thread of its own. Lives as long as the process needs it; main
-/// thread only, destruction included, which waits for no probe.
+/// always on a thread of its own. A drive that gives no answer is offline, so
+/// that nothing new is begun, but copies under way may go on: see SpaceGate.
+/// Main thread only, destruction included, which waits for no probe.
 class DestinationMonitor {
  public:
   using Capacity = VolumeCapacity;
@@ -79,7 +79,6 @@ class DestinationMonitor {
   /// until a destination is found.
   DestinationMonitor(MainThread& main, std::function<std::int64_t()> marginFloor, Notify notify,
                      std::shared_ptr<SpaceGate> gate, DestinationDependencies dependencies = {});
-  ~DestinationMonitor();
   DestinationMonitor(const DestinationMonitor&) = delete;
   DestinationMonitor& operator=(const DestinationMonitor&) = delete;
 
@@ -109,10 +108,6 @@ class DestinationMonitor {
   [[nodiscard]] sigc::signal<void()>& changed() { return changed_; }
 
  private:
-  struct Link;
-
-  static void postBack(const std::shared_ptr<Link>& link,
-                       std::function<void(DestinationMonitor&)> task);
   void startProbe();
   void onAnswer(std::uint64_t number, const std::optional<ProbeResult>& result);
   void onNoAnswer(std::uint64_t number);
@@ -127,7 +122,7 @@ class DestinationMonitor {
   const Notify notify_;
   const std::shared_ptr<SpaceGate> gate_;
   const DestinationDependencies dependencies_;
-  const std::shared_ptr<Link> link_;
+  const MainThreadCallback toMain_{main_};
 
   Status status_ = Unset{};
   std::optional<std::filesystem::path> url_;

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "settings/SettingsStore.h"
 
+#include <cerrno>
 #include <limits>
+#include <system_error>
 #include <utility>
 
 #include "platform/Calendar.h"
+#include "platform/Log.h"
 
 namespace vaultmere {
 namespace {
@@ -90,20 +93,23 @@ std::int64_t bytesOf(std::int64_t gigabytes) {
 
 }  // namespace
 
-SettingsStore::SettingsStore(SettingsFile& defaults, TimePoint now)
-    : defaults_(defaults),
+SettingsStore::SettingsStore(SettingsFile& defaults, MainThread& main, Background background)
+    : main_(main),
+      background_(std::move(background)),
+      defaults_(defaults),
       marginGB_(integerIn(defaults.value(key::marginGB)).value_or(10)),
       streamCapGB_(integerIn(defaults.value(key::streamCapGB)).value_or(20)),
       streamIntervalHours_(integerIn(defaults.value(key::streamIntervalHours)).value_or(24)),
       serverPort_(integerIn(defaults.value(key::serverPort)).value_or(2525)),
       serverPassword_(password(defaults.value(key::serverPassword))),
       streamUsesDailyTime_(boolean(defaults.value(key::streamUsesDailyTime), false)),
-      streamDailyTime_(dateIn(defaults.value(key::streamDailyTime)).value_or(threeOClock(now))),
+      streamDailyTime_(
+          dateIn(defaults.value(key::streamDailyTime)).value_or(threeOClock(main.now()))),
       streamWeekdays_(weekdays(defaults.value(key::streamWeekdays))),
       deleteSourceAfterIntake_(boolean(defaults.value(key::deleteSourceAfterIntake), false)),
       autoStackPairs_(boolean(defaults.value(key::autoStackPairs), true)),
-      destination_(Bookmark::fromJson(defaults.value(key::destination))),
-      inbox_(Bookmark::fromJson(defaults.value(key::inbox))),
+      destination_{key::destination, Bookmark::fromJson(defaults.value(key::destination))},
+      inbox_{key::inbox, Bookmark::fromJson(defaults.value(key::inbox))},
       streamLastFired_(dateIn(defaults.value(key::streamLastFired))) {}
 
 std::int64_t SettingsStore::marginBytes() const { return bytesOf(marginGB_); }
@@ -159,29 +165,72 @@ void SettingsStore::setAutoStackPairs(bool stacks) {
   assign(autoStackPairs_, stacks, key::autoStackPairs, stacks);
 }
 
-void SettingsStore::assignBookmark(std::optional<Bookmark>& current,
-                                   const std::optional<Bookmark>& value, const char* key) {
+void SettingsStore::assignBookmark(Location& location, const std::optional<Bookmark>& value) {
   if (value) {
-    assign(current, value, key, value->toJson());
+    assign(location.bookmark, value, location.key, value->toJson());
     return;
   }
-  defaults_.remove(key);
-  if (current) {
-    current.reset();
+  defaults_.remove(location.key);
+  if (location.bookmark) {
+    location.bookmark.reset();
     changed_.emit();
   }
 }
 
-void SettingsStore::setDestinationRoot(const std::filesystem::path& root) {
-  assignBookmark(destination_, Bookmark::of(root), key::destination);
+void SettingsStore::choose(Location& location, const std::filesystem::path& folder, Done done) {
+  const auto finish = [this, &location, folder, done = std::move(done), choice = ++location.choice](
+                          const std::optional<Bookmark>& found, int code) {
+    if (choice != location.choice) {
+      return;
+    }
+    ++location.choice;  // a late answer is stale
+    location.timeout.stop();
+    std::optional<FileError> failure;
+    if (found) {
+      assignBookmark(location, found);
+    } else {
+      failure.emplace("open", folder, code);
+      logLine(std::string("Vaultmere: chosen folder not stored — ") + failure->what());
+    }
+    if (done) {
+      done(failure);
+    }
+  };
+  location.timeout = main_.after(kTimeout, toMain_([finish] { finish(std::nullopt, ETIMEDOUT); }));
+  try {
+    background_([folder, found = toMain_(finish)] {
+      try {
+        found(std::optional(Bookmark::of(folder)), 0);
+      } catch (const FileError& error) {
+        found(std::optional<Bookmark>(), error.code());
+      } catch (const std::exception&) {
+        found(std::optional<Bookmark>(), EIO);
+      }
+    });
+  } catch (const std::system_error& error) {
+    toMain_([finish, code = error.code().value()] { finish(std::nullopt, code); })();
+  }
 }
 
-void SettingsStore::setInbox(const std::optional<std::filesystem::path>& folder) {
-  assignBookmark(inbox_, folder ? std::optional(Bookmark::of(*folder)) : std::nullopt, key::inbox);
+void SettingsStore::setDestinationRoot(const std::filesystem::path& root, Done done) {
+  choose(destination_, root, std::move(done));
+}
+
+void SettingsStore::setInbox(const std::optional<std::filesystem::path>& folder, Done done) {
+  if (folder) {
+    choose(inbox_, *folder, std::move(done));
+    return;
+  }
+  ++inbox_.choice;
+  inbox_.timeout.stop();
+  assignBookmark(inbox_, std::nullopt);
+  if (done) {
+    done(std::nullopt);
+  }
 }
 
 void SettingsStore::updateDestination(const Bookmark& bookmark) {
-  assignBookmark(destination_, bookmark, key::destination);
+  assignBookmark(destination_, bookmark);
 }
 
 void SettingsStore::setStreamLastFired(TimePoint moment) {

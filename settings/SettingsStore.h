@@ -3,31 +3,41 @@
 
 #include <sigc++/signal.h>
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <set>
 #include <string>
 
 #include "platform/Bookmark.h"
+#include "platform/DetachedThread.h"
+#include "platform/Files.h"
 #include "platform/MainThread.h"
+#include "platform/MainThreadCallback.h"
 #include "platform/SettingsFile.h"
 
 namespace vaultmere {
 
-/// The user's choices, read once and written back the moment they change. No
-/// value is limited here; whoever uses one limits it. Main thread only.
+/// The user's choices, read once and written back when they change. No value is
+/// limited here; whoever uses one limits it. Main thread only; no drive and no
+/// file is touched on it.
 ///
 /// The keys and forms under which the values are stored never change.
 class SettingsStore {
  public:
-  /// Reads everything from `defaults`, which it must not outlive. Touches no
-  /// drive. `now` gives the day of the default for `streamDailyTime`.
-  SettingsStore(SettingsFile& defaults, TimePoint now);
+  /// How long a chosen folder's drive has to answer.
+  static constexpr std::chrono::seconds kTimeout{5};
+
+  /// Reads everything from `defaults`, which it must not outlive. `background`
+  /// runs what touches a drive; `main` also gives the day of the default for
+  /// `streamDailyTime`.
+  SettingsStore(SettingsFile& defaults, MainThread& main, Background background = runDetached);
   SettingsStore(const SettingsStore&) = delete;
   SettingsStore& operator=(const SettingsStore&) = delete;
 
-  /// Emitted after a value has changed and was stored.
+  /// Emitted after a value has changed.
   [[nodiscard]] sigc::signal<void()>& changed() { return changed_; }
 
   /// Decimal gigabytes (1,000,000,000 bytes) to keep free on the destination.
@@ -72,14 +82,18 @@ class SettingsStore {
 
   /// The archive's root and the watched folder, whether or not their drives
   /// are there; absent when none has been chosen.
-  [[nodiscard]] const std::optional<Bookmark>& destination() const { return destination_; }
-  [[nodiscard]] const std::optional<Bookmark>& inbox() const { return inbox_; }
+  [[nodiscard]] const std::optional<Bookmark>& destination() const { return destination_.bookmark; }
+  [[nodiscard]] const std::optional<Bookmark>& inbox() const { return inbox_.bookmark; }
 
-  /// Stores a bookmark of an existing folder, which touches its drive. Throws
-  /// FileError, and then changes nothing.
-  void setDestinationRoot(const std::filesystem::path& root);
-  /// The same; nothing clears it.
-  void setInbox(const std::optional<std::filesystem::path>& folder);
+  /// What came of a chosen folder: absent once it is stored.
+  using Done = std::function<void(const std::optional<FileError>& failure)>;
+  /// Stores a bookmark of an existing folder, once its drive has answered; then
+  /// calls `done`. A failure (ETIMEDOUT: no answer) changes nothing, and is
+  /// logged. A newer choice takes the place of one that isn't stored yet, whose
+  /// `done` isn't called.
+  void setDestinationRoot(const std::filesystem::path& root, Done done = nullptr);
+  /// The same; nothing clears it, at once.
+  void setInbox(const std::optional<std::filesystem::path>& folder, Done done = nullptr);
   /// Stores what has been found out about the destination: where its drive is
   /// mounted now, or the file system of a bookmark that was only a path.
   void updateDestination(const Bookmark& bookmark);
@@ -92,9 +106,19 @@ class SettingsStore {
  private:
   template <typename Value>
   void assign(Value& current, const Value& value, const char* key, nlohmann::json stored);
-  void assignBookmark(std::optional<Bookmark>& current, const std::optional<Bookmark>& value,
-                      const char* key);
+  /// A folder, and the choice of another one that is on its way.
+  struct Location {
+    const char* key;
+    std::optional<Bookmark> bookmark;
+    std::uint64_t choice = 0;  ///< the number of the latest one; results of others are stale
+    Timer timeout{};
+  };
+  void choose(Location& location, const std::filesystem::path& folder, Done done);
+  void assignBookmark(Location& location, const std::optional<Bookmark>& value);
 
+  MainThread& main_;
+  const Background background_;
+  const MainThreadCallback toMain_{main_};
   SettingsFile& defaults_;
   sigc::signal<void()> changed_;
   std::int64_t marginGB_;
@@ -107,8 +131,8 @@ class SettingsStore {
   std::set<int> streamWeekdays_;
   bool deleteSourceAfterIntake_;
   bool autoStackPairs_;
-  std::optional<Bookmark> destination_;
-  std::optional<Bookmark> inbox_;
+  Location destination_;
+  Location inbox_;
   std::optional<TimePoint> streamLastFired_;
 };
 

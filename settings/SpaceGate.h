@@ -23,10 +23,10 @@ class SpaceGate {
  public:
   struct State {
     bool online = false;
-    std::filesystem::path root;  ///< meaningful when online, as all below
-    dev_t device = 0;            ///< the file system that the root lies on
-    VolumeCapacity capacity;
-    std::int64_t marginFloor = 0;  ///< bytes
+    std::filesystem::path root;     ///< where it is or was last seen; empty: never
+    std::optional<dev_t> device{};  ///< the file system that the root lies, or lay, on
+    VolumeCapacity capacity;        ///< meaningful when online
+    std::int64_t marginFloor = 0;   ///< bytes
     bool operator==(const State&) const = default;
   };
 
@@ -35,19 +35,21 @@ class SpaceGate {
   /// True when the destination is online and keeps its margin after a copy of
   /// so many bytes.
   [[nodiscard]] bool allows(std::int64_t bytes) const;
-  /// The device of the archive's root; absent unless online.
+  /// True once when a copy that `allows` has refused would be allowed now: room
+  /// has come back, and what was turned away is worth another try.
+  [[nodiscard]] bool roomHasComeBack();
+  /// The device of the archive's root, as last known: a drive that gives no
+  /// answer for a while isn't gone for copies under way, and one that was pulled
+  /// out doesn't have its device number at the root any more. Absent until the
+  /// destination has been found once.
   [[nodiscard]] std::optional<dev_t> expectedDevice() const;
-  /// The device that `root` lay on when it was last online: a drive that doesn't
-  /// answer for a while isn't gone. Absent when another root has been online
-  /// since, or none.
-  [[nodiscard]] std::optional<dev_t> lastDeviceOf(const std::filesystem::path& root) const;
   /// One consistent look at everything.
   [[nodiscard]] State state() const;
 
  private:
   mutable std::mutex mutex_;
-  State state_;       // guarded by mutex_
-  State lastOnline_;  // guarded by mutex_
+  State state_;                                  // guarded by mutex_, as the next
+  mutable std::optional<std::int64_t> refused_;  ///< the bytes of the smallest refused copy
 };
 
 }  // namespace vaultmere

@@ -3,10 +3,13 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <exception>
 #include <system_error>
+#include <vector>
 
 #include "analysis/MediaTypes.h"
+#include "media/DecoderVersion.h"
 #include "media/ImageDecoder.h"
 #include "media/ImageWriter.h"
 #include "media/VideoFile.h"
@@ -20,6 +23,11 @@ constexpr double kFrameQuality = 0.85;
 
 /// Past the black that many videos begin with.
 constexpr double kFrameSeconds = 1.0;
+
+/// How much of a file is read to tell that its drive isn't the reason why it can't
+/// be decoded. Stills are smaller; what a video's first frame needs is seldom
+/// further behind.
+constexpr std::int64_t kMaxProof = std::int64_t{256} << 20;
 
 constexpr std::array kRenderings{Rendering::thumbnail, Rendering::display};
 
@@ -38,7 +46,32 @@ std::optional<Bitmap> stillOf(const fs::path& still, Rendering rendering) {
                                            : decodeScaled(still, maxPixels);
 }
 
+std::optional<Bitmap> pictureOf(const fs::path& original, Rendering rendering, bool isVideo) {
+  return isVideo ? frameOf(original, maxPixelsOf(rendering)) : stillOf(original, rendering);
+}
+
+/// Whether a file can be read, and is still the one that `stamp` is of.
+bool canBeRead(const fs::path& path, const FileStamp& stamp) {
+  try {
+    File file = File::openForReading(path);
+    std::vector<std::byte> buffer(kFileChunk);
+    for (std::int64_t done = 0; done < kMaxProof;) {
+      const std::size_t count = file.read(buffer);
+      if (count == 0) {
+        break;
+      }
+      done += static_cast<std::int64_t>(count);
+    }
+    return file.status().stamp == stamp;
+  } catch (const FileError&) {
+    return false;
+  }
+}
+
 }  // namespace
+
+RenditionCache::RenditionCache(fs::path folder)
+    : folder_(std::move(folder)), undecodable_(folder_ / "undecodable.txt", decoderVersion) {}
 
 fs::path RenditionCache::folderOf(Rendering rendering) const {
   return folder_ / (rendering == Rendering::thumbnail ? "thumbs" : "display");
@@ -59,26 +92,49 @@ std::optional<fs::path> RenditionCache::existing(Rendering rendering, std::strin
   return isThere ? path : std::nullopt;
 }
 
-bool RenditionCache::make(Rendering rendering, const PhotoRef& ref,
-                          const std::optional<fs::path>& archiveRoot) const {
+RenditionState RenditionCache::make(Rendering rendering, const PhotoRef& ref,
+                                    const std::optional<fs::path>& archiveRoot) {
   try {
     const auto target = file(rendering, ref.id);
     const auto original = target ? originalOf(ref, archiveRoot) : std::nullopt;
-    if (!original) {
-      return false;
+    const auto status = original ? fileStatus(*original) : std::nullopt;
+    if (!status) {
+      return undecodable_.contains(rendering, ref.id) ? RenditionState::undecodable
+                                                      : RenditionState::unavailable;
+    }
+    if (undecodable_.contains(rendering, ref.id, status->stamp)) {
+      return RenditionState::undecodable;
     }
     const bool isVideo = mediaTypeOf(ref.ext) == MediaType::video;
-    const auto picture =
-        isVideo ? frameOf(*original, maxPixelsOf(rendering)) : stillOf(*original, rendering);
+    auto picture = pictureOf(*original, rendering, isVideo);
     if (!picture) {
-      return false;
+      // The decoders don't tell a file that they can't read from one that they
+      // don't understand: read it, which also puts it in memory, and try again.
+      if (!canBeRead(*original, status->stamp)) {
+        return RenditionState::unavailable;
+      }
+      picture = pictureOf(*original, rendering, isVideo);
+    }
+    if (!picture) {
+      undecodable_.add(rendering, ref.id, status->stamp);
+      return RenditionState::undecodable;
     }
     makeDirectories(folderOf(rendering), 0700);
     writeJpeg(*picture, *target, isVideo ? kFrameQuality : kStillQuality, Durability::crash);
-    return true;
+    return RenditionState::made;
   } catch (const std::exception&) {
-    return false;
+    return RenditionState::unavailable;
   }
+}
+
+bool RenditionCache::isSettled(Rendering rendering, const std::string& id) {
+  return existing(rendering, id) || undecodable_.contains(rendering, id);
+}
+
+bool RenditionCache::isUndecodable(Rendering rendering, const std::string& id,
+                                   const fs::path& original) {
+  const auto status = fileStatus(original);
+  return status && undecodable_.contains(rendering, id, status->stamp);
 }
 
 std::uint64_t RenditionCache::size() const {
@@ -97,7 +153,8 @@ std::uint64_t RenditionCache::size() const {
   return total;
 }
 
-void RenditionCache::clear() const {
+void RenditionCache::clear() {
+  undecodable_.clear();
   for (const Rendering rendering : kRenderings) {
     std::error_code ignored;
     fs::remove_all(folderOf(rendering), ignored);

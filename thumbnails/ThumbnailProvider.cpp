@@ -65,78 +65,113 @@ struct ThumbnailProvider::Core : std::enable_shared_from_this<Core> {
   Core(fs::path cacheFolder, ThreadPool& thePool, std::shared_ptr<AsyncSemaphore> theSlots)
       : pool(thePool), slots(std::move(theSlots)), files(std::move(cacheFolder)) {}
 
-  using Made = std::function<void(bool)>;
+  using Made = std::function<void(RenditionState)>;
+
+  /// A thumbnail on its way.
+  struct Job {
+    std::vector<Made> waiting;
+    Priority priority = Priority::background;
+    bool isTaken = false;  ///< it is being made, or has been
+  };
 
   /// Answers `callback` on a pool thread, with nothing if the provider has gone.
-  template <typename HttpResponse>
-  void answer(std::function<void(HttpResponse)> callback,
-              HttpResponse (Core::*find)(const PhotoRef&), const PhotoRef& ref) {
+  template <typename Value>
+  void answer(std::function<void(Value)> callback, Value (Core::*find)(const PhotoRef&),
+              const PhotoRef& ref) {
     pool.post([self = shared_from_this(), callback = std::move(callback), find, ref] {
-      callback(self->isShutDown ? HttpResponse{} : (self.get()->*find)(ref));
+      callback(self->isShutDown ? Value{} : (self.get()->*find)(ref));
     });
   }
 
-  void ensureThumb(const PhotoRef& ref, Made callback) {
+  void ensureThumb(const PhotoRef& ref, Made callback, Priority priority) {
+    std::shared_ptr<Job> job;
     {
       const std::lock_guard lock(mutex);
-      std::vector<Made>& waiting = making[ref];
-      waiting.push_back(std::move(callback));
-      if (waiting.size() > 1) {
+      std::shared_ptr<Job>& entry = making[ref];
+      const bool isNew = entry == nullptr;
+      if (isNew) {
+        entry = std::make_shared<Job>();
+      }
+      entry->waiting.push_back(std::move(callback));
+      const bool isPromoted =
+          priority == Priority::foreground && entry->priority == Priority::background;
+      if (!isNew && !isPromoted) {
         return;
       }
+      entry->priority = priority;
+      job = entry;
     }
-    pool.post([self = shared_from_this(), ref] {
-      if (self->files.existing(Rendering::thumbnail, ref.id)) {
-        self->finish(ref, true);
-      } else {
-        self->slots->wait([self, ref] { self->makeThumb(ref); });
+    // A promoted job waits in both lines, and whichever permit comes first makes it.
+    pool.post([self = shared_from_this(), ref, job, priority] {
+      if (!self->files.existing(Rendering::thumbnail, ref.id)) {
+        self->slots->wait([self, ref, job] { self->makeThumb(ref, *job); }, priority);
+      } else if (self->take(*job)) {
+        self->finish(ref, *job, RenditionState::made);
       }
     });
+  }
+
+  bool take(Job& job) {
+    const std::lock_guard lock(mutex);
+    return !std::exchange(job.isTaken, true);
   }
 
   /// With a permit.
-  void makeThumb(const PhotoRef& ref) {
-    const bool isThere = !isShutDown && ensureFile(Rendering::thumbnail, ref);
+  void makeThumb(const PhotoRef& ref, Job& job) {
+    const bool isMine = take(job);
+    const RenditionState state =
+        isMine && !isShutDown ? ensureFile(Rendering::thumbnail, ref) : RenditionState::unavailable;
     slots->signal();
-    finish(ref, isThere);
+    if (isMine) {
+      finish(ref, job, state);
+    }
   }
 
   /// Tells all who have asked for this one meanwhile.
-  void finish(const PhotoRef& ref, bool isThere) {
+  void finish(const PhotoRef& ref, Job& job, RenditionState state) {
     std::vector<Made> waiting;
     {
       const std::lock_guard lock(mutex);
-      const auto found = making.find(ref);
-      waiting = std::move(found->second);
-      making.erase(found);
+      waiting = std::move(job.waiting);
+      making.erase(ref);
     }
     for (const Made& callback : waiting) {
-      callback(isThere);
+      callback(state);
     }
   }
 
-  bool ensureFile(Rendering rendering, const PhotoRef& ref) {
-    return files.existing(rendering, ref.id) || files.make(rendering, ref, root());
+  RenditionState ensureFile(Rendering rendering, const PhotoRef& ref) {
+    return files.existing(rendering, ref.id) ? RenditionState::made
+                                             : files.make(rendering, ref, root());
   }
 
-  Image loadThumb(const PhotoRef& ref) {
-    return remember(ref.id + "-t", load(files.file(Rendering::thumbnail, ref.id)));
+  /// What `ensureFile` has made, from memory or from its file.
+  Picture pictureOf(Rendering rendering, const PhotoRef& ref, RenditionState state) {
+    const std::string name = nameOf(rendering, ref);
+    Image image = state == RenditionState::made ? memory.find(name) : nullptr;
+    if (state == RenditionState::made && !image) {
+      image = load(files.file(rendering, ref.id));
+      if (!image) {
+        return {};
+      }
+      memory.insert(name, image);
+    }
+    return {state, std::move(image)};
   }
 
-  Image findDisplay(const PhotoRef& ref) {
+  Picture findDisplay(const PhotoRef& ref) {
     if (browserFormat(ref.ext) != nullptr) {
-      if (Image original = load(originalOf(ref, root()))) {
-        return original;
+      const auto original = originalOf(ref, root());
+      if (original && !files.isUndecodable(Rendering::display, ref.id, *original)) {
+        if (Image image = load(original)) {
+          return {RenditionState::made, std::move(image)};
+        }
       }
     }
-    const std::string name = ref.id + "-d";
-    if (Image remembered = memory.find(name)) {
-      return remembered;
+    if (Image image = memory.find(nameOf(Rendering::display, ref))) {
+      return {RenditionState::made, std::move(image)};
     }
-    if (!ensureFile(Rendering::display, ref)) {
-      return nullptr;
-    }
-    return remember(name, load(files.file(Rendering::display, ref.id)));
+    return pictureOf(Rendering::display, ref, ensureFile(Rendering::display, ref));
   }
 
   std::optional<DisplayFile> findDisplayFile(const PhotoRef& ref) {
@@ -146,17 +181,14 @@ struct ThumbnailProvider::Core : std::enable_shared_from_this<Core> {
         return DisplayFile{*original, format->mimeType};
       }
     }
-    if (!ensureFile(Rendering::display, ref)) {
+    if (ensureFile(Rendering::display, ref) != RenditionState::made) {
       return std::nullopt;
     }
     return DisplayFile{*files.file(Rendering::display, ref.id), "image/jpeg"};
   }
 
-  Image remember(const std::string& name, Image image) {
-    if (image) {
-      memory.insert(name, image);
-    }
-    return image;
+  static std::string nameOf(Rendering rendering, const PhotoRef& ref) {
+    return ref.id + (rendering == Rendering::thumbnail ? "-t" : "-d");
   }
 
   std::optional<fs::path> root() {
@@ -166,18 +198,21 @@ struct ThumbnailProvider::Core : std::enable_shared_from_this<Core> {
 
   ThreadPool& pool;
   const std::shared_ptr<AsyncSemaphore> slots;
-  const RenditionCache files;
+  RenditionCache files;
   BitmapCache memory{kMemoryLimits};
+  WarmUpMark warmUpMark;
   std::atomic<bool> isShutDown{false};
   std::mutex mutex;  // guards the rest
   std::optional<fs::path> archiveRoot;
-  /// Thumbnails on their way, and who waits for them.
-  std::unordered_map<PhotoRef, std::vector<Made>> making;
+  std::unordered_map<PhotoRef, std::shared_ptr<Job>> making;
 };
 
 ThumbnailProvider::ThumbnailProvider(fs::path cacheFolder, ThreadPool& pool,
                                      std::shared_ptr<AsyncSemaphore> slots)
-    : core_(std::make_shared<Core>(std::move(cacheFolder), pool, std::move(slots))) {}
+    : core_(std::make_shared<Core>(
+          std::move(cacheFolder), pool,
+          slots ? std::move(slots)
+                : std::make_shared<AsyncSemaphore>(pool, kThumbnailSlots, kForegroundSlots))) {}
 
 ThumbnailProvider::~ThumbnailProvider() { core_->isShutDown = true; }
 
@@ -186,24 +221,37 @@ void ThumbnailProvider::setArchiveRoot(std::optional<fs::path> root) {
   core_->archiveRoot = std::move(root);
 }
 
-void ThumbnailProvider::thumbnail(const PhotoRef& ref, std::function<void(Image)> callback) {
-  if (Image remembered = core_->memory.find(ref.id + "-t")) {
-    core_->pool.post([callback = std::move(callback), remembered = std::move(remembered)] {
-      callback(remembered);
+ThumbnailProvider::Image ThumbnailProvider::cached(const PhotoRef& ref) const {
+  return core_->memory.find(Core::nameOf(Rendering::thumbnail, ref));
+}
+
+void ThumbnailProvider::thumbnail(const PhotoRef& ref, std::function<void(Picture)> callback) {
+  if (Image image = cached(ref)) {
+    core_->pool.post([callback = std::move(callback), image = std::move(image)] {
+      callback({RenditionState::made, image});
     });
     return;
   }
-  core_->ensureThumb(ref, [core = core_, ref, callback = std::move(callback)](bool isThere) {
-    callback(isThere && !core->isShutDown ? core->loadThumb(ref) : nullptr);
-  });
+  core_->ensureThumb(
+      ref,
+      [core = core_, ref, callback = std::move(callback)](RenditionState state) {
+        callback(core->isShutDown ? Picture{} : core->pictureOf(Rendering::thumbnail, ref, state));
+      },
+      Priority::foreground);
 }
 
-void ThumbnailProvider::display(const PhotoRef& ref, std::function<void(Image)> callback) {
+void ThumbnailProvider::display(const PhotoRef& ref, std::function<void(Picture)> callback) {
   core_->answer(std::move(callback), &Core::findDisplay, ref);
 }
 
-void ThumbnailProvider::ensureThumb(const PhotoRef& ref, std::function<void(bool)> callback) {
-  core_->ensureThumb(ref, std::move(callback));
+void ThumbnailProvider::ensureThumb(const PhotoRef& ref,
+                                    std::function<void(RenditionState)> callback,
+                                    Priority priority) {
+  core_->ensureThumb(ref, std::move(callback), priority);
+}
+
+bool ThumbnailProvider::isSettled(const std::string& id) const {
+  return core_->files.isSettled(Rendering::thumbnail, id);
 }
 
 void ThumbnailProvider::displayData(const PhotoRef& ref,
@@ -220,6 +268,9 @@ std::uint64_t ThumbnailProvider::cacheSize() const { return core_->files.size();
 void ThumbnailProvider::clearCache() {
   core_->memory.clear();
   core_->files.clear();
+  core_->warmUpMark.reset();
 }
+
+WarmUpMark& ThumbnailProvider::warmUpMark() const { return core_->warmUpMark; }
 
 }  // namespace vaultmere

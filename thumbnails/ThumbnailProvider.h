@@ -6,29 +6,41 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "media/Bitmap.h"
 #include "platform/AsyncSemaphore.h"
 #include "platform/ThreadPool.h"
 #include "thumbnails/PhotoRef.h"
+#include "thumbnails/Rendering.h"
+#include "thumbnails/WarmUpMark.h"
 
 namespace vaultmere {
 
 /// How many thumbnails are made at once in the whole program, which is also how
 /// many originals are read for them from the archive at once.
-inline constexpr int kThumbnailMakers = 4;
+inline constexpr int kThumbnailSlots = 4;
+
+/// Those of them that background work never gets, so that a thumbnail on a
+/// screen doesn't wait for it.
+inline constexpr int kForegroundSlots = 2;
 
 /// Turns archived items into thumbnails and display images: made once from the
 /// original, kept as files, held for a while in memory. What is cached can be
 /// seen without the archive.
 ///
 /// Any thread may call. Whoever asks is called back exactly once, on a pool
-/// thread; a failure gives nothing, and the next request tries again. Requests
-/// that this leaves behind when it is destroyed are answered with nothing.
+/// thread. Requests that are still waiting when this is destroyed are answered
+/// with `unavailable`.
 class ThumbnailProvider {
  public:
   using Image = std::shared_ptr<const Bitmap>;  ///< null for none
+
+  struct Picture {
+    RenditionState state = RenditionState::unavailable;
+    Image image;  ///< null unless `made`
+  };
 
   /// A picture as a file, for a browser.
   struct DisplayFile {
@@ -37,9 +49,10 @@ class ThumbnailProvider {
   };
 
   /// `cacheFolder` holds the two folders of files, which are made when they are
-  /// needed. `slots` has the permits for making thumbnails.
+  /// needed. `slots` has the permits for making thumbnails; null for
+  /// `kThumbnailSlots` of its own.
   ThumbnailProvider(std::filesystem::path cacheFolder, ThreadPool& pool,
-                    std::shared_ptr<AsyncSemaphore> slots);
+                    std::shared_ptr<AsyncSemaphore> slots = nullptr);
   ~ThumbnailProvider();
   ThumbnailProvider(const ThumbnailProvider&) = delete;
   ThumbnailProvider& operator=(const ThumbnailProvider&) = delete;
@@ -47,15 +60,26 @@ class ThumbnailProvider {
   /// Where items without a file at their `archivePath` are looked for.
   void setArchiveRoot(std::optional<std::filesystem::path> root);
 
+  /// The thumbnail if it is in memory. Touches no file and waits for nobody: for
+  /// the main thread.
+  [[nodiscard]] Image cached(const PhotoRef& ref) const;
+
   /// At most 400 pixels wide and high.
-  void thumbnail(const PhotoRef& ref, std::function<void(Image)> callback);
+  void thumbnail(const PhotoRef& ref, std::function<void(Picture)> callback);
 
   /// The original at its full size where a browser could show it, else at most
   /// 2560 pixels wide and high.
-  void display(const PhotoRef& ref, std::function<void(Image)> callback);
+  void display(const PhotoRef& ref, std::function<void(Picture)> callback);
 
-  /// Makes the thumbnail's file when it is missing. True when it is there.
-  void ensureThumb(const PhotoRef& ref, std::function<void(bool)> callback);
+  /// Makes the thumbnail's file when it is missing. A request in the foreground
+  /// goes before all those in the background, also one for the same item.
+  void ensureThumb(const PhotoRef& ref, std::function<void(RenditionState)> callback,
+                   Priority priority = Priority::foreground);
+
+  /// Whether `ensureThumb` has nothing to do: the file is there, or known to be
+  /// impossible. Asks the local disk only, never for the original. Not for the
+  /// main thread.
+  [[nodiscard]] bool isSettled(const std::string& id) const;
 
   /// The file of what `display` shows: the original itself or the one that has
   /// been made. Whoever opens it may still find it gone.
@@ -69,8 +93,12 @@ class ThumbnailProvider {
   /// the main thread.
   [[nodiscard]] std::uint64_t cacheSize() const;
 
-  /// Empties memory and disk, as far as the disk lets it. Likewise.
+  /// Empties memory and disk, as far as the disk lets it, and forgets which
+  /// originals are undecodable. Likewise.
   void clearCache();
+
+  /// How far warm-ups of this cache have come.
+  [[nodiscard]] WarmUpMark& warmUpMark() const;
 
  private:
   struct Core;

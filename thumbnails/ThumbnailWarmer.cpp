@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <atomic>
 #include <exception>
 #include <limits>
 #include <mutex>
@@ -31,6 +32,17 @@ std::optional<std::string> optionalText(const Statement& row, int column) {
   return row.isNull(column) ? std::nullopt : std::optional(row.text(column));
 }
 
+Page readPage(Statement rows) {
+  Page page;
+  while (rows.step()) {
+    page.items.push_back({rows.text(0), bareExtension(rows.text(1)), optionalText(rows, 2),
+                          optionalText(rows, 3), optionalText(rows, 4)});
+    page.end.processedAt = rows.isNull(5) ? std::nullopt : std::optional(rows.real(5));
+    page.end.row = rows.integer(6);
+  }
+  return page;
+}
+
 /// Pages go on from a place and not from an offset: each costs its own rows in
 /// the index `allByAdded` however far it lies back, and rows that come or go
 /// meanwhile shift nothing.
@@ -44,15 +56,24 @@ Page fetchPage(Connection& connection, const Place& after, std::size_t batchSize
     rows.bind(1, *after.processedAt);
   }
   rows.bind(2, after.row).bind(3, static_cast<std::int64_t>(batchSize));
-  Page page;
-  while (rows.step()) {
-    page.items.push_back({rows.text(0), bareExtension(rows.text(1)), optionalText(rows, 2),
-                          optionalText(rows, 3), optionalText(rows, 4)});
-    page.end.processedAt = rows.isNull(5) ? std::nullopt : std::optional(rows.real(5));
-    page.end.row = rows.integer(6);
-  }
+  Page page = readPage(std::move(rows));
   return page.items.empty() && after.processedAt ? fetchPage(connection, kBeforeUndated, batchSize)
                                                  : page;
+}
+
+/// The rows behind `after`, from the newest: their range in the table itself.
+Page fetchNewer(Connection& connection, std::int64_t after, const Place& before,
+                std::size_t batchSize) {
+  auto rows = connection.prepare(
+      "SELECT id, ext, archivePath, targetPath, mediaType, processedAt, pk "
+      "FROM Photo WHERE pk > ?1 AND pk < ?2 ORDER BY pk DESC LIMIT ?3");
+  rows.bind(1, after).bind(2, before.row).bind(3, static_cast<std::int64_t>(batchSize));
+  return readPage(std::move(rows));
+}
+
+std::int64_t newestRow(Connection& connection) {
+  auto row = connection.prepare("SELECT ifnull(max(pk), 0) FROM Photo");
+  return row.step() ? row.integer(0) : 0;
 }
 
 class WarmUp : public std::enable_shared_from_this<WarmUp> {
@@ -63,13 +84,20 @@ class WarmUp : public std::enable_shared_from_this<WarmUp> {
         width_(std::max<std::size_t>(1, warmer_.maxConcurrent)),
         provider_(std::move(provider)),
         stop_(std::move(stop)),
-        done_(std::move(done)) {}
+        done_(std::move(done)),
+        from_(provider_->warmUpMark().position()) {}
 
+  /// Goes on to the next page on which something is missing.
   void nextPage() {
     warmer_.context->performAsync([self = shared_from_this()](Connection& connection) {
-      Page page = self->stop_.stop_requested() ? Page{} : self->fetch(connection);
+      Page page;
+      try {
+        page = self->fetchMissing(connection);
+      } catch (const std::exception&) {
+        self->isThrough_ = false;
+      }
       if (page.items.empty()) {
-        self->done_();
+        self->finish();
       } else {
         self->begin(std::move(page));
       }
@@ -77,12 +105,32 @@ class WarmUp : public std::enable_shared_from_this<WarmUp> {
   }
 
  private:
-  Page fetch(Connection& connection) const {
-    try {
-      return fetchPage(connection, page_.end, warmer_.batchSize);
-    } catch (const std::exception&) {
-      return {};
+  Page fetchMissing(Connection& connection) {
+    if (!newest_) {
+      newest_ = newestRow(connection);
     }
+    for (Place end = page_.end; !stop_.stop_requested();) {
+      Page page = from_.row > 0 ? fetchNewer(connection, from_.row, end, warmer_.batchSize)
+                                : fetchPage(connection, end, warmer_.batchSize);
+      if (page.items.empty()) {
+        return page;
+      }
+      std::erase_if(page.items,
+                    [this](const PhotoRef& ref) { return provider_->isSettled(ref.id); });
+      if (!page.items.empty()) {
+        return page;
+      }
+      end = page.end;
+    }
+    isThrough_ = false;
+    return {};
+  }
+
+  void finish() {
+    if (isThrough_) {
+      provider_->warmUpMark().advance(from_, *newest_);
+    }
+    done_();
   }
 
   void begin(Page page) {
@@ -110,7 +158,15 @@ class WarmUp : public std::enable_shared_from_this<WarmUp> {
       isOver = running_ == 0;
     }
     for (const PhotoRef& ref : started) {
-      provider_->ensureThumb(ref, [self = shared_from_this()](bool) { self->advance(1); });
+      provider_->ensureThumb(
+          ref,
+          [self = shared_from_this()](RenditionState state) {
+            if (state == RenditionState::unavailable) {
+              self->isThrough_ = false;
+            }
+            self->advance(1);
+          },
+          Priority::background);
     }
     if (isOver) {
       nextPage();
@@ -122,7 +178,10 @@ class WarmUp : public std::enable_shared_from_this<WarmUp> {
   const std::shared_ptr<ThumbnailProvider> provider_;
   const std::stop_token stop_;
   const std::function<void()> done_;
-  std::mutex mutex_;  // guards the rest
+  const WarmUpMark::Position from_;
+  std::optional<std::int64_t> newest_;  // the context's queue alone
+  std::atomic<bool> isThrough_{true};   ///< nothing that another run could do was left out
+  std::mutex mutex_;                    // guards the rest
   Page page_;
   std::size_t next_ = 0;     ///< of the page's items
   std::size_t running_ = 0;  ///< items under way

@@ -56,8 +56,7 @@ void serve(const Options& options) {
           folder, nullptr,
           [](std::chrono::milliseconds time) { std::this_thread::sleep_for(time); }},
       pool);
-  const auto thumbnails = std::make_shared<ThumbnailProvider>(
-      folder / "cache", pool, std::make_shared<AsyncSemaphore>(pool, kThumbnailMakers));
+  const auto thumbnails = std::make_shared<ThumbnailProvider>(folder / "cache", pool);
   if (const auto archive = options.find("--archive"); archive != options.end()) {
     thumbnails->setArchiveRoot(archive->second);
   }

@@ -18,22 +18,20 @@ class AppModelTest : public Program {
   std::string drop(const std::vector<fs::path>& locations) {
     model_->importDropped(locations);
     settle();
-    EXPECT_FALSE(model_->isImporting());
-    return model_->intakeStatus();
+    EXPECT_FALSE(model_->imports().isImporting());
+    return model_->imports().status();
   }
 };
 
 TEST_F(AppModelTest, RefusesDropsInWords) {
   AppModel& model = start();
   EXPECT_EQ(model.status(), "Ready");
-  model.importDropped({archive_.sources()});
-  EXPECT_EQ(model.intakeStatus(), "Set a destination first.");
+  EXPECT_EQ(drop({archive_.sources()}), "Set a destination first.");
   model.settings().setDestinationRoot(archive_.root());
-  fs::remove(archive_.root());
-  model.destination().refresh();
   settle();
-  model.importDropped({archive_.sources()});
-  EXPECT_EQ(model.intakeStatus(), "Destination offline — reconnect it to import.");
+  fs::remove(archive_.root());
+  pass(DestinationMonitor::kPollInterval);
+  EXPECT_EQ(drop({archive_.sources()}), "Destination offline — reconnect it to import.");
 }
 
 TEST_F(AppModelTest, SaysWhatBecameOfADrop) {
@@ -46,9 +44,8 @@ TEST_F(AppModelTest, SaysWhatBecameOfADrop) {
   archive_.source("a.txt", "t");
   archive_.source("b.txt", "t");
   EXPECT_EQ(drop({archive_.sources()}), "Imported: 3 new, 1 duplicate, 2 junk");
-  EXPECT_EQ(model.lastImport(), (ImportStats{3, 1, 0, 0, 2}));
-  EXPECT_FALSE(model.liveImport());
-  EXPECT_EQ(model.photoCount(), 4);
+  EXPECT_EQ(model.imports().last(), (ImportStats{3, 1, 0, 0, 2}));
+  EXPECT_FALSE(model.imports().live());
   EXPECT_EQ(model.archive(), (ArchiveBreakdown{4, 3, 1, 8, 7, 1}));
   EXPECT_EQ(drop({archive_.sources() / "a.txt"}), "Imported: 0 new, 1 junk");
   EXPECT_EQ(drop({archive_.root()}),
@@ -57,52 +54,69 @@ TEST_F(AppModelTest, SaysWhatBecameOfADrop) {
   model.settings().setDeleteSourceAfterIntake(true);
   drop({archive_.sources()});
   EXPECT_EQ(filesBelow(archive_.sources()), (Strings{"a.txt", "b.txt"}));
+  model.settings().setMarginGB(9'000'000'000);
+  settle();
+  const fs::path large = archive_.source("large.jpg", "large");
+  EXPECT_EQ(drop({large}), "Imported: 0 new, 1 skipped (no space)");
+  EXPECT_TRUE(fs::exists(large));
 }
 
-TEST_F(AppModelTest, StopEndsTheRunningAndTheWaitingDrops) {
+TEST_F(AppModelTest, StopIsTheLastWordAlsoWithDropsQueued) {
   AppModel& model = startWithDestination();
   for (int i = 0; i < 30; ++i) {
     archive_.source("one/" + std::to_string(i) + ".jpg", std::to_string(i));
   }
   archive_.source("two/x.jpg", "x");
-  int ended = 0;
-  bool wasImporting = false;
-  std::string firstSummary;
-  model.changed().connect([&] {
-    if (wasImporting && !model.isImporting()) {
-      firstSummary = ended++ == 0 ? model.intakeStatus() : firstSummary;
-    }
-    wasImporting = model.isImporting();
-  });
+  archive_.source("two/x.txt", "junk");
   const FaultPlan stops = FaultPlan::doing("rename", 3, [&] {
     std::promise<void> stopped;
     main_.post([&] {
-      model.cancelImport();
+      model.imports().cancel();
       stopped.set_value();
     });
     stopped.get_future().wait();
   });
-  model.importDropped({archive_.sources() / "one"});
-  model.importDropped({archive_.sources() / "two"});
-  EXPECT_TRUE(main_.runUntil([&] { return ended == 1; }));
+  for (const char* name : {"one", "two", "two/x.txt"}) {
+    model.importDropped({archive_.sources() / name});
+  }
+  EXPECT_TRUE(main_.runUntil([&] { return model.imports().last().has_value(); }));
+  const std::string status = model.imports().status();
+  EXPECT_EQ(status.substr(0, 9), "Stopped: ");
   settle();
-  EXPECT_EQ(ended, 1);
-  EXPECT_EQ(model.intakeStatus(), firstSummary) << "the waiting drop ends in silence";
-  EXPECT_EQ(firstSummary.substr(0, 9), "Stopped: ");
+  EXPECT_EQ(model.imports().status(), status) << "the queued drops end in silence";
+  EXPECT_EQ(model.imports().last()->noImage, 0U);
+  EXPECT_EQ(slurp(archive_.data() / "import-log.jsonl").find("x.txt"), std::string::npos);
   EXPECT_LT(archive_.rows().size(), 30U);
   for (const std::string& row : archive_.rows()) {
     EXPECT_EQ(row.find(Archive::hashOf("x")), std::string::npos);
   }
 }
 
-TEST_F(AppModelTest, TheMarginSkipsWhatWouldNotFit) {
+TEST_F(AppModelTest, ChangesOfOneTurnAreAnnouncedOnceAndRowsByTheirIds) {
   AppModel& model = startWithDestination();
-  const fs::path source = archive_.source("a.jpg", "a");
-  model.settings().setMarginGB(9'000'000'000);
-  model.settings().setDeleteSourceAfterIntake(true);
+  archive_.source("a.jpg", "a");
+  drop({archive_.sources()});
+  int changes = 0;
+  model.changed().connect([&] { ++changes; });
+  model.gallery().stop();
+  model.gallery().stop();
+  EXPECT_EQ(changes, 0);
+  main_.runPosted();
+  EXPECT_EQ(changes, 1);
+
+  const std::string id = Archive::hashOf("a");
+  std::vector<std::string> announced;
+  const ScopedConnection connection =
+      model.rowsChanged().connect([&](const auto& ids) { announced = ids; });
+  ASSERT_EQ(model.browser()->items().size(), 1U);
+  EXPECT_FALSE(model.browser()->items()[0].favorite);
+  archive_.open();
+  archive_.catalog->viewContext().perform(
+      [](Connection& store) { store.execute("UPDATE Photo SET favorite = 1"); });
+  model.announceRows({id});
   settle();
-  EXPECT_EQ(drop({source}), "Imported: 0 new, 1 skipped (no space)");
-  EXPECT_TRUE(fs::exists(source));
+  EXPECT_EQ(announced, Strings{id});
+  EXPECT_TRUE(model.browser()->items()[0].favorite);
 }
 
 TEST_F(AppModelTest, ADestinationThatVanishesInTheMiddleCostsNothing) {
@@ -140,23 +154,29 @@ TEST_F(AppModelTest, TheGalleryIsOpenedAndClosed) {
     client.send("GET /api/photos HTTP/1.1\r\n" + headers + "\r\n");
     return client.receiveAll().substr(0, 12);
   };
-  auto taken = std::make_optional<ListeningSockets>(0);
-  const std::uint16_t port = taken->port();
+  const std::uint16_t port = ListeningSockets(0).port();
   model.settings().setServerPort(port);
-  model.startServer();
-  EXPECT_FALSE(model.serverRunning());
-  EXPECT_TRUE(log.contains("Vaultmere: gallery server failed to start — "));
-  taken.reset();
-  model.startServer();
-  EXPECT_TRUE(model.serverRunning());
-  EXPECT_EQ(model.serverURL(),
+  model.gallery().start();
+  EXPECT_EQ(model.gallery().url(),
             "http://" + localAddress().value_or("127.0.0.1") + ":" + std::to_string(port));
   EXPECT_EQ(ask(), "HTTP/1.1 200");
   model.settings().setServerPassword(" secret\t");
   EXPECT_EQ(ask(), "HTTP/1.1 401");
   EXPECT_EQ(ask("Authorization: Basic bWU6c2VjcmV0\r\n"), "HTTP/1.1 200");
-  model.stopServer();
-  EXPECT_FALSE(model.serverURL());
+  {
+    const ListeningSockets taken(0);
+    model.settings().setServerPort(taken.port());
+    model.gallery().start();
+  }
+  EXPECT_FALSE(model.gallery().isRunning());
+  EXPECT_FALSE(model.gallery().url()) << "of the run before";
+  EXPECT_TRUE(
+      log.contains("Vaultmere: gallery server failed to start — " + *model.gallery().error()));
+  model.gallery().start();
+  EXPECT_TRUE(model.gallery().isRunning());
+  EXPECT_FALSE(model.gallery().error());
+  model.gallery().stop();
+  EXPECT_FALSE(model.gallery().url());
   EXPECT_ANY_THROW(ask());
 }
 
@@ -165,7 +185,7 @@ TEST_F(AppModelTest, SilentVisitorsOfTheGalleryDontHoldUpAnImport) {
   AppModel& model = startWithDestination();
   const std::uint16_t port = ListeningSockets(0).port();
   model.settings().setServerPort(port);
-  model.startServer();
+  model.gallery().start();
   // Both ends are in this process.
   const std::size_t count = std::min<std::size_t>(5000, granted / 2 - 50);
   std::vector<GalleryClient> silent;
@@ -188,21 +208,19 @@ TEST_F(AppModelTest, ABrokenCatalogIsShownAndRunsNothing) {
   EXPECT_EQ(model.status().substr(0, 15), "Catalog error: ");
   EXPECT_TRUE(log.contains("Vaultmere: failed to open catalog — "));
   EXPECT_FALSE(log.contains("SELFTEST"));
-  model.importDropped({archive_.sources()});
-  EXPECT_EQ(model.intakeStatus(), "Set a destination first.");
-  model.startServer();
-  EXPECT_FALSE(model.serverRunning());
+  EXPECT_EQ(drop({archive_.sources()}), "Set a destination first.");
+  model.gallery().start();
+  EXPECT_FALSE(model.gallery().isRunning());
 }
 
 TEST_F(AppModelTest, TheSelfTestPrintsItsLines) {
-  const LogCapture log;
+  LogCapture log;
   archive_.source("IMG_20210305_101112.jpg", "one");
   archive_.source("twin.jpg", "one");
   archive_.source("x.json", "{}");
   archive_.source("x.txt", "t");
   archive_.source("d\n.jpg", "odd");
   start({archive_.sources().string(), archive_.root().string()});
-  settle();
   const std::string id = Archive::hashOf("one");
   EXPECT_TRUE(log.contains("SELFTEST_BEGIN dir=" + archive_.sources().string() +
                            " archive=" + archive_.root().string()));
@@ -213,13 +231,9 @@ TEST_F(AppModelTest, TheSelfTestPrintsItsLines) {
                            "target=2021/2021-03/" +
                            id + ".jpg labels= aesthetic=nil"));
   EXPECT_TRUE(log.contains("SELFTEST_END count=3 redup=3/3"));
-}
-
-TEST_F(AppModelTest, TheSelfTestNeedsBothVariables) {
-  const LogCapture log;
+  log.clear();
   start({archive_.sources().string(), std::nullopt});
-  settle();
-  EXPECT_FALSE(log.contains("SELFTEST"));
+  EXPECT_FALSE(log.contains("SELFTEST")) << "it needs both variables";
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <atomic>
+
 #include "app/AppModel.h"
 #include "tests/intake/Archive.h"
 #include "tests/support/ManualMainThread.h"
@@ -19,19 +21,28 @@ class Program : public testing::Test {
     archive_.pool.join();
   }
 
-  AppModel& start(DiagnosticEnvironment hooks = {}) {
+  AppModel& start(DiagnosticEnvironment environment = {}) {
     DestinationDependencies dependencies;
     dependencies.watchMounts = false;
     dependencies.background = [this](auto job) { archive_.pool.post(std::move(job)); };
+    dependencies.probe = [this](const Bookmark& bookmark) {
+      auto found = probeDestination(bookmark);
+      if (found && room_ >= 0) {
+        found->capacity.available = room_;
+      }
+      return found;
+    };
     model_ =
         std::make_unique<AppModel>(AppModel::Options{main_,
                                                      archive_.pool,
                                                      {archive_.data(), archive_.folder / "config"},
-                                                     std::move(hooks),
+                                                     std::move(environment),
                                                      [](const std::string&, const std::string&) {},
                                                      nullptr,
                                                      [](std::chrono::milliseconds) {},
                                                      dependencies});
+    EXPECT_EQ(model_->status(), "Starting…");
+    settle();
     return *model_;
   }
 
@@ -56,6 +67,7 @@ class Program : public testing::Test {
   }
 
   Archive archive_;
+  std::atomic<std::int64_t> room_ = -1;  ///< bytes left on the destination; below 0: as it is
   ManualMainThread main_{parseCatalogDate("2030-01-01T00:00:00Z")->moment()};
   std::unique_ptr<AppModel> model_;
 };

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "tests/app/Program.h"
+#include "tests/support/FaultPlan.h"
 
 namespace vaultmere {
 namespace {
@@ -30,7 +31,7 @@ class WatchedFolderTest : public Program {
     return main_.runUntil([&] {
       archive_.pool.post([this] { main_.post([] {}); });  // looks again soon
       return archive_.files().size() == count;
-    }) && (settle(), !model_->isImporting());
+    }) && (settle(), !model_->imports().isImporting());
   }
 
   const fs::path inbox_ = archive_.folder / "inbox";
@@ -41,7 +42,7 @@ TEST_F(WatchedFolderTest, WhatLiesThereAtStartIsTakenAndWhatComesLaterToo) {
   put("notes.txt", minutes(1), "t");
   watch();
   EXPECT_TRUE(archived(1));
-  EXPECT_EQ(model_->intakeStatus(), "Watch: 1 new");
+  EXPECT_EQ(model_->imports().status(), "Watch: 1 new");
   put("b.jpg", minutes(1), "b");
   pass(seconds(1));
   EXPECT_TRUE(archived(2));
@@ -78,6 +79,35 @@ TEST_F(WatchedFolderTest, FilesThatCameWhileTheDestinationWasAwayAreTakenOnItsRe
   fs::rename(archive_.folder / "unplugged", archive_.root());
   pass(seconds(5));
   EXPECT_TRUE(archived(1));
+}
+
+TEST_F(WatchedFolderTest, FilesTurnedAwayByAFullDestinationAreTakenWhenRoomComesBack) {
+  room_ = 0;
+  watch();
+  put("a.jpg", minutes(1), "a");
+  pass(seconds(2));
+  EXPECT_TRUE(main_.runUntil([&] {
+    archive_.pool.post([this] { main_.post([] {}); });
+    return model_->imports().status() == "Watch: 0 new, 1 skipped (no space)";
+  }));
+  room_ = std::int64_t{1} << 40;
+  pass(DestinationMonitor::kPollInterval);
+  EXPECT_TRUE(archived(1));
+}
+
+TEST_F(WatchedFolderTest, APassThatFindsNothingReadsNoOriginals) {
+  put("a.jpg", minutes(1), "no picture");
+  watch();
+  EXPECT_TRUE(archived(1));
+  model_->thumbnails().provider()->clearCache();
+  const auto reads = FaultPlan::failing("open", 1, EIO, archive_.root().native());
+  put("notes.txt", minutes(1), "t");
+  model_->watchedFolder().pass();
+  settle();
+  EXPECT_FALSE(reads.wasHit());
+  model_->thumbnails().warm();
+  settle();
+  EXPECT_TRUE(reads.wasHit());
 }
 
 TEST_F(WatchedFolderTest, WithoutAnInboxNothingIsTaken) {

@@ -2,10 +2,11 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <latch>
 
-#include "platform/FaultPoint.h"
 #include "platform/Files.h"
 #include "platform/SettingsFile.h"
+#include "tests/support/FaultPlan.h"
 #include "tests/support/FileTools.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TemporaryFolder.h"
@@ -15,43 +16,45 @@ namespace {
 
 using nlohmann::json;
 
-class DefaultsStoreTest : public testing::Test {
+class SettingsFileTest : public testing::Test {
  protected:
-  ~DefaultsStoreTest() override { setFaultHook(nullptr); }
+  [[nodiscard]] json stored() const { return json::parse(slurp(file_)); }
 
   const TemporaryFolder home_;
   const fs::path folder_ = home_ / "config/Vaultmere";
   const fs::path file_ = folder_ / "defaults.json";
+  ThreadPool pool_{1};
 };
 
-TEST_F(DefaultsStoreTest, TellsMissingFromZeroAndFalse) {
+TEST_F(SettingsFileTest, TellsMissingFromZeroAndFalseAndKeepsForeignKeys) {
   {
-    SettingsFile store(folder_);
+    SettingsFile store(folder_, pool_);
     EXPECT_TRUE(store.value("zero").is_null());
     EXPECT_FALSE(fs::exists(folder_)) << "reading makes nothing";
     store.set("zero", 0);
     store.set("no", false);
     store.set("gone", "x");
+    store.set("password", "caf\xE9");
     store.remove("gone");
     store.remove("never there");
   }
-  const SettingsFile store(folder_);
-  EXPECT_EQ(store.value("zero"), json(0));
-  EXPECT_EQ(store.value("no"), json(false));
-  EXPECT_TRUE(store.value("gone").is_null());
+  EXPECT_EQ(stored(), (json{{"no", false}, {"password", "caf\uFFFD"}, {"zero", 0}}));
   EXPECT_EQ(fileStatus(folder_)->permissions, 0700U);
   EXPECT_EQ(fileStatus(file_)->permissions, 0600U);
   EXPECT_EQ(filesBelow(folder_), std::vector<std::string>{"defaults.json"});
+  SettingsFile(folder_, pool_).set("a", 1);
+  EXPECT_EQ(stored(), (json{{"a", 1}, {"no", false}, {"password", "caf\uFFFD"}, {"zero", 0}}));
 }
 
-TEST_F(DefaultsStoreTest, KeepsAsideWhatItCannotRead) {
+TEST_F(SettingsFileTest, KeepsAsideWhatItCannotRead) {
   for (const std::string bytes : {"", "{\"a\": 1", "[1]", "null", "{\"a\": \"\xFF\"}", "\x01"}) {
     fs::remove_all(folder_);
     writeText(file_, bytes);
     const LogCapture log;
-    SettingsFile store(folder_);
+    SettingsFile store(folder_, pool_);
     EXPECT_TRUE(store.value("a").is_null()) << bytes;
     store.set("b", 2);
+    store.flush();
 
     const auto files = filesBelow(folder_);
     ASSERT_EQ(files.size(), 2U) << bytes;
@@ -59,36 +62,47 @@ TEST_F(DefaultsStoreTest, KeepsAsideWhatItCannotRead) {
     EXPECT_EQ(files[1].rfind("defaults.json.unreadable-", 0), 0U);
     EXPECT_EQ(slurp(folder_ / files[1]), bytes);
     EXPECT_TRUE(log.contains("kept aside as")) << bytes;
-    EXPECT_EQ(SettingsFile(folder_).value("b"), json(2));
+    EXPECT_EQ(stored(), json({{"b", 2}}));
   }
 }
 
-TEST_F(DefaultsStoreTest, LeavesKeysOfOthersAlone) {
-  writeText(file_, R"({"from a later version": {"x": [1, 2]}})");
-  SettingsFile(folder_).set("a", 1);
-  EXPECT_EQ(json::parse(slurp(file_)),
-            json::parse(R"({"a": 1, "from a later version": {"x": [1, 2]}})"));
+TEST_F(SettingsFileTest, WritesRealChangesOnlyAndNotOnTheCallersThread) {
+  SettingsFile store(folder_, pool_);
+  std::latch mayWrite(1);
+  pool_.post([&] { mayWrite.wait(); });
+  for (int i = 0; i < 10; ++i) {
+    store.set("a", i);
+  }
+  EXPECT_FALSE(fs::exists(file_));
+  EXPECT_EQ(store.value("a"), json(9));
+  const auto again = FaultPlan::failing("write", 2, EIO);
+  mayWrite.count_down();
+  pool_.waitUntilIdle();
+  EXPECT_EQ(stored(), json({{"a", 9}}));
+  store.set("a", 9);
+  pool_.waitUntilIdle();
+  EXPECT_FALSE(again.wasHit()) << "ten changes are one write, and the same value is none";
+  store.set("a", 9.0);
+  pool_.waitUntilIdle();
+  EXPECT_TRUE(again.wasHit());
 }
 
-TEST_F(DefaultsStoreTest, AFailedWriteIsLoggedAndTheValueHolds) {
-  SettingsFile store(folder_);
+TEST_F(SettingsFileTest, AFailedWriteIsLoggedAndTheValueHolds) {
+  SettingsFile store(folder_, pool_);
   store.set("a", 1);
+  store.flush();
   const LogCapture log;
-  setFaultHook([](std::string_view step, const fs::path&) { return step == "write" ? ENOSPC : 0; });
-  store.set("a", 2);
+  {
+    const auto full = FaultPlan::failing("write", 1, ENOSPC);
+    store.set("a", 2);
+    store.flush();
+  }
   EXPECT_TRUE(log.contains("No space left on device"));
   EXPECT_EQ(store.value("a"), json(2));
-  EXPECT_EQ(SettingsFile(folder_).value("a"), json(1)) << "the old file stands";
-  setFaultHook(nullptr);
+  EXPECT_EQ(stored(), json({{"a", 1}})) << "the old file stands";
   store.set("b", 3);
-  EXPECT_EQ(SettingsFile(folder_).value("a"), json(2));
-}
-
-TEST_F(DefaultsStoreTest, StoresTextThatIsNotUtf8) {
-  SettingsFile store(folder_);
-  store.set("password", "caf\xE9");
-  store.set("b", 1);
-  EXPECT_EQ(SettingsFile(folder_).value("password"), json("caf\uFFFD"));
+  store.flush();
+  EXPECT_EQ(stored(), (json{{"a", 2}, {"b", 3}}));
 }
 
 }  // namespace

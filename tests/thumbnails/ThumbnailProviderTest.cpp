@@ -1,37 +1,129 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <cerrno>
+#include <latch>
 
 #include "media/ImageDecoder.h"
 #include "platform/FaultPoint.h"
 #include "tests/support/FaultPlan.h"
-#include "tests/thumbnails/ThumbnailDesk.h"
+#include "tests/thumbnails/ThumbnailFixture.h"
 
 namespace vaultmere {
 namespace {
 
 using Names = std::vector<std::string>;
 
-class ThumbnailProviderTest : public ThumbnailDesk {
+constexpr auto kMade = RenditionState::made;
+
+class ThumbnailProviderTest : public ThumbnailFixture {
  protected:
-  void useOneThread() {
-    provider_.reset();
-    makers_ = std::make_shared<AsyncSemaphore>(onePool_, 1);
-    provider_ = std::make_unique<ThumbnailProvider>(cache(), onePool_, makers_);
+  /// With a single permit, taken, and a single thread.
+  void holdTheOnlySlot() {
+    slots_ = std::make_shared<AsyncSemaphore>(onePool_, 1);
+    provider_ = std::make_shared<ThumbnailProvider>(cache(), onePool_, slots_);
+    std::promise<void> taken;
+    slots_->wait([&] { taken.set_value(); });
+    taken.get_future().wait();
+  }
+
+  /// Whether a request opens the original. If so, that fails.
+  bool opensOriginal(const PhotoRef& ref) {
+    const auto plan =
+        FaultPlan::failing("open", 1, EIO, fs::path(*ref.archivePath).filename().native());
+    (void)request(ref);
+    (void)display(ref);
+    return plan.wasHit();
   }
 
   ThreadPool onePool_{1};
+  std::shared_ptr<AsyncSemaphore> slots_;
 };
 
-TEST_F(ThumbnailProviderTest, WithoutTheArchiveShowsWhatIsCached) {
+TEST_F(ThumbnailProviderTest, ShowsWhatIsCachedWithoutTheArchive) {
   const PhotoRef made = picture(1);
   const PhotoRef missed = picture(2);
-  ASSERT_EQ(thumbnail(made), "400x300 RGBY");
+  EXPECT_EQ(provider_->cacheSize(), 0U);
+  EXPECT_FALSE(provider_->cached(made));
+  const auto shown = request(made).image;
+  EXPECT_EQ(describe(shown.get()), "400x300 RGBY");
+  EXPECT_EQ(provider_->cached(made), shown);
   unplug();
-  restart();
-  EXPECT_EQ(thumbnail(made), "400x300 RGBY");
-  EXPECT_EQ(thumbnail(missed), "none");
-  EXPECT_FALSE(ensure(missed).get());
+  EXPECT_EQ(thumbnail(missed), "unavailable");
   EXPECT_EQ(filesBelow(cache()), Names{"thumbs/" + made.id + ".jpg"});
+  restart();
+  EXPECT_FALSE(provider_->cached(made));
+  EXPECT_EQ(thumbnail(made), "400x300 RGBY");
+
+  const std::size_t size = slurp(*provider_->thumbnailFile(made.id)).size();
+  writeText(cache() / "display" / "deeper" / "file", "12345");
+  EXPECT_EQ(provider_->cacheSize(), size + 5);
+  provider_->clearCache();
+  EXPECT_EQ(thumbnail(made), "unavailable");
+  EXPECT_TRUE(fs::is_directory(cache() / "thumbs"));
+  EXPECT_TRUE(fs::is_directory(cache() / "display"));
+  EXPECT_EQ(provider_->cacheSize(), 0U);
+}
+
+TEST_F(ThumbnailProviderTest, DecodesAnUndecodableFileAgainOnlyForAReason) {
+  const PhotoRef broken = item(1, "broken.jpg");
+  const auto setDecoders = [&](const std::string& version) {
+    const fs::path file = cache() / "undecodable.txt";
+    const std::string text = slurp(file);
+    writeText(file, "undecodable 1 " + version + text.substr(text.find('\n')));
+    restart();
+  };
+  const struct {
+    const char* name;
+    std::function<void()> change;
+    bool isOpened;
+  } rows[] = {
+      {"asked again", [] {}, false},
+      {"next start", [&] { restart(); }, false},
+      {"started twice", [&] { restart(), (void)request(broken), restart(); }, false},
+      {"other file", [&] { writeText(archive() / "other.jpg", "x"); }, false},
+      {"cache cleared", [&] { provider_->clearCache(); }, true},
+      {"other decoders", [&] { setDecoders("vips-9"); }, true},
+      {"memory lost", [&] { writeText(cache() / "undecodable.txt", "\0\n\n"), restart(); }, true},
+      {"other bytes", [&] { writeText(*broken.archivePath, "still no picture"); }, true},
+      {"same size, put back",
+       [&] {
+         writeText(archive() / "new", "Still no picture");
+         fs::rename(archive() / "new", *broken.archivePath);
+       },
+       true},
+  };
+  writeText(*broken.archivePath, "no picture");
+  for (const auto& row : rows) {
+    EXPECT_EQ(thumbnail(broken), "undecodable") << row.name;
+    EXPECT_EQ(display(broken), "undecodable") << row.name;
+    row.change();
+    EXPECT_EQ(opensOriginal(broken), row.isOpened) << row.name;
+  }
+  EXPECT_EQ(thumbnail(broken), "undecodable");
+  unplug();
+  EXPECT_EQ(thumbnail(broken), "undecodable") << "known without the drive";
+}
+
+TEST_F(ThumbnailProviderTest, DoesNotTakeAFailingDriveForAnUndecodableFile) {
+  const PhotoRef ref = item(1, "a.jpg");
+  const struct {
+    const char* bytes;
+    const char* step;
+    std::size_t number;
+    const char* state;
+  } rows[] = {
+      {"no picture", "open", 2, "unavailable"},  // the first one is the decoder's
+      {"no picture", "read", 2, "unavailable"},
+      {"", "open", 1, "400x300 RGBY"},  // a short disturbance
+  };
+  for (const auto& row : rows) {
+    provider_->clearCache();
+    *row.bytes == '\0' ? void(fs::rename(*picture(2).archivePath, *ref.archivePath))
+                       : writeText(*ref.archivePath, row.bytes);
+    const auto plan = FaultPlan::failing(row.step, row.number, EIO, "a.jpg");
+    EXPECT_EQ(thumbnail(ref), row.state) << row.step << row.bytes;
+    EXPECT_TRUE(plan.wasHit()) << row.step << row.bytes;
+    EXPECT_EQ(provider_->isSettled(ref.id), *row.bytes == '\0') << row.step;
+  }
 }
 
 TEST_F(ThumbnailProviderTest, FindsTheOriginalByEitherPath) {
@@ -60,7 +152,7 @@ TEST_F(ThumbnailProviderTest, FindsTheOriginalByEitherPath) {
     ref.archivePath = row.archivePath;
     ref.targetPath = row.targetPath;
     provider_->setArchiveRoot(row.root);
-    EXPECT_EQ(ensure(ref).get(), row.isFound) << row.name;
+    EXPECT_EQ(ensure(ref).get() == kMade, row.isFound) << row.name;
   }
 }
 
@@ -98,11 +190,11 @@ TEST_F(ThumbnailProviderTest, ShowsBrowserPicturesAsTheyAreAndOthersFromAFile) {
   EXPECT_EQ(display(item(1, "a.jpg")), "2560x1707 RGBY");
   EXPECT_EQ(displayData(item(1, "a.jpg")), "cache/display/" + idOf(1) + ".jpg image/jpeg");
   EXPECT_EQ(display(item(2, "b.tif")), "2560x1707 RGBY");
-  EXPECT_EQ(display(item(9, "e.heic")), "none");
+  EXPECT_EQ(display(item(9, "e.heic")), "unavailable");
   EXPECT_EQ(displayData(item(3, "c.gif")), "none");
 }
 
-TEST_F(ThumbnailProviderTest, AnIdFromOutsideStaysInTheFolder) {
+TEST_F(ThumbnailProviderTest, MakesNoFileForAnIdThatIsNoHash) {
   PhotoRef ref = picture(1);
   EXPECT_EQ(provider_->thumbnailFile(ref.id), cache() / "thumbs" / (ref.id + ".jpg"));
   const std::string id(64, 'a');
@@ -113,89 +205,72 @@ TEST_F(ThumbnailProviderTest, AnIdFromOutsideStaysInTheFolder) {
     EXPECT_FALSE(provider_->thumbnailFile(bad)) << bad;
     ref.id = bad;
     ref.ext = "tif";
-    EXPECT_EQ(thumbnail(ref), "none") << bad;
-    EXPECT_EQ(display(ref), "none") << bad;
+    EXPECT_EQ(thumbnail(ref), "unavailable") << bad;
+    EXPECT_EQ(display(ref), "unavailable") << bad;
     EXPECT_EQ(displayData(ref), "none") << bad;
   }
   EXPECT_EQ(filesBelow(folder_.path()), Names{"archive/1.jpg"});
 }
 
-TEST_F(ThumbnailProviderTest, WaitsForAPermitWithoutAThread) {
-  const auto isReady = [](const std::future<bool>& made) {
-    return made.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+TEST_F(ThumbnailProviderTest, MakesVisibleThumbnailsBeforeThoseOfTheWarmUp) {
+  std::vector<int> made;
+  std::latch done(6);
+  const auto ask = [&](int number, Priority priority) {
+    provider_->ensureThumb(
+        picture(number), [&, number](RenditionState) { made.push_back(number), done.count_down(); },
+        priority);
   };
-  useOneThread();
-  const PhotoRef cached = picture(1);
-  ASSERT_TRUE(ensure(cached).get());
-  std::promise<void> taken;
-  makers_->wait([&] { taken.set_value(); });  // the only permit
-  taken.get_future().wait();
-  const auto first = ensure(picture(2));
-  const auto second = ensure(picture(3));
-  EXPECT_TRUE(ensure(cached).get()) << "needs no permit, and the thread is free";
-  EXPECT_FALSE(isReady(first));
-  EXPECT_EQ(filesBelow(cache()).size(), 1U);
-  makers_->signal();
-  second.wait();
-  EXPECT_TRUE(isReady(first));
+  const PhotoRef cached = picture(9);
+  ASSERT_EQ(ensure(cached).get(), kMade);
+  holdTheOnlySlot();
+  ask(1, Priority::background);
+  ask(2, Priority::background);
+  ask(3, Priority::background);
+  ask(4, Priority::foreground);
+  ask(3, Priority::foreground);
+  EXPECT_EQ(ensure(cached).get(), kMade) << "needs no slot, and those that wait hold no thread";
+  EXPECT_TRUE(made.empty());
+  ask(3, Priority::background);
+  slots_->signal();
+  done.wait();
+  EXPECT_EQ(made, (std::vector<int>{4, 3, 3, 3, 1, 2}));
+  EXPECT_EQ(ensure(picture(5)).get(), kMade) << "no permit is lost";
 }
 
 TEST_F(ThumbnailProviderTest, MakesWhatIsAskedForTwiceOnce) {
   const PhotoRef ref = picture(1);
   {
     const auto again = FaultPlan::failing("rename", 2, EIO, ref.id);
-    std::vector<std::future<bool>> asked;
+    std::vector<std::future<RenditionState>> asked;
     for (int i = 0; i < 4; ++i) {
       asked.push_back(ensure(ref));
     }
     for (auto& made : asked) {
-      EXPECT_TRUE(made.get());
+      EXPECT_EQ(made.get(), kMade);
     }
     EXPECT_FALSE(again.wasHit());
   }
   // Another reference to the same content, which alone would find nothing.
-  useOneThread();
   provider_->clearCache();
+  holdTheOnlySlot();
   auto made = ensure(ref);
   auto second = ensure(item(1, "gone.jpg"));
-  EXPECT_TRUE(made.get());
-  EXPECT_TRUE(second.get());
+  slots_->signal();
+  EXPECT_EQ(made.get(), kMade);
+  EXPECT_EQ(second.get(), kMade);
 }
 
-TEST_F(ThumbnailProviderTest, AnswersWithNothingOnceItIsGone) {
-  useOneThread();
-  std::promise<void> taken;
-  makers_->wait([&] { taken.set_value(); });
-  taken.get_future().wait();
-  const PhotoRef ref = picture(1);
-  auto made = ensure(ref);
-  std::promise<ThumbnailProvider::Image> shown;
-  provider_->display(ref, [&](auto image) { shown.set_value(std::move(image)); });
-  shown.get_future().wait();
+TEST_F(ThumbnailProviderTest, AnswersWaitingRequestsWhenItIsDestroyed) {
+  holdTheOnlySlot();
+  auto made = ensure(picture(1));
+  onePool_.waitUntilIdle();
   provider_.reset();
-  makers_->signal();
-  EXPECT_FALSE(made.get());
+  slots_->signal();
+  EXPECT_EQ(made.get(), RenditionState::unavailable);
   EXPECT_TRUE(filesBelow(cache()).empty());
 }
 
-TEST_F(ThumbnailProviderTest, RemembersThumbnailsUntilTheCacheIsCleared) {
-  const PhotoRef ref = picture(1);
-  EXPECT_EQ(provider_->cacheSize(), 0U);
-  const auto shown = thumbnailImage(ref);
-  EXPECT_EQ(provider_->cacheSize(), slurp(*provider_->thumbnailFile(ref.id)).size());
-  writeText(cache() / "display" / "deeper" / "file", "12345");
-  EXPECT_EQ(provider_->cacheSize(), slurp(*provider_->thumbnailFile(ref.id)).size() + 5);
-  unplug();
-  fs::remove(*provider_->thumbnailFile(ref.id));
-  EXPECT_EQ(thumbnailImage(ref), shown);
-  provider_->clearCache();
-  EXPECT_EQ(thumbnail(ref), "none");
-  EXPECT_TRUE(fs::is_directory(cache() / "thumbs"));
-  EXPECT_TRUE(fs::is_directory(cache() / "display"));
-  EXPECT_EQ(provider_->cacheSize(), 0U);
-}
-
-TEST_F(ThumbnailProviderTest, SurvivesAClearWhileAThumbnailIsWritten) {
+TEST_F(ThumbnailProviderTest, SurvivesAClearOfTheCacheWhileAThumbnailIsWritten) {
   static ThumbnailProvider* cleared = nullptr;
   cleared = provider_.get();
   const PhotoRef ref = picture(1);
@@ -205,13 +280,13 @@ TEST_F(ThumbnailProviderTest, SurvivesAClearWhileAThumbnailIsWritten) {
     }
     return 0;
   });
-  EXPECT_FALSE(ensure(ref).get());
+  EXPECT_EQ(ensure(ref).get(), RenditionState::unavailable);
   setFaultHook(nullptr);
   EXPECT_TRUE(fs::is_directory(cache() / "thumbs"));
-  EXPECT_TRUE(ensure(ref).get());
+  EXPECT_EQ(ensure(ref).get(), kMade);
 }
 
-TEST_F(ThumbnailProviderTest, AFailureAtAnyStepLeavesAWholeFileOrNone) {
+TEST_F(ThumbnailProviderTest, LeavesAWholeFileOrNoneAfterAFailureAtAnyStep) {
   const PhotoRef ref = picture(1);
   bool wasHit = true;
   for (std::size_t step = 1; wasHit; ++step) {
@@ -219,7 +294,7 @@ TEST_F(ThumbnailProviderTest, AFailureAtAnyStepLeavesAWholeFileOrNone) {
     fs::remove_all(cache());
     {
       const auto plan = FaultPlan::failing(step, EIO);
-      const bool isThere = ensure(ref).get();
+      const bool isThere = ensure(ref).get() == kMade;
       wasHit = plan.wasHit();
       EXPECT_TRUE(isThere || wasHit);
     }
@@ -227,17 +302,18 @@ TEST_F(ThumbnailProviderTest, AFailureAtAnyStepLeavesAWholeFileOrNone) {
       const auto bitmap = decodeScaled(cache() / file, 400);
       EXPECT_EQ(describe(bitmap ? &*bitmap : nullptr), "400x300 RGBY") << step << " " << file;
     }
-    EXPECT_TRUE(ensure(ref).get()) << "the next request tries again";
+    EXPECT_EQ(ensure(ref).get(), kMade) << "the next request tries again";
   }
 }
 
-TEST_F(ThumbnailProviderTest, FlushesNothingAndMakesAgainWhatAPowerCutEmptied) {
+TEST_F(ThumbnailProviderTest, FlushesNothingAndMakesEmptyFilesAgain) {
   const PhotoRef ref = picture(1);
   {
     const auto plan = FaultPlan::failing("fsync", 1, EIO);
-    EXPECT_TRUE(ensure(ref).get());
+    EXPECT_EQ(ensure(ref).get(), kMade);
     EXPECT_FALSE(plan.wasHit());
   }
+  // As a power cut can leave it.
   writeText(cache() / "thumbs" / (ref.id + ".jpg"), "");
   EXPECT_EQ(thumbnail(ref), "400x300 RGBY");
 }

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "tests/thumbnails/ThumbnailDesk.h"
+#include "tests/thumbnails/ThumbnailFixture.h"
 
 namespace vaultmere {
 namespace {
 
-constexpr const char* kNone = "none";
+constexpr const char* kNone = "undecodable";
 
-class ThumbnailStills : public ThumbnailDesk {
+class ThumbnailStills : public ThumbnailFixture {
  protected:
   static StillOptions still(const std::function<void(StillOptions&)>& change = {}) {
     StillOptions options{.width = 800, .height = 600, .painter = upright()};
@@ -27,7 +27,7 @@ class ThumbnailStills : public ThumbnailDesk {
   }
 };
 
-TEST_F(ThumbnailStills, ComeUprightAndNoLargerThanThePicture) {
+TEST_F(ThumbnailStills, AreUprightAndNeverEnlarged) {
   const auto onItsSide = [](StillOptions& o) {
     o.painter = turnedBack();
     o.metadata.orientation = 6;
@@ -70,7 +70,7 @@ TEST_F(ThumbnailStills, ComeUprightAndNoLargerThanThePicture) {
   }
 }
 
-TEST_F(ThumbnailStills, OfRawFilesComeFromThePreviewThatFits) {
+TEST_F(ThumbnailStills, OfRawFilesAreThePreviewThatFits) {
   const struct {
     const char* name;
     std::optional<RawPreview> preview;
@@ -90,7 +90,7 @@ TEST_F(ThumbnailStills, OfRawFilesComeFromThePreviewThatFits) {
   }
 }
 
-TEST_F(ThumbnailStills, OfVideosAreAFrameFromEarlyOn) {
+TEST_F(ThumbnailStills, OfVideosAreAnEarlyFrame) {
   const auto clip = [&](int number, const char* name, const ClipOptions& options) {
     const PhotoRef ref = item(number, name);
     makeClip(*ref.archivePath, options);
@@ -106,14 +106,14 @@ TEST_F(ThumbnailStills, OfVideosAreAFrameFromEarlyOn) {
   EXPECT_EQ(thumbnail(still), kNone);
 }
 
-TEST_F(ThumbnailStills, KeepNothingOfWhatTheOriginalTells) {
+TEST_F(ThumbnailStills, HoldNoMetadata) {
   const PhotoRef ref = item(1, "1.jpg");
   StillOptions options = with({160, 120, upright()});
   options.metadata.gps = GpsPosition{47.5, 8.5};
   options.metadata.exif = {{"Exif.Image.Make", "Northlight"}};
   options.metadata.xmp = {{"Xmp.dc.title", "Garden"}};
   makeStill(*ref.archivePath, options);
-  ASSERT_TRUE(ensure(ref).get());
+  ASSERT_EQ(ensure(ref).get(), RenditionState::made);
   ASSERT_NE(slurp(*ref.archivePath).find("Exif"), std::string::npos);
   const std::string made = slurp(*provider_->thumbnailFile(ref.id));
   for (const char* trace : {"Exif", "GPS", "Northlight", "Garden", "ICC_PROFILE"}) {
@@ -121,7 +121,7 @@ TEST_F(ThumbnailStills, KeepNothingOfWhatTheOriginalTells) {
   }
 }
 
-TEST_F(ThumbnailStills, OfBrokenFilesAreNoneAndLeaveNothing) {
+TEST_F(ThumbnailStills, OfBrokenFilesAreUndecodable) {
   const std::string jpeg = stillBytes(still());
   const struct {
     const char* name;
@@ -142,8 +142,8 @@ TEST_F(ThumbnailStills, OfBrokenFilesAreNoneAndLeaveNothing) {
     EXPECT_EQ(display(ref), kNone) << row.name;
   }
   fs::create_directory(archive() / "folder.jpg");
-  EXPECT_EQ(thumbnail(item(++number, "folder.jpg")), kNone);
-  EXPECT_EQ(filesBelow(cache()), std::vector<std::string>{});
+  EXPECT_EQ(thumbnail(item(++number, "folder.jpg")), "unavailable");
+  EXPECT_EQ(filesBelow(cache()), std::vector<std::string>{"undecodable.txt"});
 
   // What breaks off later shows what there is.
   const PhotoRef cut = item(++number, "cut.jpg");

@@ -1,35 +1,40 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <algorithm>
+#include <set>
 
 #include "catalog/PhotoSchema.h"
 #include "catalog/VaultmereCatalog.h"
 #include "platform/FaultPoint.h"
-#include "tests/thumbnails/ThumbnailDesk.h"
+#include "tests/thumbnails/ThumbnailFixture.h"
 #include "thumbnails/ThumbnailWarmer.h"
 
 namespace vaultmere {
 namespace {
 
-/// What has been made, in order, as seen at the renames; a stop after so many.
+/// What a run does, as seen at the file layer; a stop after so many renames.
 struct {
   std::mutex mutex;
-  std::vector<std::string> names;
+  std::vector<std::string> made;
+  std::set<std::string> opened;
   std::size_t stopAfter = 0;
   std::stop_source stop;
-} made;
+} seen;
 
-int watchRenames(std::string_view step, const fs::path& path) {
-  if (step == "rename") {
-    const std::lock_guard lock(made.mutex);
-    made.names.push_back(path.stem().string());
-    if (made.names.size() == made.stopAfter) {
-      made.stop.request_stop();
+int watchSteps(std::string_view step, const fs::path& path) {
+  const std::lock_guard lock(seen.mutex);
+  if (step == "rename" && path.extension() == ".jpg") {
+    seen.made.push_back(path.stem().string());
+    if (seen.made.size() == seen.stopAfter) {
+      seen.stop.request_stop();
     }
+  }
+  if (step == "open" && path.parent_path().filename() == "archive") {
+    seen.opened.insert(path.stem().string());
   }
   return 0;
 }
 
-class ThumbnailWarmerTest : public ThumbnailDesk {
+class ThumbnailWarmerTest : public ThumbnailFixture {
  protected:
   ~ThumbnailWarmerTest() override { setFaultHook(nullptr); }
 
@@ -51,22 +56,28 @@ class ThumbnailWarmerTest : public ThumbnailDesk {
   /// Runs to the end; gives what has been made, in order.
   std::vector<std::string> warm(std::size_t maxConcurrent, std::size_t batchSize,
                                 std::size_t stopAfter = 0) {
-    const auto provider = std::make_shared<ThumbnailProvider>(cache(), pool_, makers_);
-    provider->setArchiveRoot(archive());
+    provider_->setArchiveRoot(archive());
     {
-      const std::lock_guard lock(made.mutex);
-      made.names.clear();
-      made.stopAfter = stopAfter;
-      made.stop = {};
+      const std::lock_guard lock(seen.mutex);
+      seen.made.clear();
+      seen.opened.clear();
+      seen.stopAfter = stopAfter;
+      seen.stop = {};
     }
-    setFaultHook(watchRenames);
+    setFaultHook(watchSteps);
     std::promise<void> done;  // throws if it is called twice
-    ThumbnailWarmer{context_, maxConcurrent, batchSize}.run(provider, made.stop.get_token(),
+    ThumbnailWarmer{context_, maxConcurrent, batchSize}.run(provider_, seen.stop.get_token(),
                                                             [&] { done.set_value(); });
     done.get_future().wait();
     setFaultHook(nullptr);
-    const std::lock_guard lock(made.mutex);
-    return made.names;
+    const std::lock_guard lock(seen.mutex);
+    return seen.made;
+  }
+
+  /// The originals that the next run opens.
+  std::set<std::string> opened() {
+    (void)warm(4, 3);
+    return seen.opened;
   }
 
   static std::vector<std::string> idsOf(std::initializer_list<int> numbers) {
@@ -93,15 +104,38 @@ TEST_F(ThumbnailWarmerTest, GoesThroughAllPagesFromTheNewest) {
   fs::remove(archive() / "4.jpg");
   for (const std::size_t batchSize : {1U, 2U, 3U, 4U, 8U, 1000U}) {
     fs::remove_all(cache());
+    restart();
     EXPECT_EQ(warm(1, batchSize), idsOf({2, 8, 6, 5, 1, 7, 3})) << batchSize;
   }
-  fs::remove_all(cache());
+  provider_->clearCache();
   auto severalAtOnce = warm(4, 3);
   std::sort(severalAtOnce.begin(), severalAtOnce.end());
   EXPECT_EQ(severalAtOnce, idsOf({1, 2, 3, 5, 6, 7, 8}));
-  EXPECT_TRUE(warm(4, 3).empty()) << "all that can be made is there";
-  picture(4, 32, 24);
-  EXPECT_EQ(warm(4, 3), idsOf({4})) << "in the trash, and back";
+}
+
+TEST_F(ThumbnailWarmerTest, OpensNoOriginalWithoutNeed) {
+  using Names = std::set<std::string>;
+  for (int number = 1; number <= 7; ++number) {
+    add(number, number);
+  }
+  writeText(archive() / "2.jpg", "no picture");
+  fs::rename(archive() / "4.jpg", folder_ / "4.jpg");
+  EXPECT_EQ(opened(), (Names{"1", "2", "3", "5", "6", "7"}));
+  EXPECT_EQ(opened(), Names{});
+  restart();
+  EXPECT_EQ(opened(), Names{}) << "the next start";
+  fs::rename(folder_ / "4.jpg", archive() / "4.jpg");
+  EXPECT_EQ(opened(), Names{"4"}) << "in reach again";
+
+  // From now on only new items are looked at.
+  fs::remove(*provider_->thumbnailFile(idOf(3)));
+  EXPECT_EQ(opened(), Names{});
+  for (int number = 8; number <= 12; ++number) {
+    add(number, 0);
+  }
+  EXPECT_EQ(opened(), (Names{"8", "9", "10", "11", "12"}));
+  provider_->clearCache();
+  EXPECT_EQ(opened().size(), 12U);
 }
 
 TEST_F(ThumbnailWarmerTest, StopsBetweenItems) {
