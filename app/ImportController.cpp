@@ -176,7 +176,7 @@ void ImportController::endDrop(const Run& run, const IngestCoordinator::BatchRes
   if (run.isShown) {
     finish(batch, run.stop.stop_requested() ? "Stopped" : "Imported");
   } else {
-    dependencies_.ended(0);
+    dependencies_.ended(statsOf(batch).added);
   }
 }
 

@@ -49,7 +49,7 @@ class ListBench {
     PhotoFilter tenth;
     tenth.mediaType = "live_photo";
     facets("facets of a tenth", tenth, 6);
-    for (const char* word : {"child", "quebe", "album", "qwxyz"}) {
+    for (const char* word : {"child", "quebe", "album", "label", "qwxyz"}) {
       search(word);
     }
     compare("count, unfiltered", 1,

@@ -1,23 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include <cstdint>
 #include <filesystem>
+
+#include "tests/catalog/LibraryGenerator.h"
 
 namespace vaultmere::bench {
 
-/// How large a made-up library is.
-struct LibrarySize {
-  int photos = 1'000'000;
-  int tags = 2'000;
-  int labels = 1'000;
-};
-
-/// Fills an empty catalog as years of photography do: folders of a few hundred
-/// pictures from one camera and one journey, imported in no order of time;
-/// more of everything in later years; albums that follow the folders and a few
-/// large ones; labels of very unequal use; one row in a hundred trashed, one in
-/// twenty-five below a stack. The same sizes always give the same rows.
+/// Fills an empty catalog with the rows of a `LibraryGenerator`, always the same
+/// ones for the same sizes.
 void makeCatalog(const std::filesystem::path& store, const LibrarySize& size);
 
 /// A catalog of the usual size that the benchmarks share, to read from: the

@@ -47,10 +47,10 @@ struct Relationship {
   std::string_view link;
 };
 constexpr Relationship kTags{"SELECT pk FROM Tag WHERE name = ?",
-                             "INSERT INTO Tag (name) VALUES (?) RETURNING pk",
+                             "INSERT INTO Tag (name) VALUES (?)",
                              "INSERT INTO Photo_tags (photo, tag) VALUES (?, ?)"};
 constexpr Relationship kLabels{"SELECT pk FROM Label WHERE name = ?",
-                               "INSERT INTO Label (name) VALUES (?) RETURNING pk",
+                               "INSERT INTO Label (name) VALUES (?)",
                                "INSERT INTO Photo_labels (photo, label) VALUES (?, ?)"};
 
 std::int64_t getOrCreate(Connection& connection, const Relationship& relationship,
@@ -62,10 +62,8 @@ std::int64_t getOrCreate(Connection& connection, const Relationship& relationshi
       return find.integer(0);
     }
   }
-  auto insert = connection.prepare(relationship.insert);
-  insert.bind(1, std::string_view(name));
-  insert.step();
-  return insert.integer(0);
+  connection.prepare(relationship.insert).bind(1, std::string_view(name)).step();
+  return connection.lastInsertedKey();
 }
 
 void linkNames(Connection& connection, const Relationship& relationship, std::int64_t photo,

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "catalog/Connection.h"
 
+#include <SQLiteCpp/Backup.h>
 #include <SQLiteCpp/SQLiteCpp.h>
 #include <fmt/format.h>
 #include <sqlite3.h>
@@ -8,14 +9,17 @@
 #include <map>
 
 #include "catalog/CatalogError.h"
+#include "catalog/LinkedNames.h"
 #include "catalog/SqlFunctions.h"
 #include "platform/FaultPoint.h"
+#include "platform/Files.h"
 #include "platform/Log.h"
 
 namespace vaultmere {
 namespace {
 
 constexpr int kBusyMilliseconds = 8000;
+constexpr int kPagesPerBackupStep = 256;  // 1 MiB between two looks at the stop token
 
 /// Runs a piece of work on the store and says what was tried when it fails.
 template <typename Work>
@@ -101,7 +105,8 @@ struct Connection::Impl {
 Connection::Connection(const std::filesystem::path& file)
     : impl_(attempt(fmt::format("open “{}”", file.string()),
                     [&] { return std::make_unique<Impl>(file); })) {
-  addStoreFunctions(impl_->database.getHandle());
+  addSqlFunctions(impl_->database.getHandle());
+  addLinkedNameFunction(impl_->database.getHandle());
   execute(
       "PRAGMA journal_mode = WAL;"
       "PRAGMA synchronous = FULL;"
@@ -130,6 +135,38 @@ Statement Connection::prepareOnce(std::string_view sql) {
     return std::make_unique<SQLite::Statement>(impl_->database, std::string(sql));
   });
   return Statement(std::unique_ptr<Statement::Impl>(new Statement::Impl(std::move(statement))));
+}
+
+std::int64_t Connection::lastInsertedKey() const { return impl_->database.getLastInsertRowid(); }
+
+void Connection::backUpTo(const std::filesystem::path& file, const std::stop_token& stop) {
+  const std::string what = fmt::format("back up to “{}”", file.string());
+  if (fileStatus(file)) {
+    throw CatalogError(fmt::format("{}: the file exists", what));
+  }
+  try {
+    attempt(what, [&] {
+      const Snapshot snapshot(*this);
+      prepareOnce("SELECT 1 FROM sqlite_master").step();  // the snapshot begins with its first read
+      SQLite::Database copy(file.string(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE);
+      SQLite::Backup backup(copy, impl_->database);
+      do {
+        if (stop.stop_requested()) {
+          throw CatalogError(fmt::format("{}: stopped", what));
+        }
+      } while (backup.executeStep(kPagesPerBackupStep) != SQLITE_DONE);
+    });
+    attempt(what, [&] {
+      SQLite::Database copy(file.string(), SQLite::OPEN_READWRITE);
+      copy.execAndGet("PRAGMA journal_mode = DELETE");
+    });
+  } catch (const CatalogError&) {
+    for (const char* suffix : {"", "-journal", "-wal", "-shm"}) {
+      std::error_code ignored;
+      std::filesystem::remove(file.string() + suffix, ignored);
+    }
+    throw;
+  }
 }
 
 // MARK: Interruptible

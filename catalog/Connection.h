@@ -48,8 +48,7 @@ class Statement {
 class Connection {
  public:
   /// Opens or makes the file, with a write-ahead log, foreign keys, a full
-  /// flush at each commit, and 8 seconds of patience with other openers.
-  /// Throws CatalogError.
+  /// flush at each commit, and a busy timeout of 8 seconds. Throws CatalogError.
   explicit Connection(const std::filesystem::path& file);
   ~Connection();
   Connection(const Connection&) = delete;
@@ -66,6 +65,17 @@ class Connection {
   /// Prepares a statement for one run, for texts of many shapes: a user's
   /// filter. Throws CatalogError.
   [[nodiscard]] Statement prepareOnce(std::string_view sql);
+
+  /// The primary key of the row that was inserted last. Costs nothing; RETURNING
+  /// would have the store copy every page that the row touches.
+  [[nodiscard]] std::int64_t lastInsertedKey() const;
+
+  /// Copies the store into a new file, which is then complete by itself (no
+  /// write-ahead log) and flushed. It has the state of one moment, whatever
+  /// others write meanwhile. Not inside a `Snapshot` or `Transaction`. Throws
+  /// CatalogError, also after `stop` was requested or when the file exists;
+  /// nothing is left of an unfinished copy.
+  void backUpTo(const std::filesystem::path& file, const std::stop_token& stop);
 
  private:
   friend class Interruptible;

@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 
 #include "catalog/ColourFamilies.h"
 #include "catalog/PhotoQueries.h"
@@ -14,12 +15,12 @@ namespace {
 
 constexpr std::size_t kMaxNames = 40;
 
-/// The position of a row's size in the size table, NULL beyond it, as SQL.
+/// The number of a row's size class, NULL beyond it, as SQL.
 const std::string& sizePosition() {
   static const std::string sql = [] {
-    std::string cases = fmt::format("CASE WHEN sizeBytes < {} THEN NULL", sizeTable()[0].lower);
-    for (std::size_t i = 0; i < sizeTable().size(); ++i) {
-      cases += fmt::format(" WHEN sizeBytes < {} THEN {}", sizeTable()[i].upper, i);
+    std::string cases = fmt::format("CASE WHEN sizeBytes < {} THEN NULL", sizeClasses()[0].lower);
+    for (std::size_t i = 0; i < sizeClasses().size(); ++i) {
+      cases += fmt::format(" WHEN sizeBytes < {} THEN {}", sizeClasses()[i].upper, i);
     }
     return cases + " END";
   }();
@@ -28,7 +29,7 @@ const std::string& sizePosition() {
 
 std::vector<FacetValue> sizesFromPositions(std::vector<FacetValue> positions) {
   for (FacetValue& size : positions) {
-    size.value = sizeTable()[std::stoul(size.value)].label;
+    size.value = sizeClasses()[std::stoul(size.value)].label;
   }
   return positions;
 }
@@ -108,6 +109,32 @@ FacetSet computeFacets(Connection& connection, const Predicate& predicate) {
   facets.albums = relationCounts(connection, predicate, facets.total, kTags);
   facets.labels = relationCounts(connection, predicate, facets.total, kLabels);
   return facets;
+}
+
+Statement aggregate(Connection& connection, const Predicate& predicate, std::int64_t matches,
+                    std::string_view what) {
+  auto row = connection.prepareOnce(fmt::format("SELECT {} FROM {} {}", what,
+                                                photoSource(predicate, matches),
+                                                whereClause(predicate.gathering)));
+  predicate.bindTo(row);
+  row.step();
+  return row;
+}
+
+std::vector<FacetValue> talliedValues(const Statement& row, int column) {
+  std::vector<FacetValue> values;
+  for (const auto& pair : nlohmann::json::parse(row.text(column))) {
+    const auto& value = pair.at(0);
+    values.push_back({value.is_string() ? value.get<std::string>() : value.dump(),
+                      pair.at(1).get<std::int64_t>()});
+  }
+  return values;
+}
+
+std::vector<FacetValue> byCountDescending(std::vector<FacetValue> values) {
+  std::stable_sort(values.begin(), values.end(),
+                   [](const FacetValue& a, const FacetValue& b) { return a.count > b.count; });
+  return values;
 }
 
 }  // namespace vaultmere

@@ -37,11 +37,14 @@ PhotoBrowserModel::PhotoBrowserModel(const VaultmereCatalog& catalog, MainThread
     : main_(main),
       listContext_(catalog.newBackgroundContext()),
       facetContext_(catalog.newBackgroundContext()) {
-  startOver();
+  rowsChanged_ =
+      catalog.rowsChanged().connect([this](const std::vector<std::string>& ids) { refresh(ids); });
+  reset();
   pollTimer_ = main_.every(kPollInterval, [this] { poll(); });
 }
 
 PhotoBrowserModel::~PhotoBrowserModel() {
+  rowsChanged_.disconnect();
   listStop_.request_stop();
   facetStop_.request_stop();
 }
@@ -63,18 +66,12 @@ void PhotoBrowserModel::setSort(SortOrder sort) {
 void PhotoBrowserModel::reset() {
   items_.clear();
   listed_.clear();
-  startOver();
-}
-
-/// Begins anew; what is listed stays until the first page takes its place.
-void PhotoBrowserModel::startOver() {
   listStop_.request_stop();
   listStop_ = std::stop_source();
   page_ = 0;
   nextOffset_ = 0;
   reachedEnd_ = false;
   loading_ = false;
-  replaces_ = true;
   countedState_ = 0;  // it was another list's
   loadNextPage();
   reloadFacets();
@@ -86,7 +83,7 @@ void PhotoBrowserModel::loadNextPage() {
   }
   loading_ = true;
   ++revision_;
-  auto show = hop_([this, load = ++load_](const Page& page) {
+  auto show = onMain_([this, load = ++load_](const Page& page) {
     if (load == load_) {
       showPage(page);
     }
@@ -114,16 +111,11 @@ void PhotoBrowserModel::loadNextPage() {
 
 void PhotoBrowserModel::showPage(const Page& page) {
   loading_ = false;
-  if (replaces_) {
-    items_.clear();
-    listed_.clear();
-  }
   if (!page.error.empty()) {
     logLine(fmt::format("Vaultmere: gallery fetch failed — {}", page.error));
     changed_.emit();
     return;
   }
-  replaces_ = false;
   if (page.count) {
     total_ = page.count->total;
     countedState_ = page.count->state;
@@ -143,7 +135,7 @@ void PhotoBrowserModel::showPage(const Page& page) {
 void PhotoBrowserModel::reloadFacets() {
   facetStop_.request_stop();
   facetStop_ = std::stop_source();
-  auto show = hop_([this, stop = facetStop_.get_token()](const FacetSet& facets) {
+  auto show = onMain_([this, stop = facetStop_.get_token()](const FacetSet& facets) {
     if (!stop.stop_requested()) {
       facets_ = facets;
       changed_.emit();
@@ -168,7 +160,7 @@ void PhotoBrowserModel::poll() {
     return;
   }
   polling_ = true;
-  auto show = hop_([this, revision = revision_](const std::optional<Count>& count) {
+  auto show = onMain_([this, revision = revision_](const std::optional<Count>& count) {
     polling_ = false;
     if (count && revision == revision_) {
       showCount(*count);
@@ -194,12 +186,13 @@ void PhotoBrowserModel::poll() {
 
 void PhotoBrowserModel::showCount(const Count& count) {
   countedState_ = count.state;
-  if (count.total == total_ && !replaces_) {
+  const bool isLoaded = page_ > 0;  // the first page could be read
+  if (count.total == total_ && isLoaded) {
     return;
   }
   total_ = count.total;
   if (page_ < 2) {
-    startOver();
+    reset();
   } else {
     changed_.emit();
   }
@@ -212,6 +205,7 @@ void PhotoBrowserModel::remove(const std::string& id) {
 
 void PhotoBrowserModel::dropRows(const std::vector<std::string>& ids) {
   ++revision_;
+  countedState_ = 0;  // a poll may have counted without these rows already
   total_ = std::max<std::int64_t>(total_ - static_cast<std::int64_t>(ids.size()), 0);
   const std::unordered_set<std::string> gone(ids.begin(), ids.end());
   std::erase_if(items_, [&](const Photo& photo) { return gone.contains(photo.id); });
@@ -221,14 +215,14 @@ void PhotoBrowserModel::dropRows(const std::vector<std::string>& ids) {
     }
   }
   if (loading_) {
-    // Who knows whether the page was read before or after: it is read again.
+    // The page may have been read before they left: it is read again.
     loading_ = false;
     loadNextPage();
   }
 }
 
 void PhotoBrowserModel::refresh(const std::vector<std::string>& ids) {
-  auto show = hop_([this, ids](const std::optional<std::vector<Photo>>& rows) {
+  auto show = onMain_([this, ids](const std::optional<std::vector<Photo>>& rows) {
     if (rows) {
       showRefreshed(ids, *rows);
     }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <sigc++/connection.h>
 #include <sigc++/signal.h>
 
 #include <cstdint>
@@ -26,8 +27,9 @@ namespace vaultmere {
 /// Main thread only; the store is read on pool threads, in two contexts of the
 /// model's own, and results come back posted. What was asked for under an
 /// earlier filter or sort is interrupted, and dropped if it comes all the same.
-/// May be destroyed while work runs. `changed` is emitted when anything that a
-/// getter shows has changed.
+/// Rows that the catalog announces as changed are read again. May be destroyed
+/// while work runs. `changed` is emitted when anything that a getter shows has
+/// changed.
 class PhotoBrowserModel {
  public:
   static constexpr int kPageSize = 80;
@@ -73,7 +75,6 @@ class PhotoBrowserModel {
  private:
   struct Page;
   struct Count;
-  void startOver();
   void showPage(const Page& page);
   void reloadFacets();
   void poll();
@@ -84,8 +85,9 @@ class PhotoBrowserModel {
   MainThread& main_;
   const std::shared_ptr<CatalogContext> listContext_;
   const std::shared_ptr<CatalogContext> facetContext_;
-  const MainThreadCallback hop_{main_};
+  const MainThreadCallback onMain_{main_};
   sigc::signal<void()> changed_;
+  sigc::connection rowsChanged_;
 
   PhotoFilter filter_;
   SortOrder sort_ = SortOrder::added;
@@ -97,12 +99,12 @@ class PhotoBrowserModel {
   bool reachedEnd_ = false;
   int page_ = 0;                 ///< the next to load
   std::int64_t nextOffset_ = 0;  ///< where it begins: what left the list moves it forward
-  bool replaces_ = false;        ///< the next page takes the place of `items_`
 
   std::uint64_t load_ = 0;  ///< the number of page loads so far; results of older ones are stale
   std::uint64_t revision_ = 0;  ///< changes with whatever makes a count that runs worthless
   bool polling_ = false;
-  std::int64_t countedState_ = 0;  ///< the state of the store that `total_` was counted in
+  /// The state of the store that `total_` was counted in; 0 when it wasn't counted.
+  std::int64_t countedState_ = 0;
   std::stop_source listStop_;
   std::stop_source facetStop_;
   Timer pollTimer_;

@@ -16,7 +16,7 @@ struct PhotoFilter {
   std::optional<std::string> ext;        ///< "." and the lower-cased extension
   std::optional<std::string> color;      ///< a colour family
   std::optional<std::string> country;
-  std::optional<std::string> size;  ///< a label of the size table; others don't count
+  std::optional<std::string> size;  ///< the label of a size class; others don't count
   std::optional<bool> favorite;
   std::optional<std::string> tag;
   std::optional<std::string> label;

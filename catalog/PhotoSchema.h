@@ -8,6 +8,7 @@
 
 #include "catalog/Connection.h"
 #include "catalog/Photo.h"
+#include "catalog/SchemaSteps.h"
 
 namespace vaultmere {
 
@@ -24,18 +25,15 @@ using PhotoMember =
 struct PhotoAttribute {
   std::string_view name;
   PhotoMember member;
+  int since = 1;  ///< the schema version that added the column
 };
 
 /// All attributes, in the order of the store's columns.
 [[nodiscard]] std::span<const PhotoAttribute> photoAttributes();
 
-/// The number that a store of this form carries (`user_version`).
-inline constexpr int kSchemaVersion = 3;
-
-/// Brings the store to the present form, in one transaction: makes what is
-/// missing, tables, columns and indexes. Throws CatalogError, also for a store
-/// that a newer program has written.
-void prepareSchema(Connection& connection);
+/// "sizeBytes INTEGER NOT NULL DEFAULT 0": the column's name and type; required
+/// ones take the default of a new record.
+[[nodiscard]] std::string columnDefinition(const PhotoAttribute& attribute);
 
 /// The columns of `Photo` in their order, as "id, photosUUID, …", for a SELECT
 /// whose rows `photoFromRow` reads.

@@ -158,20 +158,10 @@ Predicate search(std::string_view text) {
   if (term.empty()) {
     return {};
   }
-  Predicate predicate = onColumns(AccessPath::texts,
-                                  "(contains_folded(?, originalFilename, caption, placeName)"
-                                  " OR pk IN (SELECT photo FROM Photo_tags WHERE tag IN"
-                                  " (SELECT pk FROM Tag WHERE contains_folded(?, name)))"
-                                  " OR pk IN (SELECT photo FROM Photo_labels WHERE label IN"
-                                  " (SELECT pk FROM Label WHERE contains_folded(?, name))))",
-                                  {term, term, term});
-  predicate.perRow =
-      "(contains_folded(?, originalFilename, caption, placeName)"
-      " OR EXISTS (SELECT 1 FROM Photo_tags JOIN Tag ON Tag.pk = tag"
-      " WHERE photo = Photo.pk AND contains_folded(?, name))"
-      " OR EXISTS (SELECT 1 FROM Photo_labels JOIN Label ON Label.pk = label"
-      " WHERE photo = Photo.pk AND contains_folded(?, name)))";
-  return predicate;
+  return onColumns(AccessPath::texts,
+                   "(linked_name_contains(?, pk)"
+                   " OR contains_folded(?, originalFilename, caption, placeName))",
+                   {term, term});
 }
 
 }  // namespace predicates

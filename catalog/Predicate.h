@@ -61,7 +61,7 @@ namespace predicates {
 [[nodiscard]] Predicate colour(std::string_view family);
 [[nodiscard]] Predicate country(std::string_view country);
 [[nodiscard]] Predicate favourite(bool favourite);
-/// A label of the size table; any other holds for every row.
+/// The label of a size class; any other holds for every row.
 [[nodiscard]] Predicate size(std::string_view label);
 [[nodiscard]] Predicate tag(std::string_view name);
 [[nodiscard]] Predicate label(std::string_view name);

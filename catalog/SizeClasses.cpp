@@ -19,7 +19,7 @@ constexpr std::array kSizes{
 
 }  // namespace
 
-std::span<const SizeClass> sizeTable() { return kSizes; }
+std::span<const SizeClass> sizeClasses() { return kSizes; }
 
 const SizeClass* findSizeClass(std::string_view label) {
   const auto found = std::find_if(kSizes.begin(), kSizes.end(),

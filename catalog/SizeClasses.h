@@ -16,9 +16,9 @@ struct SizeClass {
 };
 
 /// The seven classes, ascending; each begins where the one before ends.
-[[nodiscard]] std::span<const SizeClass> sizeTable();
+[[nodiscard]] std::span<const SizeClass> sizeClasses();
 
-/// Null for a label that isn't in the table.
+/// Null for a label that isn't among them.
 [[nodiscard]] const SizeClass* findSizeClass(std::string_view label);
 
 }  // namespace vaultmere

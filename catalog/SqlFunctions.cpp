@@ -158,7 +158,7 @@ void tallyFinal(sqlite3_context* context) {
 
 }  // namespace
 
-void addStoreFunctions(sqlite3* database) {
+void addSqlFunctions(sqlite3* database) {
   constexpr int kPure = SQLITE_UTF8 | SQLITE_DETERMINISTIC | SQLITE_INNOCUOUS;
   if (sqlite3_create_function_v2(database, "contains_folded", -1, kPure, nullptr, containsFolded,
                                  nullptr, nullptr, nullptr) != SQLITE_OK ||

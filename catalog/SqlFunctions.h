@@ -5,7 +5,7 @@ struct sqlite3;
 
 namespace vaultmere {
 
-/// Teaches a connection the functions that the catalog's queries use.
+/// Adds the SQL functions of the catalog's queries to a connection.
 ///
 /// `contains_folded(term, text...)`: whether one of the texts contains the
 /// term, see `foldedContains`; a NULL contains nothing.
@@ -17,6 +17,6 @@ namespace vaultmere {
 /// several fit in one pass. "[]" over no rows.
 ///
 /// Throws CatalogError.
-void addStoreFunctions(sqlite3* database);
+void addSqlFunctions(sqlite3* database);
 
 }  // namespace vaultmere

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <sigc++/signal.h>
+
 #include <chrono>
 #include <filesystem>
 #include <functional>
@@ -44,12 +46,19 @@ class VaultmereCatalog {
   /// thread. Throws CatalogError.
   [[nodiscard]] std::shared_ptr<CatalogContext> newBackgroundContext() const;
 
+  /// Announces the ids of rows that a committed operation has changed, moved to
+  /// the trash or below a stack, or deleted: who shows them reads them again.
+  /// Inserted rows are not announced. Main thread only.
+  using RowsChanged = sigc::signal<void(const std::vector<std::string>& ids)>;
+  [[nodiscard]] RowsChanged& rowsChanged() const { return *rowsChanged_; }
+
   [[nodiscard]] const std::filesystem::path& store() const { return store_; }
 
  private:
   const std::filesystem::path store_;
   ThreadPool& pool_;
   std::shared_ptr<CatalogContext> viewContext_;
+  std::shared_ptr<RowsChanged> rowsChanged_ = std::make_shared<RowsChanged>();
 };
 
 /// Count and bytes of each media type, by name. Throws CatalogError.

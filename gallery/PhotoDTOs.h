@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "catalog/FacetSet.h"
 #include "catalog/Photo.h"
-#include "catalog/Tally.h"
 
 // The records of the wire. Keys are part of the gallery's interface: never
 // change them. What has no value is left out; nothing is ever null.

@@ -74,6 +74,7 @@ class IngestCoordinator : public std::enable_shared_from_this<IngestCoordinator>
 
   /// Takes dropped files and folders. Loose files group with one another,
   /// a folder's files within their folder; junk is logged before work starts.
+  /// One that was stopped before its turn ends without a start, and logs nothing.
   void ingestDropped(std::vector<std::filesystem::path> locations, bool deleteSource,
                      std::stop_token stop, Observer observer, Done done);
 

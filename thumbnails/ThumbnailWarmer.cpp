@@ -1,80 +1,23 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "thumbnails/ThumbnailWarmer.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <atomic>
 #include <exception>
-#include <limits>
 #include <mutex>
 #include <optional>
 #include <utility>
 #include <vector>
 
+#include "catalog/ArchivedFiles.h"
+
 namespace vaultmere {
 namespace {
 
-/// The last row of a page, as the order of pages sees it.
-struct Place {
-  std::optional<double> processedAt;  ///< the rows without one come last
-  std::int64_t row = std::numeric_limits<std::int64_t>::max();
-};
-constexpr Place kBeforeAll{std::numeric_limits<double>::infinity()};
-constexpr Place kBeforeUndated{};
-
 struct Page {
   std::vector<PhotoRef> items;
-  Place end = kBeforeAll;
+  ArchivedFilePosition end;
 };
-
-std::optional<std::string> optionalText(const Statement& row, int column) {
-  return row.isNull(column) ? std::nullopt : std::optional(row.text(column));
-}
-
-Page readPage(Statement rows) {
-  Page page;
-  while (rows.step()) {
-    page.items.push_back({rows.text(0), bareExtension(rows.text(1)), optionalText(rows, 2),
-                          optionalText(rows, 3), optionalText(rows, 4)});
-    page.end.processedAt = rows.isNull(5) ? std::nullopt : std::optional(rows.real(5));
-    page.end.row = rows.integer(6);
-  }
-  return page;
-}
-
-/// Pages go on from a place and not from an offset: each costs its own rows in
-/// the index `allByAdded` however far it lies back, and rows that come or go
-/// meanwhile shift nothing.
-Page fetchPage(Connection& connection, const Place& after, std::size_t batchSize) {
-  auto rows = connection.prepare(fmt::format(
-      "SELECT id, ext, archivePath, targetPath, mediaType, processedAt, pk "
-      "FROM Photo INDEXED BY allByAdded WHERE {} "
-      "ORDER BY processedAt DESC, pk DESC LIMIT ?3",
-      after.processedAt ? "(processedAt, pk) < (?1, ?2)" : "processedAt IS NULL AND pk < ?2"));
-  if (after.processedAt) {
-    rows.bind(1, *after.processedAt);
-  }
-  rows.bind(2, after.row).bind(3, static_cast<std::int64_t>(batchSize));
-  Page page = readPage(std::move(rows));
-  return page.items.empty() && after.processedAt ? fetchPage(connection, kBeforeUndated, batchSize)
-                                                 : page;
-}
-
-/// The rows behind `after`, from the newest: their range in the table itself.
-Page fetchNewer(Connection& connection, std::int64_t after, const Place& before,
-                std::size_t batchSize) {
-  auto rows = connection.prepare(
-      "SELECT id, ext, archivePath, targetPath, mediaType, processedAt, pk "
-      "FROM Photo WHERE pk > ?1 AND pk < ?2 ORDER BY pk DESC LIMIT ?3");
-  rows.bind(1, after).bind(2, before.row).bind(3, static_cast<std::int64_t>(batchSize));
-  return readPage(std::move(rows));
-}
-
-std::int64_t newestRow(Connection& connection) {
-  auto row = connection.prepare("SELECT ifnull(max(pk), 0) FROM Photo");
-  return row.step() ? row.integer(0) : 0;
-}
 
 class WarmUp : public std::enable_shared_from_this<WarmUp> {
  public:
@@ -109,18 +52,25 @@ class WarmUp : public std::enable_shared_from_this<WarmUp> {
     if (!newest_) {
       newest_ = newestRow(connection);
     }
-    for (Place end = page_.end; !stop_.stop_requested();) {
-      Page page = from_.row > 0 ? fetchNewer(connection, from_.row, end, warmer_.batchSize)
-                                : fetchPage(connection, end, warmer_.batchSize);
-      if (page.items.empty()) {
-        return page;
-      }
-      std::erase_if(page.items,
-                    [this](const PhotoRef& ref) { return provider_->isSettled(ref.id); });
-      if (!page.items.empty()) {
-        return page;
+    for (ArchivedFilePosition end = page_.end; !stop_.stop_requested();) {
+      ArchivedFilePage page =
+          from_.row > 0 ? fetchFilesInsertedSince(connection, from_.row, end, warmer_.batchSize)
+                        : fetchArchivedFiles(connection, end, warmer_.batchSize);
+      if (page.files.empty()) {
+        return {};
       }
       end = page.end;
+      std::vector<PhotoRef> missing;
+      for (ArchivedFile& file : page.files) {
+        if (!provider_->isSettled(file.id)) {
+          missing.push_back({std::move(file.id), bareExtension(file.ext),
+                             std::move(file.archivePath), std::move(file.targetPath),
+                             std::move(file.mediaType)});
+        }
+      }
+      if (!missing.empty()) {
+        return {std::move(missing), end};
+      }
     }
     isThrough_ = false;
     return {};

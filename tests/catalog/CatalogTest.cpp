@@ -10,6 +10,7 @@
 #include "catalog/PhotoSchema.h"
 #include "catalog/VaultmereCatalog.h"
 #include "platform/Files.h"
+#include "tests/catalog/FirstSchema.h"
 #include "tests/support/FaultPlan.h"
 #include "tests/support/FileTools.h"
 #include "tests/support/LogCapture.h"
@@ -172,24 +173,62 @@ TEST_F(CatalogTest, DatesAreReadWithAZoneOrAsLocalTime) {
   ::unsetenv("TZ");
 }
 
-TEST_F(CatalogTest, AnOldStoreGainsItsColumnsAtOpen) {
-  {
-    SQLite::Database old((folder_ / "Vaultmere.sqlite").string(),
-                         SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE);
-    old.exec(
-        "CREATE TABLE Photo (pk INTEGER PRIMARY KEY, id TEXT NOT NULL UNIQUE, year INTEGER);"
-        "INSERT INTO Photo (id, year) VALUES ('old', 1999)");
-  }
-  const auto catalog = open();
-  const Photo photo = row(catalog.viewContext(), "old");
-  EXPECT_EQ(photo.year, 1999);
-  EXPECT_EQ(photo.mediaType, "image");
+TEST_F(CatalogTest, StoresOfEachEarlierVersionAreUpgraded) {
+  constexpr const char* kColumns =
+      "SELECT name || ' ' || type || ' ' || \"notnull\" || ' ' || ifnull(dflt_value, '-') "
+      "FROM pragma_table_info('Photo') ORDER BY name";
+  constexpr const char* kIndexes =
+      "SELECT name || coalesce(sql, '') FROM sqlite_master WHERE type = 'index' ORDER BY name";
+  const auto fresh = open();
   EXPECT_EQ(
-      list(catalog.viewContext(),
+      list(fresh.viewContext(),
            "SELECT name FROM sqlite_master WHERE type = 'index' AND name LIKE 'by%' "
            "ORDER BY rowid"),
       (std::vector<std::string>{"byCaptureDate", "byYear", "byColorFamily", "byMediaType",
                                 "byFavorite", "byPhotosUUID", "byTrashedAt", "byStackedUnder"}));
+  for (int version = 1; version < kSchemaVersion; ++version) {
+    const fs::path store = folder_ / std::to_string(version) / "Vaultmere.sqlite";
+    fs::create_directories(store.parent_path());
+    {
+      Connection connection(store);
+      connection.execute(kFirstSchema);
+      connection.execute("INSERT INTO Photo (id, year) VALUES ('old', 1999)");
+      connection.execute("ALTER TABLE Photo DROP COLUMN caption");  // as if it were a later one
+      prepareSchema(connection, version);
+      ASSERT_EQ(schemaVersion(connection), version);
+    }
+    const VaultmereCatalog catalog({store.parent_path(), nullptr, nullptr}, pool_);
+    EXPECT_EQ(list(catalog.viewContext(), kColumns), list(fresh.viewContext(), kColumns));
+    EXPECT_EQ(list(catalog.viewContext(), kIndexes), list(fresh.viewContext(), kIndexes));
+    const Photo photo = row(catalog.viewContext(), "old");
+    EXPECT_EQ(photo.year, 1999);
+    EXPECT_EQ(photo.mediaType, "image");
+  }
+}
+
+TEST_F(CatalogTest, ABackupIsCompleteByItselfOrNotThere) {
+  const auto catalog = open();
+  const CatalogWriter writer(catalog.newBackgroundContext());
+  ASSERT_EQ(writer.write(record("1")), kInserted);
+  const fs::path file = folder_ / "copy?#%.sqlite";
+  const auto backUp = [&](bool isStopped) {
+    std::stop_source stop;
+    if (isStopped) {
+      stop.request_stop();
+    }
+    catalog.viewContext().perform(
+        [&](Connection& connection) { connection.backUpTo(file, stop.get_token()); });
+  };
+  EXPECT_THROW(backUp(true), CatalogError);
+  EXPECT_EQ(std::distance(fs::directory_iterator(folder_.path()), {}), 3) << "nothing is left";
+  EXPECT_THROW((void)schemaVersion(file), CatalogError);
+
+  backUp(false);
+  EXPECT_EQ(std::distance(fs::directory_iterator(folder_.path()), {}), 4) << "one file";
+  EXPECT_EQ(schemaVersion(file), kSchemaVersion);
+  EXPECT_EQ(SQLite::Database(file.string()).execAndGet("SELECT id FROM Photo").getString(), "1");
+  EXPECT_THROW(backUp(false), CatalogError) << "an existing file stays";
+  EXPECT_EQ(schemaVersion(file), kSchemaVersion);
 }
 
 TEST_F(CatalogTest, AStoreThatCannotBeOpenedIsTriedThreeTimes) {

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include "catalog/CatalogError.h"
-#include "catalog/ColourFamilies.h"
 #include "catalog/FacetSet.h"
 #include "catalog/PhotoFilter.h"
 #include "tests/catalog/RandomLibrary.h"
@@ -39,8 +38,7 @@ std::vector<std::string> idsOf(const std::vector<Photo>& rows) {
 
 // Whatever way is taken to the rows, they are the ones of a look at every row.
 TEST_F(PhotoFilterTest, PagesAndCountsAreThoseOfAPlainSearch) {
-  RandomLibrary library(7);
-  library.fill(connection_, 400);
+  RandomLibrary library(connection_, 400, 7);
   for (int round = 0; round < 300; ++round) {
     const PhotoFilter filter = library.randomFilter();
     const Predicate predicate = filter.predicate();
@@ -64,15 +62,29 @@ TEST_F(PhotoFilterTest, PagesAndCountsAreThoseOfAPlainSearch) {
   }
 }
 
+// Enough rows for the photos of all matching names to be collected.
+TEST_F(PhotoFilterTest, ASearchOfManyRowsFindsThoseOfAPlainSearch) {
+  RandomLibrary library(connection_, 5000, 5);
+  for (const char* q : {"ecole", "label", "el 12", "IMG", "nobody"}) {
+    PhotoFilter filter;
+    filter.q = q;
+    const auto expected = idsOf(library.listed(filter, SortOrder::added));
+    EXPECT_EQ(idsOf(fetchPage(connection_, filter.predicate(), {SortOrder::added, 0, 5000, 0})),
+              expected)
+        << q;
+  }
+}
+
 TEST_F(PhotoFilterTest, AConditionWithoutTheBaseSeesAllRows) {
-  RandomLibrary(3).fill(connection_, 100);
-  EXPECT_EQ(countPhotos(connection_, {}), 100);
-  EXPECT_EQ(fetchPage(connection_, {}, {SortOrder::newest, 0, 200, 100}).size(), 100U);
-  const Predicate dated = predicates::capturedFrom({-1}) && predicates::capturedUntil({0}) &&
-                          Predicate::onTable("id <> ?", {std::string("5")});
-  const auto all = fetchPage(connection_, dated, {SortOrder::oldest, 0, 200, 100});
+  (void)RandomLibrary(connection_, 400, 3);
+  EXPECT_EQ(countPhotos(connection_, {}), 400);
+  EXPECT_EQ(fetchPage(connection_, {}, {SortOrder::newest, 0, 500, 400}).size(), 400U);
+  const Predicate dated = predicates::capturedFrom({0}) && predicates::capturedUntil({6e8}) &&
+                          Predicate::onTable("id <> ?", {std::string("none")});
+  const auto all = fetchPage(connection_, dated, {SortOrder::oldest, 0, 500, 400});
+  EXPECT_LT(all.size(), 400U);
   const auto shown =
-      fetchPage(connection_, predicates::shown() && dated, {SortOrder::oldest, 0, 200, 100});
+      fetchPage(connection_, predicates::shown() && dated, {SortOrder::oldest, 0, 500, 400});
   EXPECT_LT(shown.size(), all.size());
   EXPECT_EQ(std::int64_t(shown.size()),
             std::count_if(all.begin(), all.end(), [](const Photo& photo) {
@@ -81,7 +93,7 @@ TEST_F(PhotoFilterTest, AConditionWithoutTheBaseSeesAllRows) {
 }
 
 TEST_F(PhotoFilterTest, WhatComesFromOutsideIsNeverPartOfAQuery) {
-  RandomLibrary(3).fill(connection_, 10);
+  (void)RandomLibrary(connection_, 10, 3);
   const std::string hostile = "x' OR 1=1; DROP TABLE Photo; --";
   PhotoFilter filter;
   filter.mediaType = filter.ext = filter.color = filter.country = filter.size = hostile;
@@ -108,7 +120,7 @@ TEST(PhotoFilter, IsActiveWithAnyFieldButBlanks) {
   EXPECT_TRUE(both.predicate().arguments.empty());
 }
 
-TEST(FoldedText, CaseAndDiacriticsMakeNoDifference) {
+TEST(TextFolding, CaseAndDiacriticsMakeNoDifference) {
   struct Case {
     const char* text;
     const char* term;
@@ -128,9 +140,9 @@ TEST(FoldedText, CaseAndDiacriticsMakeNoDifference) {
   EXPECT_TRUE(foldedContains(longText, "needle"));
 }
 
-TEST(SizeTable, ClassesAdjoin) {
+TEST(SizeClasses, ClassesAdjoin) {
   std::int64_t end = 0;
-  for (const SizeClass& size : sizeTable()) {
+  for (const SizeClass& size : sizeClasses()) {
     EXPECT_EQ(size.lower, end) << size.label;
     end = size.upper;
   }
@@ -138,19 +150,14 @@ TEST(SizeTable, ClassesAdjoin) {
   EXPECT_EQ(findSizeClass("500 KB-1 MB"), nullptr);
 }
 
-TEST(ColourOrder, UnknownFamiliesComeLast) {
-  EXPECT_EQ(colourPosition("Red"), 0);
-  EXPECT_EQ(colourPosition("Black"), 10);
-  EXPECT_EQ(colourPosition("red"), 99);
-}
-
 TEST_F(PhotoFilterTest, AStoppedSearchLeavesTheConnectionFit) {
-  RandomLibrary(3).fill(connection_, 400);
+  (void)RandomLibrary(connection_, 400, 3);
   std::stop_source stop;
   stop.request_stop();
   {
     const Interruptible interruptible(connection_, stop.get_token());
     EXPECT_THROW((void)computeFacets(connection_, predicates::shown()), CatalogError);
+    EXPECT_THROW((void)countPhotos(connection_, predicates::search("e")), CatalogError);
   }
   EXPECT_GT(computeFacets(connection_, predicates::shown()).total, 0);
 }

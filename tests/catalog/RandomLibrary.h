@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <array>
 #include <optional>
-#include <random>
 #include <string>
 #include <utility>
 #include <vector>
@@ -14,6 +13,7 @@
 #include "catalog/PhotoSchema.h"
 #include "catalog/SizeClasses.h"
 #include "catalog/TextFolding.h"
+#include "tests/catalog/LibraryGenerator.h"
 
 namespace vaultmere {
 
@@ -24,39 +24,48 @@ struct ListedPhoto {
   std::vector<std::string> labels;
 };
 
-/// Rows in which few values meet often, in memory and in the store, and the
-/// answers that the store has to give, found by looking at every row.
+/// A library in memory and in the store, and the answers that the store has to
+/// give, found by looking at every row.
 class RandomLibrary {
  public:
-  explicit RandomLibrary(unsigned seed) : random_(seed) {}
-
-  void fill(Connection& connection, int count) {
-    Transaction transaction(connection);
-    for (int i = 0; i < count; ++i) {
-      add(connection, randomPhoto(i));
-    }
-    transaction.commit();
+  RandomLibrary(Connection& connection, int photos, unsigned seed) : random_(seed) {
+    LibraryGenerator generator({photos, kNames, kNames, 0.3}, seed);
+    const auto namesOf = [](const std::vector<int>& numbers, const auto& name) {
+      std::vector<std::string> names(numbers.size());
+      std::transform(numbers.begin(), numbers.end(), names.begin(), name);
+      return names;
+    };
+    generator.fill(connection, [&](LibraryRow row) {
+      rows_.push_back({std::move(row.photo),
+                       namesOf(row.tags, [&](int tag) { return generator.tagName(tag); }),
+                       namesOf(row.labels, [&](int label) { return generator.labelName(label); })});
+    });
   }
 
+  /// Some of the values of some row, and now and then one that no row has.
   PhotoFilter randomFilter() {
+    const ListedPhoto& row = rows_[static_cast<std::size_t>(random_.below(int(rows_.size())))];
     PhotoFilter filter;
-    const auto choose = [&](auto& field, const auto& values) {
-      if (random_() % 5 == 0) {
-        field = pick(values);
+    const auto choose = [&](auto& field, const auto& value) {
+      if (random_.chance(0.2)) {
+        field = value;
       }
     };
-    choose(filter.year, std::array{2001, 2002, 1900});
-    choose(filter.mediaType, kMedia);
-    choose(filter.ext, kExts);
-    choose(filter.color, kColours);
-    choose(filter.country, kCountries);
-    choose(filter.size, kSizes);
-    choose(filter.favorite, std::array{true, false});
-    choose(filter.tag, kNames);
-    choose(filter.label, kNames);
-    choose(filter.camera, kCameras);
-    choose(filter.noCamera, std::array{true});
-    choose(filter.q, std::array{"", " \t", "\tecole ", "IMG", "a", "ÉCOLE", "%", "_", "'"});
+    const auto chooseOne = [&](auto& field, const auto& values) {
+      choose(field, random_.pick(values));
+    };
+    choose(filter.year, row.photo.year);
+    choose(filter.mediaType, row.photo.mediaType);
+    choose(filter.ext, row.photo.ext);
+    choose(filter.color, row.photo.colorFamily);
+    choose(filter.country, row.photo.placeCountry);
+    choose(filter.camera, row.photo.cameraModel);
+    choose(filter.noCamera, !row.photo.cameraModel);
+    choose(filter.tag, row.tags.empty() ? "nobody has this" : row.tags.front());
+    choose(filter.label, row.labels.empty() ? "nobody has this" : row.labels.back());
+    chooseOne(filter.size, kSizes);
+    chooseOne(filter.favorite, std::array{true, false, false});
+    chooseOne(filter.q, kTexts);
     return filter;
   }
 
@@ -81,75 +90,11 @@ class RandomLibrary {
   }
 
  private:
-  static constexpr std::array kMedia{"image", "video", "live_photo"};
-  static constexpr std::array kExts{".jpg", ".heic", ""};
-  static constexpr std::array kColours{"Red", "Gray", "Plum"};
-  static constexpr std::array kCountries{"France", "Ελλάδα", ""};
-  static constexpr std::array kNames{"École", "b", "c", "d'e", "nobody has this"};
-  static constexpr std::array kCameras{"H1", "H2"};
-  static constexpr std::array kSizes{"<500 KB", "500 KB–1 MB", "50 MB+", "no such size"};
-
-  template <typename Values>
-  typename Values::value_type pick(const Values& values) {
-    return values[random_() % values.size()];
-  }
-
-  template <typename Value, typename Values>
-  void maybe(std::optional<Value>& field, const Values& values) {
-    if (random_() % 4 != 0) {
-      field = pick(values);
-    }
-  }
-
-  ListedPhoto randomPhoto(int number) {
-    ListedPhoto row;
-    Photo& photo = row.photo;
-    photo.id = std::to_string(number);
-    photo.mediaType = pick(kMedia);
-    photo.ext = pick(kExts);
-    photo.originalFilename = pick(std::array{"IMG_1.jpg", "ecole.png", "x%y_z'.gif", ""});
-    photo.sizeBytes =
-        pick(std::array<std::int64_t, 6>{0, 511'999, 512'000, 1'048'575, 60'000'000, 1LL << 60});
-    photo.favorite = random_() % 3 == 0;
-    maybe(photo.processedAt, std::array{CatalogDate{1}, CatalogDate{2}, CatalogDate{3}});
-    maybe(photo.captureDate, std::array{CatalogDate{-1}, CatalogDate{0}, CatalogDate{0.5}});
-    maybe(photo.year, std::array{2001, 2002});
-    maybe(photo.colorFamily, kColours);
-    maybe(photo.placeCountry, kCountries);
-    maybe(photo.placeName, std::array{"L’École", "Αθήνα", "Paris"});
-    maybe(photo.caption, std::array{"a day", ""});
-    maybe(photo.cameraModel, kCameras);
-    if (random_() % 10 == 0) {
-      photo.trashedAt = CatalogDate{9};
-    }
-    if (random_() % 10 == 0) {
-      photo.stackedUnder = "1";
-    }
-    for (std::size_t i = 0; i + 1 < kNames.size(); ++i) {
-      if (random_() % 4 == 0) {
-        row.tags.emplace_back(kNames.at(i));
-      }
-      if (random_() % 3 == 0) {
-        row.labels.emplace_back(kNames.at(i));
-      }
-    }
-    return row;
-  }
-
-  void add(Connection& connection, ListedPhoto row) {
-    const std::int64_t pk = insertPhoto(connection, row.photo);
-    const auto link = [&](const char* name, const char* join, const auto& names) {
-      for (const std::string& each : names) {
-        connection.prepare(name).bind(1, std::string_view(each)).step();
-        connection.prepare(join).bind(1, pk).bind(2, std::string_view(each)).step();
-      }
-    };
-    link("INSERT OR IGNORE INTO Tag (name) VALUES (?)",
-         "INSERT INTO Photo_tags SELECT ?, pk FROM Tag WHERE name = ?", row.tags);
-    link("INSERT OR IGNORE INTO Label (name) VALUES (?)",
-         "INSERT INTO Photo_labels SELECT ?, pk FROM Label WHERE name = ?", row.labels);
-    rows_.push_back(std::move(row));
-  }
+  static constexpr int kNames = 12;  ///< of tags, and of labels
+  static constexpr std::array<const char*, 5> kSizes{"<500 KB", "500 KB–1 MB", "1–2 MB", "50 MB+",
+                                                     "no such size"};
+  static constexpr std::array<const char*, 9> kTexts{"",      " \t", "\tecole ", "IMG", "a",
+                                                     "ÉCOLE", "%",   "_",        "'"};
 
   static bool fits(const ListedPhoto& row, const PhotoFilter& filter) {
     const Photo& photo = row.photo;
@@ -188,7 +133,7 @@ class RandomLibrary {
     });
   }
 
-  std::mt19937 random_;
+  DeterministicRandom random_;
   std::vector<ListedPhoto> rows_;
 };
 

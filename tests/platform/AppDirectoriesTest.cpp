@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <gtest/gtest.h>
 #include <pwd.h>
-#include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -66,31 +64,6 @@ TEST(InstanceLock, IsHeldByOneAtATime) {
 
   writeText(home / "file", "x");
   EXPECT_THROW(static_cast<void>(InstanceLock::acquire(home / "file")), FileError);
-}
-
-TEST(InstanceLock, GoesWithAKilledProcess) {
-  const TemporaryFolder folder;
-  int ready[2];
-  ASSERT_EQ(::pipe(ready), 0);
-  const pid_t child = ::fork();
-  ASSERT_NE(child, -1);
-  if (child == 0) {
-    const auto lock = InstanceLock::acquire(folder.path());
-    const char held = lock ? 'y' : 'n';
-    static_cast<void>(!::write(ready[1], &held, 1));
-    for (;;) {
-      ::pause();
-    }
-  }
-  char held = 0;
-  EXPECT_EQ(::read(ready[0], &held, 1), 1);
-  EXPECT_EQ(held, 'y');
-  EXPECT_FALSE(InstanceLock::acquire(folder.path()));
-  ::kill(child, SIGKILL);
-  ::waitpid(child, nullptr, 0);
-  EXPECT_TRUE(InstanceLock::acquire(folder.path()));
-  ::close(ready[0]);
-  ::close(ready[1]);
 }
 
 }  // namespace

@@ -7,7 +7,7 @@
 #include <thread>
 
 #include "platform/AsioMainThread.h"
-#include "tests/support/ManualMainThread.h"
+#include "platform/MainThreadCallback.h"
 
 namespace vaultmere {
 namespace {
@@ -15,51 +15,42 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-TEST(ManualMainThread, TimersFireInOrderAtTheirOwnMoment) {
-  ManualMainThread main(TimePoint{});
-  std::string story;
-  const Timer late = main.after(seconds(3), [&] { story += "c"; });
-  const Timer early = main.after(seconds(1), [&] {
-    story += "a";
-    EXPECT_EQ(main.now(), TimePoint{} + seconds(1));
-  });
-  Timer repeating = main.every(seconds(2), [&] { story += "r"; });
-  Timer stopped = main.after(seconds(2), [&] { story += "never"; });
-  stopped.stop();
-  main.advance(seconds(4));
-  EXPECT_EQ(story, "arcr");
-  repeating = Timer();
-  main.advance(seconds(10));
-  EXPECT_EQ(story, "arcr");
-}
-
 TEST(AsioMainThread, RunsPostsTimersAndSignals) {
   AsioMainThread main;
-  std::string story;
+  std::string order;
   main.onSignals({SIGUSR1}, [&] {
-    story += "s";
+    order += "s";
     main.stop();
   });
-  Timer stopped = main.after(milliseconds(1), [&] { story += "never"; });
+  Timer stopped = main.after(milliseconds(1), [&] { order += "never"; });
   stopped.stop();
   Timer repeating;
   repeating = main.every(milliseconds(1), [&] {
-    story += "t";
-    if (story.size() == 3) {
+    order += "t";
+    if (order.size() == 3) {
       repeating.stop();
       std::raise(SIGUSR1);
     }
   });
-  std::jthread other([&] { main.post([&] { story.insert(0, "p"); }); });
+  std::jthread other([&] { main.post([&] { order.insert(0, "p"); }); });
   other.join();
   main.run();
-  EXPECT_EQ(story, "ptts");
+  EXPECT_EQ(order, "ptts");
 }
 
-TEST(AsioMainThread, ATimerMayOutliveIt) {
+TEST(AsioMainThread, TimersAndCallersMayOutliveIt) {
   std::optional<AsioMainThread> main(std::in_place);
+  std::optional<MainThreadCallback> owner(std::in_place, *main);
   const Timer timer = main->after(seconds(100), [] {});
+  bool wasCalled = false;
+  const auto call = (*owner)([&] { wasCalled = true; });
+  call();
+  owner.reset();
+  main->post([&] { main->stop(); });
+  main->run();
   main.reset();
+  call();
+  EXPECT_FALSE(wasCalled) << "its owner had gone";
 }
 
 }  // namespace

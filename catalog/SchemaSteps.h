@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <filesystem>
+
+namespace vaultmere {
+
+class Connection;
+
+/// The schema version that this program reads and writes. A store carries its
+/// own in `user_version`; 0 is a new store.
+inline constexpr int kSchemaVersion = 3;
+
+/// Brings the store up to `version`, step by step and in one transaction: each
+/// step adds the tables, columns and indexes of one version, and what is there
+/// stays. Throws CatalogError, also for a store of a later version.
+void prepareSchema(Connection& connection, int version = kSchemaVersion);
+
+/// The version of an open store. Throws CatalogError.
+[[nodiscard]] int schemaVersion(Connection& connection);
+
+/// The version of a store that nobody uses, such as a backup: the file is read
+/// as it is, without its write-ahead log, and not changed. Throws CatalogError,
+/// also for a file that is no store.
+[[nodiscard]] int schemaVersion(const std::filesystem::path& store);
+
+}  // namespace vaultmere
