@@ -30,6 +30,8 @@ ImportStats statsOf(const IngestCoordinator::BatchResult& batch) {
       case IngestOutcome::failed:
         ++stats.failed;
         break;
+      case IngestOutcome::cancelled:
+        break;
     }
   }
   return stats;
@@ -87,14 +89,17 @@ void ImportController::configure(const std::shared_ptr<CatalogContext>& context,
   if (!newRoot) {
     return;
   }
-  Ingestor ingestor(
-      {CatalogWriter(context), *newRoot,
-       [gate = dependencies_.gate](dev_t device) { return gate->expectedDevice() == device; },
-       [gate = dependencies_.gate](std::int64_t bytes) { return gate->allows(bytes); },
-       dependencies_.protectedFolders, dependencies_.vision, process_.get_token()});
+  const auto& gate = dependencies_.gate;
+  const Ingestor::Factory ingestors(
+      {.root = {*newRoot, [gate](dev_t device) { return gate->expectedDevice() == device; }},
+       .gate = [gate](std::int64_t bytes) { return gate->allows(bytes); },
+       .neverScanned = dependencies_.protectedFolders,
+       .neverRemoved = {},
+       .vision = dependencies_.vision,
+       .stop = process_.get_token()});
   coordinator_ = std::make_shared<IngestCoordinator>(IngestCoordinator::Options{
-      std::move(ingestor), dependencies_.log, [&main = dependencies_.main] { return main.now(); },
-      dependencies_.pool, queue_});
+      ingestors.make(CatalogWriter(context)), dependencies_.log,
+      [&main = dependencies_.main] { return main.now(); }, dependencies_.pool, queue_});
 }
 
 void ImportController::importDropped(std::vector<std::filesystem::path> locations,

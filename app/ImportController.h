@@ -49,7 +49,7 @@ class ImportController {
     ThreadPool& pool;
     std::shared_ptr<SpaceGate> gate;
     std::shared_ptr<ImportLog> log;
-    std::vector<std::filesystem::path> protectedFolders;  ///< never a source
+    std::vector<std::filesystem::path> protectedFolders;  ///< never scanned
     const Vision* vision = nullptr;
     ChangeSignal& changed;
     /// An import is about to use the drives.

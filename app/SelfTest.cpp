@@ -30,6 +30,21 @@ std::string photoLine(const AnalyzedPhoto& photo) {
       photo.aestheticScore ? fmt::format("{:.2f}", *photo.aestheticScore) : "nil");
 }
 
+/// The path as rows keep it: absolute, without "." and "..", and without a slash
+/// at its end. As it stands for an empty path, or when the working folder is gone.
+std::filesystem::path absolute(const std::filesystem::path& path) {
+  std::error_code error;
+  const auto whole = std::filesystem::absolute(path, error);
+  // ".." behind a link leads elsewhere than it reads.
+  const bool goesUp = std::find(whole.begin(), whole.end(), "..") != whole.end();
+  const auto normal =
+      goesUp && !error ? std::filesystem::weakly_canonical(whole, error) : whole.lexically_normal();
+  if (error) {
+    return path;
+  }
+  return normal.has_filename() ? normal : normal.parent_path();
+}
+
 /// Makes the root and says which device it lies on. When it can't be made, each
 /// file's own failure tells.
 std::optional<dev_t> makeRoot(const std::filesystem::path& root) {
@@ -59,15 +74,16 @@ void SelfTest::run(const std::string& folder, const std::string& archive) const 
     logLine(fmt::format("Vaultmere: self-test without a catalog — {}", error.what()));
     return;
   }
-  std::error_code isRelative;  // an empty path, or the working folder has gone
-  std::filesystem::path root = std::filesystem::absolute(archive, isRelative);
-  if (isRelative) {
-    root = archive;
-  }
+  const std::filesystem::path root = absolute(archive);
   const auto device = makeRoot(root);
-  const Ingestor ingestor({CatalogWriter(context), root,
-                           [device](dev_t current) { return device == current; }, nullptr,
-                           protectedFolders, vision, stop});
+  const Ingestor ingestor =
+      Ingestor::Factory({.root = {root, [device](dev_t current) { return device == current; }},
+                         .gate = nullptr,
+                         .neverScanned = protectedFolders,
+                         .neverRemoved = protectedFolders,
+                         .vision = vision,
+                         .stop = stop})
+          .make(CatalogWriter(context));
   logLine(fmt::format("SELFTEST_BEGIN dir={} archive={}", folder, archive));
   const auto first = ingestor.ingestFolder(folder, false);
   if (stop.stop_requested()) {

@@ -24,16 +24,17 @@ Freezer::Freezer(const fs::path& folder)
   catalog_ = std::make_unique<VaultmereCatalog>(
       VaultmereCatalog::Options{data, nullptr, [](auto) {}}, pool_);
   const dev_t expected = fileStatus(root)->stamp.device;
-  const Ingestor ingestor({CatalogWriter(catalog_->newBackgroundContext()),
-                           root,
-                           [expected](dev_t device) { return device == expected; },
-                           nullptr,
-                           {data},
-                           nullptr,
-                           {}});
-  coordinator_ = std::make_shared<IngestCoordinator>(IngestCoordinator::Options{
-      ingestor, std::make_shared<ImportLog>(data / "import-log.jsonl", pool_),
-      [] { return std::chrono::system_clock::now(); }, pool_, queue_});
+  const Ingestor::Factory ingestors(
+      {.root = {root, [expected](dev_t device) { return device == expected; }},
+       .gate = nullptr,
+       .neverScanned = {data},
+       .neverRemoved = {data},
+       .vision = nullptr,
+       .stop = {}});
+  coordinator_ = std::make_shared<IngestCoordinator>(
+      IngestCoordinator::Options{ingestors.make(CatalogWriter(catalog_->newBackgroundContext())),
+                                 std::make_shared<ImportLog>(data / "import-log.jsonl", pool_),
+                                 [] { return std::chrono::system_clock::now(); }, pool_, queue_});
 }
 
 Freezer::~Freezer() { pool_.join(); }

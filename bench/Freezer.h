@@ -9,7 +9,7 @@
 
 namespace vaultmere::bench {
 
-/// The program's road from dropped files to rows, with an empty archive and an
+/// The program's pipeline from dropped files to rows, with an empty archive and an
 /// empty catalog and the threads that the program would have.
 class Freezer {
  public:

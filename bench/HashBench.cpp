@@ -10,7 +10,7 @@
 #include "bench/Benchmark.h"
 #include "bench/Commands.h"
 #include "bench/Measurement.h"
-#include "intake/Archiver.h"
+#include "intake/FileHash.h"
 #include "tests/support/FileTools.h"
 
 namespace vaultmere::bench {

@@ -97,6 +97,22 @@ void mergeDuplicate(Connection& connection, const AnalyzedPhoto& photo, std::int
   }
 }
 
+/// Gives a known still the motion file that came later.
+void addMotionFile(Connection& connection, const AnalyzedPhoto& photo, std::int64_t row) {
+  if (photo.liveMotionFile && photo.liveMotionPath) {
+    connection
+        .prepare(
+            "UPDATE Photo SET mediaType = ?, liveMotionFile = ?, liveMotionPath = ?,"
+            " liveMotionSize = ? WHERE pk = ? AND liveMotionFile IS NULL")
+        .bind(1, std::string_view(photo.mediaType))
+        .bind(2, std::string_view(*photo.liveMotionFile))
+        .bind(3, std::string_view(*photo.liveMotionPath))
+        .bind(4, photo.liveMotionSize.value_or(0))
+        .bind(5, row)
+        .step();
+  }
+}
+
 CatalogWriter::Outcome writeTo(Connection& connection, const AnalyzedPhoto& photo) {
   Transaction transaction(connection);
   std::optional<std::int64_t> known;
@@ -115,6 +131,7 @@ CatalogWriter::Outcome writeTo(Connection& connection, const AnalyzedPhoto& phot
   }
   if (known) {
     mergeDuplicate(connection, photo, *known, knownUUID, std::move(aliases));
+    addMotionFile(connection, photo, *known);
   } else {
     const std::int64_t row = insertPhoto(connection, rowOf(photo));
     linkNames(connection, kTags, row, photo.tags);
@@ -131,6 +148,12 @@ CatalogWriter::CatalogWriter(std::shared_ptr<CatalogContext> context)
 
 CatalogWriter::Outcome CatalogWriter::write(const AnalyzedPhoto& photo) const {
   return context_->perform([&](Connection& connection) { return writeTo(connection, photo); });
+}
+
+bool CatalogWriter::holds(std::string_view id) const {
+  return context_->perform([&](Connection& connection) {
+    return connection.prepare("SELECT 1 FROM Photo WHERE id = ?").bind(1, id).step();
+  });
 }
 
 }  // namespace vaultmere

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <string_view>
 
 #include "catalog/AnalyzedPhoto.h"
 #include "catalog/CatalogContext.h"
@@ -18,10 +19,14 @@ class CatalogWriter {
   explicit CatalogWriter(std::shared_ptr<CatalogContext> context);
 
   /// Records one item, on this thread, in the context's turn and in one durable
-  /// transaction. A known `id` gives `duplicate`; of such a record only the
-  /// photo library's identifier is merged into the row, nothing else of the row
-  /// changes. Throws CatalogError, and then nothing has changed.
+  /// transaction. A known `id` gives `duplicate`; of such a record the photo
+  /// library's identifier is merged into the row, and its motion file is added to
+  /// a row without one; nothing else of the row changes. Throws CatalogError, and
+  /// then nothing has changed.
   [[nodiscard]] Outcome write(const AnalyzedPhoto& photo) const;
+
+  /// Whether there is a row of this `id`. Throws CatalogError.
+  [[nodiscard]] bool holds(std::string_view id) const;
 
  private:
   std::shared_ptr<CatalogContext> context_;

@@ -35,11 +35,13 @@ void Batch::workOnNext() {
 }
 
 void Batch::take(const AssetGroup& group, Ingestor::Result result) {
-  logOutcome(group, result);
-  count(result.outcome);
-  result.photo.reset();
-  results_.push_back(std::move(result));
-  options_.observer(options_.progress);
+  if (result.outcome != IngestOutcome::cancelled) {
+    logOutcome(group, result);
+    count(result.outcome);
+    result.photo.reset();
+    results_.push_back(std::move(result));
+    options_.observer(options_.progress);
+  }
   --inWork_;
   workOnNext();
   finishIfIdle();
@@ -60,6 +62,8 @@ void Batch::count(IngestOutcome outcome) {
       break;
     case IngestOutcome::failed:
       ++progress.failed;
+      break;
+    case IngestOutcome::cancelled:
       break;
   }
 }

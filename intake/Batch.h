@@ -23,7 +23,7 @@ class Batch : public std::enable_shared_from_this<Batch> {
     ThreadPool& pool;
     std::vector<AssetGroup> groups;
     bool deleteSource = false;
-    std::string source;  ///< the log's word for the door
+    std::string source;  ///< the log's word for where the groups come from
     std::stop_token stop;
     BatchProgress progress;
     std::function<void(const BatchProgress&)> observer;

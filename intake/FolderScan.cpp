@@ -131,7 +131,7 @@ FolderContent readFolder(const fs::path& folder, const ProtectedFolders& protect
       }
     }
   } catch (const FileError& error) {
-    logLine(std::string("Vaultmere: folder left out — ") + error.what());
+    logLine(std::string("Vaultmere: folder skipped — ") + error.what());
   }
   return content;
 }

@@ -26,9 +26,8 @@ struct ScanResult {
 /// then the videos that no still took.
 [[nodiscard]] ScanResult groupFiles(std::vector<std::filesystem::path> files);
 
-/// AppDirectories that no scan enters and whose files nobody removes: the archive and
-/// the program's own data. Known by device and inode, so that another path to
-/// the same folder (a link, a bind mount) is known as well. A value of the
+/// Folders that are left alone. Known by device and inode, so that another path
+/// to the same folder (a link, a bind mount) is known as well. A value of the
 /// moment it was made.
 class ProtectedFolders {
  public:

@@ -7,7 +7,8 @@
 #include "analysis/PixelStats.h"
 #include "analysis/VideoMetadata.h"
 #include "analysis/VisionAnalysis.h"
-#include "intake/Archiver.h"
+#include "intake/ArchiveLayout.h"
+#include "intake/FileHash.h"
 #include "platform/Calendar.h"
 #include "platform/Text.h"
 
@@ -56,7 +57,7 @@ GroupAnalysis analyzeGroup(const AssetGroup& group, const PhotosMeta* meta, cons
   const bool isVideo = mediaTypeOf(extension) == MediaType::video;
   photo.mediaType = isVideo ? "video" : group.motion ? "live_photo" : "image";
   photo.sizeBytes = hashed.size;
-  photo.originalFilename = displayName(group.primary);
+  photo.originalFilename = displayName(group.name.value_or(group.primary));
   photo.processedAt = rfc3339(std::chrono::system_clock::now());
   if (meta != nullptr) {
     takeLibraryValues(photo, *meta);
@@ -78,19 +79,19 @@ GroupAnalysis analyzeGroup(const AssetGroup& group, const PhotosMeta* meta, cons
     photo.gpsLon = meta->gpsLon;
   }
   dates.photos = meta != nullptr ? meta->captureDate : std::nullopt;
-  dates.filename = dateFromFilename(group.primary.filename().native());
+  dates.filename = dateFromFilename(group.dateName.value_or(group.primary).filename().native());
   dates.filemtime = localDateString(hashed.stamp.modified());
   CaptureDate date = resolveCaptureDate(dates);
   photo.captureDate = std::move(date.captureDate);
   photo.captureDateSource = std::move(date.captureDateSource);
   photo.captureDateConfidence = std::move(date.captureDateConfidence);
   if (group.motion) {
-    photo.liveMotionFile = photo.id + ".mov";
+    photo.liveMotionFile = motionFileName(photo.id);
     const auto status = fileStatus(*group.motion);
     photo.liveMotionSize = status ? status->stamp.size : 0;
     analysis.motion = status ? std::optional(status->stamp) : std::nullopt;
   }
-  photo.targetPath = Archiver::targetPath(photo.captureDate, photo.id, photo.ext);
+  photo.targetPath = archivePathOf(photo.captureDate, photo.id, photo.ext);
   return analysis;
 }
 

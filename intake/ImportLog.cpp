@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
+#include <ranges>
+#include <span>
 
 #include "platform/Calendar.h"
 #include "platform/Files.h"
@@ -10,8 +12,11 @@
 namespace vaultmere {
 namespace {
 
-/// A line takes some 300 bytes; a larger log than this is no longer read.
-constexpr std::size_t kMaxLog = std::size_t{2} << 30;
+/// The file is read backwards in pieces of this many bytes.
+constexpr std::int64_t kPiece = 64 * 1024;
+/// A line takes some 300 bytes. Further back than this nothing is read, so that
+/// a file without line breaks doesn't fill the memory.
+constexpr std::size_t kMaxRead = std::size_t{64} << 20;
 
 std::string encode(const ImportLogEntry& entry) {
   nlohmann::json json{{"id", entry.id},     {"date", rfc3339(entry.date)},
@@ -41,6 +46,34 @@ std::optional<ImportLogEntry> decode(std::string_view line) {
   }
 }
 
+/// The end of a file, from the start of a line on: at least its last `limit`
+/// lines that aren't empty, as far as there are so many within kMaxRead.
+std::string tail(const File& file, std::size_t limit) {
+  std::vector<std::string> pieces;  // the last one first
+  std::size_t lines = 0;
+  std::size_t bytes = 0;
+  std::int64_t start = file.status().stamp.size;
+  while (start > 0 && lines <= limit && bytes < kMaxRead) {
+    const std::int64_t end = start;
+    start = std::max<std::int64_t>(0, end - kPiece);
+    std::string piece(static_cast<std::size_t>(end - start), '\0');
+    piece.resize(file.readAt(start, std::as_writable_bytes(std::span(piece))));
+    for (std::size_t i = 1; i < piece.size(); ++i) {
+      if (piece[i] == '\n' && piece[i - 1] != '\n') {
+        ++lines;
+      }
+    }
+    bytes += piece.size();
+    pieces.push_back(std::move(piece));
+  }
+  std::string text;
+  text.reserve(bytes);
+  for (const std::string& piece : pieces | std::views::reverse) {
+    text += piece;
+  }
+  return start == 0 ? text : text.substr(std::min(text.size(), text.find('\n')));
+}
+
 /// The last `limit` lines that aren't empty, from the last one back.
 std::vector<std::string_view> lastLines(std::string_view text, std::size_t limit) {
   std::vector<std::string_view> lines;
@@ -53,6 +86,13 @@ std::vector<std::string_view> lastLines(std::string_view text, std::size_t limit
     text = text.substr(0, start == 0 ? 0 : start - 1);
   }
   return lines;
+}
+
+/// A crash may have left half a line at the end.
+bool endsWithLineBreak(const File& file) {
+  const std::int64_t size = file.status().stamp.size;
+  std::byte last{};
+  return size == 0 || (file.readAt(size - 1, {&last, 1}) == 1 && last == std::byte{'\n'});
 }
 
 }  // namespace
@@ -70,8 +110,7 @@ void ImportLog::append(const std::vector<ImportLogEntry>& entries) {
   queue_.perform([&] {
     try {
       File file = File::openForAppending(file_);
-      // A crash may have left half a line: it isn't to swallow ours.
-      if (file.status().stamp.size > 0 && !file.endsWith(std::byte{'\n'})) {
+      if (!endsWithLineBreak(file)) {
         lines.insert(0, 1, '\n');
       }
       file.write(std::as_bytes(std::span(lines)));
@@ -85,7 +124,7 @@ void ImportLog::append(const std::vector<ImportLogEntry>& entries) {
 std::vector<ImportLogEntry> ImportLog::read(std::size_t limit) {
   const std::string text = queue_.perform([&]() -> std::string {
     try {
-      return readFile(file_, kMaxLog);
+      return tail(File::openForReading(file_), limit);
     } catch (const FileError&) {
       return {};
     }

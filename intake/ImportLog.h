@@ -27,8 +27,8 @@ struct ImportLogEntry {
   bool operator==(const ImportLogEntry&) const = default;
 };
 
-/// The story of everything that came in, also of what left no row: a file of
-/// one JSON object a line. Informational: nothing reads it back to decide.
+/// What happened to each file that came in, also to those that left no row: a
+/// file of one JSON object a line. Informational: nothing reads it back to decide.
 ///
 /// A serial worker: each call waits for its turn, from any thread, and none
 /// ever fails. Lines that can't be written are lost.

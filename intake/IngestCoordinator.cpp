@@ -2,9 +2,11 @@
 #include "intake/IngestCoordinator.h"
 
 #include <algorithm>
+#include <optional>
 
 #include "intake/Batch.h"
 #include "intake/FolderListing.h"
+#include "platform/FileLease.h"
 #include "platform/Text.h"
 #include "platform/Uuid.h"
 
@@ -60,7 +62,7 @@ void IngestCoordinator::ingestDropped(std::vector<fs::path> locations, bool dele
     if (observer.started) {
       observer.started();
     }
-    const ProtectedFolders protect = self->options_.ingestor.protectedFolders();
+    const ProtectedFolders protect = self->options_.ingestor.unscannedFolders();
     ScanResult found;
     std::vector<fs::path> loose;
     for (const fs::path& location : locations) {
@@ -79,7 +81,7 @@ void IngestCoordinator::ingestDropped(std::vector<fs::path> locations, bool dele
                                            std::move(found.groups), deleteSource, "intake", stop,
                                            BatchProgress{.junk = junk}, observer.progress,
                                            [done, junk](std::vector<Ingestor::Result> results) {
-                                             done({std::move(results), junk, 0, 0});
+                                             done({.results = std::move(results), .junk = junk});
                                            },
                                            std::move(turn)})
         ->start();
@@ -87,7 +89,7 @@ void IngestCoordinator::ingestDropped(std::vector<fs::path> locations, bool dele
 }
 
 IngestCoordinator::InboxScanner IngestCoordinator::inboxScanner() const {
-  return [protect = options_.ingestor.protectedPaths(), now = options_.now(),
+  return [protect = options_.ingestor.unscannedPaths(), now = options_.now(),
           settle = options_.settleSeconds](const fs::path& folder) {
     InboxScan scan;
     scan.groups = scanFolder(folder, ProtectedFolders(protect)).groups;

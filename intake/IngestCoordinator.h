@@ -37,7 +37,8 @@ struct BatchProgress {
 /// that two coordinators on one queue never work at once; only the groups of
 /// one batch run side by side. Callbacks come on pool threads, in one order:
 /// start, progress, done; they must not block. A stop keeps further groups from
-/// starting, and those in flight run to their end.
+/// starting, and those in flight run to their end. Groups that the ingestor's own
+/// stop cancels are neither counted nor logged.
 class IngestCoordinator : public std::enable_shared_from_this<IngestCoordinator> {
  public:
   struct Options {
@@ -69,7 +70,7 @@ class IngestCoordinator : public std::enable_shared_from_this<IngestCoordinator>
   /// The results in the order of completion. They carry no `photo`: a batch may
   /// be a whole library.
   struct BatchResult {
-    std::vector<Ingestor::Result> results;
+    std::vector<Ingestor::Result> results{};
     std::size_t junk = 0;       ///< of a drop
     std::size_t unsettled = 0;  ///< of a pass: groups that still change
     /// Of a pass whose scan found such: see `FolderListing::fingerprint`.
@@ -78,6 +79,9 @@ class IngestCoordinator : public std::enable_shared_from_this<IngestCoordinator>
   using Done = std::function<void(BatchResult)>;
 
   explicit IngestCoordinator(Options options);
+
+  // What is stopped before its turn comes gives no callback but an empty `done`;
+  // nothing is looked at or logged.
 
   /// Takes dropped files and folders. Loose files group with one another,
   /// a folder's files within their folder; junk is logged before work starts.

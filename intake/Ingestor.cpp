@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "intake/Ingestor.h"
 
+#include <cerrno>
 #include <iterator>
 
+#include "intake/ArchiveLayout.h"
 #include "platform/Log.h"
 #include "platform/Text.h"
 
@@ -17,6 +19,7 @@ void fillInCopies(AnalyzedPhoto& photo, const Archiver::Archived& archived) {
   photo.storage = "archive";
   if (archived.liveMotionPath) {
     photo.liveMotionPath = displayPath(*archived.liveMotionPath);
+    photo.liveMotionSize = archived.liveMotionSize;
   }
 }
 
@@ -30,25 +33,30 @@ const char* outcomeText(IngestOutcome outcome) {
       return "duplicate";
     case IngestOutcome::skipped:
       return "skipped";
+    case IngestOutcome::cancelled:
+      return "cancelled";
     case IngestOutcome::failed:
       break;
   }
   return "failed";
 }
 
-Ingestor::Ingestor(Options options)
-    : options_(std::move(options)),
-      archiver_({options_.archiveRoot, options_.acceptsDevice, options_.stop}) {}
+Ingestor::Factory::Factory(Options options)
+    : options_(std::move(options)), archiver_(options_.root, options_.stop) {}
+
+Ingestor Ingestor::Factory::make(CatalogWriter writer) const {
+  return {std::move(writer), options_, archiver_};
+}
 
 Ingestor::Result Ingestor::process(const AssetGroup& group, bool deleteSource,
                                    const PhotosMeta* meta) const {
-  std::optional<GroupAnalysis> analysis;
-  Result result;
+  Processed processed;
+  Result& result = processed.result;
   try {
-    analysis = analyzeGroup(group, meta, options_.vision, options_.stop);
-    result = archiveAndRecord(group, analysis->photo, deleteSource);
+    processed = archiveAndRecord(group, meta, deleteSource);
   } catch (const std::exception& error) {
-    result.outcome = IngestOutcome::failed;
+    result.outcome =
+        options_.stop.stop_requested() ? IngestOutcome::cancelled : IngestOutcome::failed;
     result.error = validUtf8(error.what());
   }
   result.filename = displayName(group.primary);
@@ -56,77 +64,61 @@ Ingestor::Result Ingestor::process(const AssetGroup& group, bool deleteSource,
   const bool motionMayGo =
       group.motionRefCount ? group.motionRefCount->finish(succeeded) : succeeded;
   if (succeeded && deleteSource) {
-    removeSources(group, *analysis, motionMayGo);
+    removeSources(processed, motionMayGo);
   }
-  return result;
+  return std::move(result);
 }
 
-Ingestor::Result Ingestor::archiveAndRecord(const AssetGroup& group, AnalyzedPhoto photo,
-                                            bool sourcesGo) const {
-  Result result;
+Ingestor::Processed Ingestor::archiveAndRecord(const AssetGroup& group, const PhotosMeta* meta,
+                                               bool sourcesGo) const {
+  GroupAnalysis analysis = analyzeGroup(group, meta, options_.vision, options_.stop);
+  AnalyzedPhoto& photo = analysis.photo;
+  Processed processed;
   if (options_.gate && !options_.gate(photo.sizeBytes + photo.liveMotionSize.value_or(0))) {
-    result.outcome = IngestOutcome::skipped;
-    result.error = kRefusedByGate;
-    return result;
+    processed.result.outcome = IngestOutcome::skipped;
+    processed.result.error = kRefusedByGate;
+    return processed;
   }
-  fillInCopies(photo, archiver_.archive(group.primary, group.motion, photo, sourcesGo));
-  const auto written = options_.writer.write(photo);
-  result.outcome = written == CatalogWriter::Outcome::inserted ? IngestOutcome::inserted
-                                                               : IngestOutcome::duplicate;
-  result.photo = std::move(photo);
-  return result;
+  const Archiver::Archived archived =
+      archiver_.archive(group.primary, group.motion, photo, sourcesGo);
+  fillInCopies(photo, archived);
+  const fs::path target = photo.targetPath;
+  processed.primary = {group.primary, analysis.primary, target, photo.id};
+  if (archived.motionDiffers) {
+    const AssetGroup video{*group.motion, std::nullopt, true, nullptr};
+    Processed own = archiveAndRecord(video, nullptr, sourcesGo);
+    if (!own.result.photo) {
+      return own;
+    }
+    logLine("Vaultmere: archived as a video of its own, since its still has another one — " +
+            displayPath(*group.motion));
+    processed.motion = std::move(own.primary);
+  } else if (group.motion) {
+    processed.motion = {*group.motion, analysis.motion,
+                        target.parent_path() / motionFileName(photo.id), photo.id};
+  }
+  const auto written = writer_.write(photo);
+  processed.result.outcome = written == CatalogWriter::Outcome::inserted ? IngestOutcome::inserted
+                                                                         : IngestOutcome::duplicate;
+  processed.result.photo = std::move(photo);
+  return processed;
 }
 
 /// The motion file goes first, and without it the still stays: a motion file
 /// left alone would look like an item of its own to the next run.
-void Ingestor::removeSources(const AssetGroup& group, const GroupAnalysis& analysis,
-                             bool motionMayGo) const {
-  const fs::path target = options_.archiveRoot / analysis.photo.targetPath;
-  if (group.motion && motionMayGo) {
-    const fs::path motionTarget = target.parent_path() / *analysis.photo.liveMotionFile;
-    if (!removeSource(*group.motion, analysis.motion, motionTarget)) {
-      return;
-    }
+void Ingestor::removeSources(const Processed& processed, bool motionMayGo) const {
+  const SourceRemover remover({options_.root, options_.neverRemoved,
+                               [this](const std::string& id) { return writer_.holds(id); }});
+  if (processed.motion && motionMayGo && !remover.remove(*processed.motion)) {
+    return;
   }
-  removeSource(group.primary, analysis.primary, target);
-}
-
-bool Ingestor::isOnDestination(dev_t device) const {
-  return !options_.acceptsDevice || options_.acceptsDevice(device);
-}
-
-/// True when the source is gone.
-bool Ingestor::removeSource(const fs::path& source, const std::optional<FileStamp>& asRead,
-                            const fs::path& archived) const {
-  const auto now = fileStatus(source);
-  const auto archivedNow = fileStatus(archived);
-  const char* reason = nullptr;
-  if (!now || now->stamp != asRead) {
-    reason = "it has changed since it was read";
-  } else if (isBeingWritten(source)) {
-    reason = "it is open for writing";
-  } else if (!archivedNow || !isOnDestination(archivedNow->stamp.device)) {
-    reason = "its archived file is out of reach";
-  } else if (archivedNow->stamp.sameFile(now->stamp) || protectedFolders().cover(source)) {
-    reason = "it lies in the archive";
-  }
-  if (reason != nullptr) {
-    logLine("Vaultmere: source stays — " + displayPath(source) + ": " + reason);
-    return false;
-  }
-  try {
-    removeFile(source);
-    return true;
-  } catch (const FileError& error) {
-    logLine(std::string("Vaultmere: source stays — ") + error.what());
-    return false;
-  }
+  (void)remover.remove(*processed.primary);
 }
 
 std::vector<Ingestor::Result> Ingestor::ingestFolder(const fs::path& folder,
                                                      bool deleteSource) const {
   std::vector<Result> results;
-  const ProtectedFolders protect = protectedFolders();
+  const ProtectedFolders protect = unscannedFolders();
   if (protect.cover(folder)) {
     return results;
   }
@@ -139,18 +131,22 @@ std::vector<Ingestor::Result> Ingestor::ingestFolder(const fs::path& folder,
       if (options_.stop.stop_requested()) {
         return results;
       }
-      results.push_back(process(group, deleteSource));
+      Result result = process(group, deleteSource);
+      if (result.outcome == IngestOutcome::cancelled) {
+        return results;
+      }
+      results.push_back(std::move(result));
     }
     std::move(content.folders.rbegin(), content.folders.rend(), std::back_inserter(waiting));
   }
   return results;
 }
 
-ProtectedFolders Ingestor::protectedFolders() const { return ProtectedFolders(protectedPaths()); }
+ProtectedFolders Ingestor::unscannedFolders() const { return ProtectedFolders(unscannedPaths()); }
 
-std::vector<fs::path> Ingestor::protectedPaths() const {
-  std::vector<fs::path> folders = options_.protectedFolders;
-  folders.push_back(options_.archiveRoot);
+std::vector<fs::path> Ingestor::unscannedPaths() const {
+  std::vector<fs::path> folders = options_.neverScanned;
+  folders.push_back(options_.root.path);
   return folders;
 }
 

@@ -12,15 +12,19 @@
 #include "intake/Archiver.h"
 #include "intake/FolderScan.h"
 #include "intake/GroupAnalysis.h"
+#include "intake/SourceRemover.h"
 
 namespace vaultmere {
 
 /// What became of a group. The texts go into the import log: never change them.
-enum class IngestOutcome { inserted, duplicate, skipped, failed };
+/// A cancelled group has been ended by the program's end: it leaves no trace, in
+/// the archive or in the log.
+enum class IngestOutcome { inserted, duplicate, skipped, failed, cancelled };
 [[nodiscard]] const char* outcomeText(IngestOutcome outcome);
 
-/// The road of one group: analysed, asked through the space gate, copied with
-/// verification, recorded, and only then, when told to, removed at its source.
+/// The pipeline of one group: analysed, asked through the space gate, copied
+/// with verification, recorded, and only then, when told to, removed at its
+/// source.
 ///
 /// A value that holds no state of its own: any thread, several groups at once;
 /// only the writes queue up. Every failure of a group is a result. Running
@@ -28,14 +32,14 @@ enum class IngestOutcome { inserted, duplicate, skipped, failed };
 class Ingestor {
  public:
   struct Options {
-    CatalogWriter writer;
-    std::filesystem::path archiveRoot;
-    /// See Archiver::Options.
-    std::function<bool(dev_t device)> acceptsDevice;
+    ArchiveRoot root;
     /// Whether a copy of so many bytes may go ahead; null means always.
     std::function<bool(std::int64_t bytes)> gate;
-    /// AppDirectories besides the archive that are never a source: the program's data.
-    std::vector<std::filesystem::path> protectedFolders;
+    /// Folders besides the archive that no scan enters: the program's data.
+    std::vector<std::filesystem::path> neverScanned;
+    /// Folders besides the archive of whose files none is removed. Staged files
+    /// in the program's data may be.
+    std::vector<std::filesystem::path> neverRemoved;
     /// Looks at the pictures; null means nobody does.
     const Vision* vision = nullptr;
     /// Ends groups at once, also half-way through a copy: for the process's end.
@@ -46,39 +50,58 @@ class Ingestor {
     std::string filename;  ///< last path component of the primary
     IngestOutcome outcome = IngestOutcome::failed;
     std::optional<AnalyzedPhoto> photo;  ///< for `inserted` and `duplicate`
-    std::optional<std::string> error;    ///< for the other two
+    std::optional<std::string> error;    ///< for the others
   };
 
-  explicit Ingestor(Options options);
+  /// Makes the ingestors of one archive: each writes its rows through a context
+  /// of its own, and all share the rest. Any thread.
+  class Factory {
+   public:
+    explicit Factory(Options options);
+    [[nodiscard]] Ingestor make(CatalogWriter writer) const;
 
-  /// Takes one group down the whole road; never throws. With `deleteSource`
-  /// the group's files are removed after success, unless they have been
-  /// written since they were read, lie in the archive, or are the archived
-  /// file itself; one that can't be removed stays. `meta` comes from the photo
-  /// library, or is null.
+   private:
+    Options options_;
+    Archiver archiver_;
+  };
+
+  /// Takes one group through the whole pipeline; never throws. With
+  /// `deleteSource` the group's files are removed after success, as far as
+  /// SourceRemover lets them. `meta` comes from the photo library, or is null.
+  ///
+  /// A motion file that differs from the one that the archive has for the same
+  /// still becomes a video of its own; the result is the still's.
   [[nodiscard]] Result process(const AssetGroup& group, bool deleteSource,
                                const PhotosMeta* meta = nullptr) const;
 
-  /// Takes a whole tree down the road, one group after the other, without its
-  /// junk. A folder that can't be listed adds nothing. A stop ends it early.
+  /// Takes a whole tree through the pipeline, one group after the other, without
+  /// its junk. A folder that can't be listed adds nothing. A stop ends it early.
   [[nodiscard]] std::vector<Result> ingestFolder(const std::filesystem::path& folder,
                                                  bool deleteSource) const;
 
   /// The folders that scans for this ingestor leave out, as they are now.
-  [[nodiscard]] ProtectedFolders protectedFolders() const;
+  [[nodiscard]] ProtectedFolders unscannedFolders() const;
   /// Their paths.
-  [[nodiscard]] std::vector<std::filesystem::path> protectedPaths() const;
+  [[nodiscard]] std::vector<std::filesystem::path> unscannedPaths() const;
 
  private:
-  Result archiveAndRecord(const AssetGroup& group, AnalyzedPhoto photo, bool sourcesGo) const;
-  void removeSources(const AssetGroup& group, const GroupAnalysis& analysis,
-                     bool motionMayGo) const;
-  [[nodiscard]] bool isOnDestination(dev_t device) const;
-  bool removeSource(const std::filesystem::path& source, const std::optional<FileStamp>& asRead,
-                    const std::filesystem::path& archived) const;
+  /// A group's result, and its sources where it succeeded.
+  struct Processed {
+    Result result;
+    std::optional<ArchivedSource> primary;
+    std::optional<ArchivedSource> motion;
+  };
+
+  Ingestor(CatalogWriter writer, Options options, Archiver archiver)
+      : options_(std::move(options)), archiver_(std::move(archiver)), writer_(std::move(writer)) {}
+
+  [[nodiscard]] Processed archiveAndRecord(const AssetGroup& group, const PhotosMeta* meta,
+                                           bool sourcesGo) const;
+  void removeSources(const Processed& processed, bool motionMayGo) const;
 
   Options options_;
   Archiver archiver_;
+  CatalogWriter writer_;
 };
 
 }  // namespace vaultmere

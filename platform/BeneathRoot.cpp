@@ -8,32 +8,12 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <utility>
 
+#include "platform/Descriptor.h"
 #include "platform/SystemCall.h"
 
 namespace vaultmere {
 namespace {
-
-class Descriptor {
- public:
-  explicit Descriptor(int value) noexcept : value_(value) {}
-  ~Descriptor() {
-    if (value_ >= 0) {
-      ::close(value_);
-    }
-  }
-  Descriptor(Descriptor&& other) noexcept : value_(other.release()) {}
-  Descriptor& operator=(Descriptor&& other) noexcept {
-    std::swap(value_, other.value_);
-    return *this;
-  }
-  [[nodiscard]] int get() const noexcept { return value_; }
-  [[nodiscard]] int release() noexcept { return std::exchange(value_, -1); }
-
- private:
-  int value_;
-};
 
 constexpr int kFolderFlags = O_PATH | O_DIRECTORY | O_CLOEXEC;
 

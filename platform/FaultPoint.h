@@ -6,7 +6,7 @@
 
 namespace vaultmere {
 
-/// A step on the road of a file at which tests make something go wrong.
+/// A step in the pipeline of a file at which tests make something go wrong.
 ///
 /// `step` is the name of the system call ("open", "write", "fsync", "rename",
 /// …) or of a moment between two of them ("commit"). The hook returns the

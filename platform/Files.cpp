@@ -8,11 +8,9 @@
 
 #include <atomic>
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <memory>
-#include <mutex>
 #include <system_error>
 #include <utility>
 
@@ -43,10 +41,6 @@ FileStatus statusOf(const struct stat& s) {
   return status;
 }
 
-namespace {
-
-/// Says once a process that a file system doesn't do something that is only
-/// best effort.
 void logRefusal(std::atomic_flag& said, std::string_view what, const fs::path& path) {
   const std::string reason = std::generic_category().message(errno);
   if (!said.test_and_set()) {
@@ -59,8 +53,6 @@ bool isRefusal(int code) {
   return code == EINVAL || code == ENOTSUP || code == EROFS || code == ENOSYS || code == EPERM ||
          code == EACCES || code == EBADF;
 }
-
-}  // namespace
 
 FileError::FileError(std::string_view operation, const fs::path& path, int code)
     : std::runtime_error(std::string(operation) + " “" + displayPath(path) +
@@ -95,20 +87,6 @@ std::optional<FileStatus> linkStatus(const fs::path& path) {
     return std::nullopt;
   }
   return statusOf(s);
-}
-
-bool isBeingWritten(const fs::path& path) {
-  // Whoever opens the file while we hold the lease has us told by this signal,
-  // whose default is to end the process.
-  [[maybe_unused]] static const auto ignored = ::signal(SIGIO, SIG_IGN);
-  const int descriptor = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-  if (descriptor == -1) {
-    return false;
-  }
-  // A read lease is granted only while nobody has the file open for writing.
-  const bool isRefused = ::fcntl(descriptor, F_SETLEASE, F_RDLCK) == -1 && errno == EAGAIN;
-  ::close(descriptor);  // gives the lease back
-  return isRefused;
 }
 
 std::vector<DirectoryEntry> listDirectory(const fs::path& folder) {
@@ -225,6 +203,16 @@ void File::sync() {
   require("fsync", path_, [&] { return ::fsync(descriptor_); });
 }
 
+void File::syncWrittenByOthers() {
+  static std::atomic_flag said;
+  if (attempt("fsync", path_, [&] { return ::fsync(descriptor_); }) == -1) {
+    if (!isRefusal(errno)) {
+      throw FileError("fsync", path_, errno);
+    }
+    logRefusal(said, "a flush through a read-only descriptor", path_);
+  }
+}
+
 void File::dropCache() noexcept { ::posix_fadvise(descriptor_, 0, 0, POSIX_FADV_DONTNEED); }
 
 void File::takeAttributes(const FileStatus& source) noexcept {
@@ -237,7 +225,9 @@ void File::takeAttributes(const FileStatus& source) noexcept {
     rest += second;
     seconds -= 1;
   }
-  const timespec times[2] = {{0, UTIME_OMIT}, {seconds, rest}};
+  // Some FUSE drivers pass over a call that leaves one of the two times as it is.
+  const timespec time{seconds, rest};
+  const timespec times[2] = {time, time};
   if (attempt("fchmod", path_,
               [&] { return ::fchmod(descriptor_, source.permissions | S_IRUSR); }) == -1) {
     logRefusal(modeSaid, "the permission mode", path_);
@@ -253,10 +243,20 @@ FileStatus File::status() const {
   return statusOf(s);
 }
 
-bool File::endsWith(std::byte byte) const {
-  const std::int64_t size = status().stamp.size;
-  std::byte last{};
-  return size > 0 && ::pread(descriptor_, &last, 1, size - 1) == 1 && last == byte;
+std::size_t File::readAt(std::int64_t offset, std::span<std::byte> buffer) const {
+  std::size_t filled = 0;
+  while (filled < buffer.size()) {
+    const auto rest = buffer.subspan(filled);
+    const ssize_t count = require("read", path_, [&] {
+      return ::pread(descriptor_, rest.data(), rest.size(),
+                     offset + static_cast<std::int64_t>(filled));
+    });
+    if (count == 0) {
+      break;
+    }
+    filled += static_cast<std::size_t>(count);
+  }
+  return filled;
 }
 
 void File::close() {
@@ -277,55 +277,34 @@ void renameFile(const fs::path& from, const fs::path& to) {
   }
 }
 
-bool renameNoReplace(const fs::path& from, const fs::path& to) {
-  const auto rename = [&] {
-    return ::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE);
-  };
-  if (attempt("rename", to, rename) == 0) {
-    return true;
-  }
-  if (errno == EINVAL || errno == ENOSYS) {
-    static std::mutex mutex;
-    const std::lock_guard lock(mutex);
-    if (linkStatus(to)) {
-      return false;
-    }
-    renameFile(from, to);
-    return true;
-  }
-  if (errno != EEXIST) {
-    throw FileError("rename to", to, errno);
-  }
-  return false;
-}
-
 void removeFile(const fs::path& path) {
   if (attempt("unlink", path, [&] { return ::unlink(path.c_str()); }) == -1) {
     throw FileError("remove", path, errno);
   }
 }
 
-void syncDirectory(const fs::path& folder) {
+void syncDirectory(const fs::path& folder) { syncFolderAt(AT_FDCWD, folder.c_str(), folder); }
+
+void syncFolderAt(int at, const char* name, const fs::path& shown) {
   static std::atomic_flag said;
-  const int descriptor = attempt("opendir", folder, [&] {
-    return ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  });
+  const int descriptor = attempt(
+      "opendir", shown, [&] { return ::openat(at, name, O_RDONLY | O_DIRECTORY | O_CLOEXEC); });
   if (descriptor == -1) {
     if (!isRefusal(errno)) {
-      throw FileError("open", folder, errno);
+      throw FileError("open", shown, errno);
     }
-    logRefusal(said, "a flush of folders", folder);
+    logRefusal(said, "a flush of folders", shown);
     return;
   }
-  const int result = attempt("fsyncdir", folder, [&] { return ::fsync(descriptor); });
+  const int result = attempt("fsyncdir", shown, [&] { return ::fsync(descriptor); });
   const int code = errno;
   ::close(descriptor);
   if (result == -1) {
     if (!isRefusal(code)) {
-      throw FileError("flush", folder, code);
+      throw FileError("flush", shown, code);
     }
     errno = code;
-    logRefusal(said, "a flush of folders", folder);
+    logRefusal(said, "a flush of folders", shown);
   }
 }
 
@@ -351,18 +330,6 @@ fs::path parentOf(const fs::path& folder) {
 }
 
 }  // namespace
-
-void makeDirectoriesBelow(const fs::path& root, const fs::path& relative) {
-  fs::path folder = root;
-  for (const fs::path& component : relative) {
-    const fs::path parent = folder;
-    folder /= component;
-    makeDirectory(folder, 0777);
-    // Flushed also when it was there: whoever made it may have been killed
-    // before its own flush.
-    syncDirectory(parent);
-  }
-}
 
 void makeDirectories(const fs::path& folder, mode_t mode) {
   const auto status = fileStatus(folder);

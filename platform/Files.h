@@ -62,10 +62,6 @@ struct FileStatus {
 [[nodiscard]] std::optional<FileStatus> fileStatus(const fs::path& path);
 [[nodiscard]] std::optional<FileStatus> linkStatus(const fs::path& path);
 
-/// True when some process is known to have the file open for writing. False
-/// also where the system can't tell: another user's file, a network share.
-[[nodiscard]] bool isBeingWritten(const fs::path& path);
-
 struct DirectoryEntry {
   fs::path path;
   FileKind kind = FileKind::other;
@@ -96,19 +92,22 @@ class File {
 
   /// Reads up to a full span; 0 means the end.
   [[nodiscard]] std::size_t read(std::span<std::byte> buffer);
+  /// The same from an offset, without moving on.
+  [[nodiscard]] std::size_t readAt(std::int64_t offset, std::span<std::byte> buffer) const;
   void write(std::span<const std::byte> bytes);
   /// Flushes data and size to the medium (fsync).
   void sync();
+  /// The same for a file that somebody else has written and that is open for
+  /// reading only. File systems that refuse that get one log line a process.
+  void syncWrittenByOthers();
   /// Asks the system to forget the file's cached pages, so that the next
   /// reader gets them from the medium. Best effort.
   void dropCache() noexcept;
   /// Keeps the modification time and the permission bits of `source`; the owner
-  /// may always read. File systems that know neither get one log line a process and stay as they
-  /// are.
+  /// may always read. A file system that refuses either gets one log line a
+  /// process. One that accepts the time may still lose it: look afterwards.
   void takeAttributes(const FileStatus& source) noexcept;
   [[nodiscard]] FileStatus status() const;
-  /// True when the last byte of the file is `byte`; false for an empty file.
-  [[nodiscard]] bool endsWith(std::byte byte) const;
   void close();
   [[nodiscard]] int descriptor() const noexcept { return descriptor_; }
   [[nodiscard]] const fs::path& path() const noexcept { return path_; }
@@ -126,21 +125,12 @@ class File {
 /// rename(2): replaces what is there, atomically on one file system.
 void renameFile(const fs::path& from, const fs::path& to);
 
-/// The same to a name that nobody has. False when somebody has it by now, and
-/// then nothing has changed. Where the file system can't do that in one step
-/// (network shares), only this process' own calls keep out of each other's way.
-[[nodiscard]] bool renameNoReplace(const fs::path& from, const fs::path& to);
-
 /// unlink(2).
 void removeFile(const fs::path& path);
 
 /// Flushes a folder's entries. File systems that refuse it (exFAT, CIFS, FUSE)
 /// are passed over with one log line a process; a real failure throws.
 void syncDirectory(const fs::path& folder);
-
-/// Makes `root`/`relative` with all the folders between, each flushed in its
-/// parent. `root` itself is never made: when it is missing, this fails.
-void makeDirectoriesBelow(const fs::path& root, const fs::path& relative);
 
 /// Makes a folder with its parents, each flushed in its parent. `mode` goes to
 /// the folders that are made.

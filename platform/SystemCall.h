@@ -3,6 +3,7 @@
 
 #include <sys/stat.h>
 
+#include <atomic>
 #include <cerrno>
 #include <string_view>
 #include <utility>
@@ -40,5 +41,15 @@ auto require(std::string_view step, const fs::path& path, Call&& call) -> declty
 
 [[nodiscard]] FileKind kindOf(mode_t mode);
 [[nodiscard]] FileStatus statusOf(const struct stat& s);
+
+/// True for the errors by which a file system says that it doesn't know an
+/// operation at all.
+[[nodiscard]] bool isRefusal(int code);
+/// Says once a process that a file system doesn't do something that is only
+/// best effort. The reason is errno.
+void logRefusal(std::atomic_flag& said, std::string_view what, const fs::path& path);
+
+/// Flushes the folder `name` of the open folder `at`; see syncDirectory.
+void syncFolderAt(int at, const char* name, const fs::path& shown);
 
 }  // namespace vaultmere

@@ -35,24 +35,24 @@ TEST(ImageMetadata, IsReadFromAFileInOnePass) {
   options.metadata.gpsTimeStamp = "10:11:12.50";
   makeStill(folder / "a.jpg", options);
 
-  EXPECT_EQ(ImageMetadata::read(folder / "a.jpg"),
-            (ImageMetadata{.width = 320,
-                           .height = 200,
-                           .megapixels = 0.064,
-                           .orientation = 6,
-                           .mimeType = "image/jpeg",
-                           .dateTimeOriginal = "2021-06-01T10:11:12",
-                           .gpsDateTime = "2021-06-01T10:11:12",
-                           .gpsLat = -33.5,
-                           .gpsLon = -151.25,
-                           .cameraMake = "Northlight",
-                           .cameraModel = std::nullopt,
-                           .cameraLens = "Northlight 35mm",
-                           .software = std::nullopt,
-                           .iso = 400,
-                           .aperture = 2.8,
-                           .shutter = 1 / 250.0,
-                           .focalLength = 35}));
+  EXPECT_EQ(ImageMetadata::read(folder / "a.jpg"), (ImageMetadata{{.mimeType = "image/jpeg",
+                                                                   .width = 320,
+                                                                   .height = 200,
+                                                                   .megapixels = 0.064,
+                                                                   .orientation = 6,
+                                                                   .duration = {},
+                                                                   .gpsLat = -33.5,
+                                                                   .gpsLon = -151.25,
+                                                                   .cameraMake = "Northlight",
+                                                                   .cameraModel = {},
+                                                                   .cameraLens = "Northlight 35mm",
+                                                                   .iso = 400,
+                                                                   .aperture = 2.8,
+                                                                   .shutter = 1 / 250.0,
+                                                                   .focalLength = 35,
+                                                                   .software = {}},
+                                                                  "2021-06-01T10:11:12",
+                                                                  "2021-06-01T10:11:12"}));
 
   ImageMetadata onlyType;
   onlyType.mimeType = "image/jpeg";

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <future>
 
+#include "gallery/http/DescriptorLimit.h"
 #include "gallery/http/ListeningSockets.h"
 #include "platform/LocalAddress.h"
 #include "tests/app/Program.h"

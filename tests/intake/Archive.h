@@ -10,6 +10,7 @@
 
 #include "catalog/CatalogDate.h"
 #include "catalog/VaultmereCatalog.h"
+#include "intake/FileHash.h"
 #include "intake/Ingestor.h"
 #include "platform/Sha256.h"
 #include "tests/support/FileTools.h"
@@ -43,19 +44,22 @@ struct Archive {
         VaultmereCatalog::Options{data(), nullptr, [](auto) {}}, pool);
   }
 
-  [[nodiscard]] Ingestor::Options options() {
+  [[nodiscard]] Ingestor::Options options() const {
+    return {.root = {root(), nullptr},
+            .gate = nullptr,
+            .neverScanned = {data()},
+            .neverRemoved = {},
+            .vision = nullptr,
+            .stop = {}};
+  }
+  [[nodiscard]] Ingestor ingestor(Ingestor::Options options) {
     if (!catalog) {
       open();
     }
-    return {CatalogWriter(catalog->newBackgroundContext()),
-            root(),
-            nullptr,
-            nullptr,
-            {data()},
-            nullptr,
-            {}};
+    return Ingestor::Factory(std::move(options))
+        .make(CatalogWriter(catalog->newBackgroundContext()));
   }
-  [[nodiscard]] Ingestor ingestor() { return Ingestor(options()); }
+  [[nodiscard]] Ingestor ingestor() { return ingestor(options()); }
 
   /// The rows' targets, sorted.
   [[nodiscard]] std::vector<std::string> rows() {
@@ -69,6 +73,19 @@ struct Archive {
         targets.push_back(found.text(0));
       }
       return targets;
+    });
+  }
+  /// What the row of a file says of its motion file: media type, then name, path
+  /// and size where it has one.
+  [[nodiscard]] std::string motionOf(const std::string& bytes) {
+    const std::string id = hashOf(bytes);
+    return catalog->viewContext().perform([&](Connection& connection) {
+      auto found = connection.prepare(
+          "SELECT mediaType || coalesce(' ' || liveMotionFile || ' ' || liveMotionPath"
+          " || ' ' || liveMotionSize, '')"
+          " FROM Photo WHERE id = ?");
+      found.bind(1, std::string_view(id));
+      return found.step() ? found.text(0) : std::string();
     });
   }
   [[nodiscard]] std::vector<std::string> files() const { return filesBelow(root()); }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// What becomes of the user's files when any step on their road goes wrong.
+// What becomes of the user's files when any step of the pipeline fails.
 #include "tests/intake/CrashScenario.h"
 #include "tests/support/LogCapture.h"
 

@@ -54,15 +54,6 @@ TEST(FolderScan, GroupsByExtensionAndStem) {
   }
 }
 
-TEST(FolderScan, ASharedMotionFileGoesWithTheLastStillIfAllSucceeded) {
-  auto groups = groupFiles({"a.heic", "a.jpg", "a.mov"}).groups;
-  EXPECT_FALSE(groups[0].motionRefCount->finish(true));
-  EXPECT_TRUE(groups[1].motionRefCount->finish(true));
-  groups = groupFiles({"a.heic", "a.jpg", "a.mov"}).groups;
-  EXPECT_FALSE(groups[0].motionRefCount->finish(false));
-  EXPECT_FALSE(groups[1].motionRefCount->finish(true));
-}
-
 TEST(FolderScan, WalksWhatMayBeWalked) {
   const TemporaryFolder folder;
   for (const char* file : {"a.jpg", ".hidden.jpg", "sub/b.jpg", "sub/deep/c.jpg", ".git/d.jpg",

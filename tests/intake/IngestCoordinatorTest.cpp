@@ -21,8 +21,9 @@ class IngestCoordinatorTest : public testing::Test {
   std::shared_ptr<IngestCoordinator> coordinator() {
     auto options = archive_.options();
     options.gate = gate_;
+    options.stop = quit_.get_token();
     return std::make_shared<IngestCoordinator>(IngestCoordinator::Options{
-        Ingestor(options), log_, [this] { return now_; }, archive_.pool, queue_});
+        archive_.ingestor(options), log_, [this] { return now_; }, archive_.pool, queue_});
   }
 
   Told drop(std::vector<fs::path> locations, std::stop_token stop = {},
@@ -71,16 +72,17 @@ class IngestCoordinatorTest : public testing::Test {
       std::make_shared<ImportLog>(archive_.folder / "log.jsonl", archive_.pool);
   TurnQueue queue_{archive_.pool};
   std::function<bool(std::int64_t)> gate_;
+  std::stop_source quit_;
 };
 
-TEST(BatchWidth, LeavesAProcessorFree) {
+TEST(BatchWidth, IsTheProcessorsLessOneWithinBounds) {
   for (const auto& [processors, width] : std::vector<std::pair<unsigned, unsigned>>{
            {0, 2}, {1, 2}, {2, 2}, {4, 3}, {9, 8}, {16, 8}}) {
     EXPECT_EQ(batchWidth(processors), width) << processors;
   }
 }
 
-TEST_F(IngestCoordinatorTest, ADropIsOneBatchWithItsJunkFirst) {
+TEST_F(IngestCoordinatorTest, LogsTheJunkOfADropBeforeItsBatch) {
   archive_.source("folder/a.jpg", "a");
   archive_.source("folder/b.jpg", "b");
   archive_.source("folder/deep/c.jpg", "a", "2021-01-01");
@@ -102,13 +104,7 @@ TEST_F(IngestCoordinatorTest, ADropIsOneBatchWithItsJunkFirst) {
   EXPECT_EQ(archive_.files().size(), 5U);
 }
 
-TEST_F(IngestCoordinatorTest, AnEmptyDropEndsAtOnce) {
-  const Told told = drop({archive_.sources()});
-  EXPECT_TRUE(told.result.results.empty());
-  EXPECT_EQ(told.progress, std::vector<BatchProgress>{BatchProgress{}});
-}
-
-TEST_F(IngestCoordinatorTest, AStopLeavesTheRestUntouched) {
+TEST_F(IngestCoordinatorTest, StartsNoGroupAfterAStop) {
   for (int i = 0; i < 40; ++i) {
     archive_.source(std::to_string(i) + ".jpg", std::to_string(i));
   }
@@ -125,27 +121,58 @@ TEST_F(IngestCoordinatorTest, AStopLeavesTheRestUntouched) {
   EXPECT_EQ(archive_.rows().size(), told.result.results.size());
 }
 
-TEST_F(IngestCoordinatorTest, BatchesWaitForOneAnother) {
+TEST_F(IngestCoordinatorTest, DropsStoppedInTheQueueLeaveNoTrace) {
   archive_.source("one/a.jpg", "a");
   archive_.source("two/b.jpg", "b");
-  std::vector<std::string> story;  // unguarded: the queue is the guard
+  archive_.source("two/junk.txt", "x");
+  std::stop_source stop;
+  std::promise<IngestCoordinator::BatchResult> done;
+  const auto stopped = coordinator();
+  coordinator()->ingestDropped({archive_.sources() / "one"}, false, stop.get_token(),
+                               {nullptr, [&](const BatchProgress&) { stop.request_stop(); }},
+                               [](auto) {});
+  stopped->ingestDropped({archive_.sources() / "two"}, false, stop.get_token(),
+                         {[] { ADD_FAILURE() << "started"; },
+                          [](const BatchProgress&) { ADD_FAILURE() << "progress"; }},
+                         [&](auto result) { done.set_value(std::move(result)); });
+  const auto result = done.get_future().get();
+  EXPECT_TRUE(result.results.empty());
+  EXPECT_TRUE(logged().empty());
+}
+
+TEST_F(IngestCoordinatorTest, AQuitWhileHashingLogsNoFailures) {
+  for (int i = 0; i < 6; ++i) {
+    archive_.source(std::to_string(i) + ".jpg", std::string(2 * kFileChunk, 'x'));
+  }
+  const FaultPlan quits = FaultPlan::doing("read", 3, [&] { quit_.request_stop(); });
+  const Told told = drop({archive_.sources()});
+  EXPECT_EQ(told.progress.back().failed, 0U);
+  EXPECT_TRUE(told.result.results.empty());
+  EXPECT_TRUE(logged().empty());
+  EXPECT_TRUE(archive_.files().empty());
+}
+
+TEST_F(IngestCoordinatorTest, RunsTheBatchesOfTwoCoordinatorsInTurn) {
+  archive_.source("one/a.jpg", "a");
+  archive_.source("two/b.jpg", "b");
+  std::vector<std::string> events;  // unguarded: the queue is the guard
   std::promise<void> done;
   const auto observe = [&](const std::string& name) {
-    return IngestCoordinator::Observer{[&, name] { story.push_back(name + " starts"); },
-                                       [&, name](const BatchProgress&) { story.push_back(name); }};
+    return IngestCoordinator::Observer{[&, name] { events.push_back(name + " starts"); },
+                                       [&, name](const BatchProgress&) { events.push_back(name); }};
   };
   // Two coordinators on one queue, as when the destination changes.
   coordinator()->ingestDropped({archive_.sources() / "one"}, false, {}, observe("1"),
-                               [&](auto) { story.emplace_back("1 ends"); });
+                               [&](auto) { events.emplace_back("1 ends"); });
   coordinator()->ingestDropped({archive_.sources() / "two"}, false, {}, observe("2"), [&](auto) {
-    story.emplace_back("2 ends");
+    events.emplace_back("2 ends");
     done.set_value();
   });
   done.get_future().wait();
-  EXPECT_EQ(story, (Strings{"1 starts", "1", "1", "1 ends", "2 starts", "2", "2", "2 ends"}));
+  EXPECT_EQ(events, (Strings{"1 starts", "1", "1", "1 ends", "2 starts", "2", "2", "2 ends"}));
 }
 
-TEST_F(IngestCoordinatorTest, TheWatchedFolderGivesUpWhatHasSettled) {
+TEST_F(IngestCoordinatorTest, TakesSettledFilesFromTheWatchedFolder) {
   archive_.source("old.jpg", "old");
   archive_.source("pair.heic", "still");
   archive_.source("junk.txt", "x");
@@ -170,22 +197,6 @@ TEST_F(IngestCoordinatorTest, TheWatchedFolderGivesUpWhatHasSettled) {
   EXPECT_TRUE(told.progress.empty());
   EXPECT_EQ(filesBelow(archive_.sources()), (Strings{"junk.txt", "sub/deep.jpg"}));
   EXPECT_EQ(logged().back().substr(0, 6), "inbox ");
-}
-
-TEST_F(IngestCoordinatorTest, ADestinationThatFillsUpFailsTheRestAndLosesNothing) {
-  for (int i = 0; i < 6; ++i) {
-    archive_.source(std::to_string(i) + ".jpg", std::string(kFileChunk + 1, static_cast<char>(i)));
-  }
-  {
-    const auto plan = FaultPlan::failing("write", 3, ENOSPC, archive_.root().native());
-    const Told told = drop({archive_.sources()});
-    EXPECT_EQ(told.progress.back().failed, 1U);
-    EXPECT_EQ(told.progress.back().added, 5U);
-  }
-  EXPECT_EQ(archive_.files().size(), 5U);
-  const auto results = drop({archive_.sources()}).result.results;
-  EXPECT_EQ(archive_.files().size(), 6U);
-  EXPECT_EQ(archive_.rows().size(), 6U);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "tests/support/FaultPlan.h"
 
+#include <algorithm>
 #include <atomic>
 #include <csignal>
 #include <mutex>
@@ -40,6 +41,25 @@ int hook(std::string_view step, const std::filesystem::path& path) {
   return plan.code;
 }
 
+struct Record {
+  std::mutex mutex;
+  std::vector<std::string> steps;
+  std::vector<std::pair<std::string, int>> faults;
+} record;
+
+int recordingHook(std::string_view step, const std::filesystem::path& path) {
+  const std::lock_guard lock(record.mutex);
+  record.steps.push_back(std::string(step) + " " + path.filename().string());
+  const auto fault = std::find_if(record.faults.begin(), record.faults.end(),
+                                  [&](const auto& f) { return f.first == step; });
+  if (fault == record.faults.end()) {
+    return 0;
+  }
+  const int code = fault->second;
+  record.faults.erase(fault);
+  return code;
+}
+
 }  // namespace
 
 FaultPlan::FaultPlan(std::size_t number, int code, std::string_view step, std::string_view part,
@@ -57,5 +77,23 @@ FaultPlan::FaultPlan(std::size_t number, int code, std::string_view step, std::s
 FaultPlan::~FaultPlan() { setFaultHook(nullptr); }
 
 bool FaultPlan::wasHit() const { return plan.hit; }
+
+StepRecorder::StepRecorder(std::vector<std::pair<std::string, int>> faults) {
+  record.steps.clear();
+  record.faults = std::move(faults);
+  setFaultHook(recordingHook);
+}
+
+StepRecorder::~StepRecorder() { setFaultHook(nullptr); }
+
+std::vector<std::string> StepRecorder::steps() const {
+  const std::lock_guard lock(record.mutex);
+  return record.steps;
+}
+
+bool StepRecorder::hitAll() const {
+  const std::lock_guard lock(record.mutex);
+  return record.faults.empty();
+}
 
 }  // namespace vaultmere

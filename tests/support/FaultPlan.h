@@ -40,4 +40,19 @@ class FaultPlan {
             std::function<void()> action = nullptr);
 };
 
+/// Writes down the steps of the file layer while it is in scope, as "fsync a.jpg":
+/// the step and the last component of its path. Each of `faults` fails one step
+/// of its name, the first one. Not beside a FaultPlan.
+class StepRecorder {
+ public:
+  explicit StepRecorder(std::vector<std::pair<std::string, int>> faults = {});
+  ~StepRecorder();
+  StepRecorder(const StepRecorder&) = delete;
+  StepRecorder& operator=(const StepRecorder&) = delete;
+
+  [[nodiscard]] std::vector<std::string> steps() const;
+  /// True when all faults have been hit.
+  [[nodiscard]] bool hitAll() const;
+};
+
 }  // namespace vaultmere
