@@ -20,6 +20,7 @@ constexpr std::chrono::seconds kStatsInterval{2};
 struct AppModel::OpenedCatalog {
   std::shared_ptr<const VaultmereCatalog> catalog;
   std::shared_ptr<CatalogContext> ingestContext;
+  PhotoBrowserModel::Contexts browserContexts;
   std::string error;
 };
 
@@ -31,9 +32,9 @@ AppModel::AppModel(Options options)
       destination_(
           options_.main, [this] { return settings_.marginBytes(); }, options_.notify, gate_,
           options_.destination),
-      totals_(options_.main, options_.pool, changed_),
-      thumbnails_(options_.main, options_.pool, options_.directories.data / "cache",
-                  [this] { return mayWarmThumbnails(); }),
+      totals_(options_.main, options_.catalogPool, changed_),
+      thumbnails_(options_.main, {options_.catalogPool, options_.originalsPool},
+                  options_.directories.data / "cache", [this] { return mayWarmThumbnails(); }),
       gallery_(settings_, thumbnails_.provider(), options_.directories.resources / "web", changed_),
       imports_({options_.main,
                 options_.pool,
@@ -69,15 +70,17 @@ AppModel::~AppModel() { shutDown(); }
 
 void AppModel::openCatalog() {
   options_.pool.post([folder = options_.directories.data, pause = options_.pause,
-                      &pool = options_.pool,
+                      &pool = options_.catalogPool,
                       use = toMain_([this](const OpenedCatalog& opened) { useCatalog(opened); })] {
     try {
       auto catalog =
           std::make_shared<VaultmereCatalog>(VaultmereCatalog::Options{folder, {}, pause}, pool);
-      auto context = catalog->newBackgroundContext();
-      use(OpenedCatalog{std::move(catalog), std::move(context), {}});
+      use(OpenedCatalog{catalog,
+                        catalog->newBackgroundContext(),
+                        PhotoBrowserModel::Contexts::open(*catalog),
+                        {}});
     } catch (const CatalogError& error) {
-      use(OpenedCatalog{nullptr, nullptr, error.what()});
+      use(OpenedCatalog{nullptr, nullptr, {}, error.what()});
     }
   });
 }
@@ -91,13 +94,7 @@ void AppModel::useCatalog(const OpenedCatalog& opened) {
   }
   catalog_ = opened.catalog;
   ingestContext_ = opened.ingestContext;
-  try {
-    browser_ = std::make_unique<PhotoBrowserModel>(*catalog_, options_.main);
-    connections_.emplace_back(rowsChanged_.connect(
-        [this](const std::vector<std::string>& ids) { browser_->refresh(ids); }));
-  } catch (const CatalogError& error) {
-    logLine(fmt::format("Vaultmere: no browser — {}", error.what()));
-  }
+  browser_ = std::make_unique<PhotoBrowserModel>(*catalog_, opened.browserContexts, options_.main);
   totals_.setCatalog(catalog_);
   totals_.refresh();
   thumbnails_.setCatalog(catalog_);
@@ -125,7 +122,7 @@ void AppModel::destinationChanged() {
       found && found != settings_.destination()) {
     settings_.updateDestination(*found);
   }
-  thumbnails_.setArchiveRoot(destination_.url());
+  thumbnails_.setArchive(destination_.url(), !settings_.destination() || destination_.isOnline());
   gallery_.setArchive(destination_.isOnline() ? destination_.url() : std::nullopt);
   imports_.configure(ingestContext_, destination_.url());
   // Before the first answer the gate would only turn the files away.
@@ -146,8 +143,6 @@ void AppModel::destinationChanged() {
 void AppModel::importDropped(std::vector<std::filesystem::path> locations) {
   imports_.importDropped(std::move(locations), settings_.deleteSourceAfterIntake());
 }
-
-void AppModel::announceRows(const std::vector<std::string>& ids) { rowsChanged_.emit(ids); }
 
 void AppModel::importEnded(std::size_t added) {
   if (added > 0) {

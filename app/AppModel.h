@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include <sigc++/signal.h>
-
 #include <chrono>
 #include <filesystem>
 #include <functional>
@@ -47,7 +45,9 @@ class AppModel {
  public:
   struct Options {
     MainThread& main;
-    ThreadPool& pool;
+    ThreadPool& pool;           ///< imports and all short work
+    ThreadPool& catalogPool;    ///< reads of the catalog and of the caches
+    ThreadPool& originalsPool;  ///< reads of archived originals, which a dead drive may hold
     AppDirectories directories;
     DiagnosticEnvironment environment;
     Notify notify;
@@ -83,13 +83,6 @@ class AppModel {
   /// Freezes dropped files and folders, as the settings say.
   void importDropped(std::vector<std::filesystem::path> locations);
 
-  /// Tells everybody that the rows with these ids are other ones now: whoever
-  /// shows one reads it again, the browser first of all.
-  void announceRows(const std::vector<std::string>& ids);
-  [[nodiscard]] sigc::signal<void(const std::vector<std::string>&)>& rowsChanged() {
-    return rowsChanged_;
-  }
-
   /// Ends the work in progress for the end of the process, copies included, and
   /// writes the settings.
   void shutDown();
@@ -105,7 +98,6 @@ class AppModel {
 
   const Options options_;
   ChangeSignal changed_;
-  sigc::signal<void(const std::vector<std::string>&)> rowsChanged_;
   SettingsFile settingsFile_;
   SettingsStore settings_;
   const std::shared_ptr<SpaceGate> gate_ = std::make_shared<SpaceGate>();

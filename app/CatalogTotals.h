@@ -24,7 +24,7 @@ struct ArchiveBreakdown {
 };
 
 /// Keeps the totals of the catalog for the screens. Counting reads an index as
-/// long as the table, so it is done on the pool. Main thread only.
+/// long as the table, so it is done on `pool`. Main thread only.
 class CatalogTotals {
  public:
   CatalogTotals(MainThread& main, ThreadPool& pool, ChangeSignal& changed)

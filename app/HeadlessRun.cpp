@@ -16,8 +16,14 @@
 namespace vaultmere {
 namespace {
 
-/// Beyond the batch's own: for counts, thumbnails, the gallery and the hooks.
-constexpr unsigned kFurtherThreads = 3;
+/// Beyond the batch's own: for scans, the settings and the hooks.
+constexpr unsigned kFurtherThreads = 2;
+
+/// A list, its facets and the totals at once, each with a cached file between.
+constexpr unsigned kCatalogThreads = 4;
+
+/// Two besides those that make thumbnails, for images on a screen.
+constexpr unsigned kOriginalsThreads = kThumbnailSlots + 2;
 
 }  // namespace
 
@@ -37,8 +43,12 @@ int runHeadless(const DiagnosticEnvironment& environment, std::chrono::milliseco
       return 1;
     }
     ThreadPool pool(batchWidth(activeProcessors()) + kFurtherThreads);
+    ThreadPool catalogPool(kCatalogThreads);
+    ThreadPool originalsPool(kOriginalsThreads);
     AppModel model({main,
                     pool,
+                    catalogPool,
+                    originalsPool,
                     directories,
                     environment,
                     postDesktopNotification,
@@ -48,7 +58,10 @@ int runHeadless(const DiagnosticEnvironment& environment, std::chrono::milliseco
     main.run();
     deadline.emplace(quitTimeout);
     model.shutDown();
-    pool.join();
+    // All before any goes: tasks of one post to another.
+    for (ThreadPool* const each : {&pool, &catalogPool, &originalsPool}) {
+      each->join();
+    }
   } catch (const FileError& error) {
     logLine(fmt::format("Vaultmere: can't start — {}", error.what()));
     return 1;

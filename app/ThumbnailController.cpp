@@ -11,16 +11,18 @@
 
 namespace vaultmere {
 
-ThumbnailController::ThumbnailController(MainThread& main, ThreadPool& pool,
+ThumbnailController::ThumbnailController(MainThread& main, ThumbnailProvider::Pools pools,
                                          const std::filesystem::path& cacheFolder,
                                          std::function<bool()> mayWarm)
-    : pool_(pool),
+    : pools_(pools),
       mayWarm_(std::move(mayWarm)),
-      provider_(std::make_shared<ThumbnailProvider>(cacheFolder, pool)),
+      provider_(std::make_shared<ThumbnailProvider>(cacheFolder, pools)),
       toMain_(main) {}
 
-void ThumbnailController::setArchiveRoot(const std::optional<std::filesystem::path>& root) {
+void ThumbnailController::setArchive(const std::optional<std::filesystem::path>& root,
+                                     bool isOnline) {
   provider_->setArchiveRoot(root);
+  provider_->setArchiveOnline(isOnline);
 }
 
 void ThumbnailController::warm() {
@@ -28,12 +30,12 @@ void ThumbnailController::warm() {
     return;
   }
   warming_ = std::make_shared<std::stop_source>();
-  pool_.post([catalog = catalog_, provider = provider_, stop = warming_->get_token(),
-              done = toMain_([this, run = warming_] {
-                if (warming_ == run) {
-                  warming_.reset();
-                }
-              })] {
+  pools_.cached.post([catalog = catalog_, provider = provider_, stop = warming_->get_token(),
+                      done = toMain_([this, run = warming_] {
+                        if (warming_ == run) {
+                          warming_.reset();
+                        }
+                      })] {
     try {
       ThumbnailWarmer warmer;
       warmer.context = catalog->newBackgroundContext();

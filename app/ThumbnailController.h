@@ -20,8 +20,8 @@ namespace vaultmere {
 class ThumbnailController {
  public:
   /// `mayWarm` says whether the drives are free for it.
-  ThumbnailController(MainThread& main, ThreadPool& pool, const std::filesystem::path& cacheFolder,
-                      std::function<bool()> mayWarm);
+  ThumbnailController(MainThread& main, ThumbnailProvider::Pools pools,
+                      const std::filesystem::path& cacheFolder, std::function<bool()> mayWarm);
   ~ThumbnailController() { stopWarming(); }
   ThumbnailController(const ThumbnailController&) = delete;
   ThumbnailController& operator=(const ThumbnailController&) = delete;
@@ -32,7 +32,8 @@ class ThumbnailController {
   void setCatalog(std::shared_ptr<const VaultmereCatalog> catalog) {
     catalog_ = std::move(catalog);
   }
-  void setArchiveRoot(const std::optional<std::filesystem::path>& root);
+  /// Where the archive is, and whether its originals may be looked for.
+  void setArchive(const std::optional<std::filesystem::path>& root, bool isOnline);
 
   /// Goes through the catalog in the background, unless that is under way or
   /// may not be done now.
@@ -41,7 +42,7 @@ class ThumbnailController {
   [[nodiscard]] bool isWarming() const { return warming_ != nullptr; }
 
  private:
-  ThreadPool& pool_;
+  const ThumbnailProvider::Pools pools_;
   const std::function<bool()> mayWarm_;
   const std::shared_ptr<ThumbnailProvider> provider_;
   const MainThreadCallback toMain_;

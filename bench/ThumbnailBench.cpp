@@ -30,7 +30,7 @@ constexpr std::size_t kRounds = 5;
 
 void makeOurs(const std::vector<PhotoRef>& items, const fs::path& folder, unsigned workers) {
   ThreadPool pool(workers);
-  ThumbnailProvider provider(folder, pool);
+  ThumbnailProvider provider(folder, {pool, pool});
   std::atomic<int> failed{0};
   std::latch done(static_cast<std::ptrdiff_t>(items.size()));
   for (const PhotoRef& item : items) {

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <map>
 #include <optional>
+#include <utility>
 
 #include "catalog/CatalogError.h"
 #include "platform/Log.h"
@@ -33,10 +34,9 @@ std::int64_t stateOf(Connection& connection) {
 
 }  // namespace
 
-PhotoBrowserModel::PhotoBrowserModel(const VaultmereCatalog& catalog, MainThread& main)
-    : main_(main),
-      listContext_(catalog.newBackgroundContext()),
-      facetContext_(catalog.newBackgroundContext()) {
+PhotoBrowserModel::PhotoBrowserModel(const VaultmereCatalog& catalog, Contexts contexts,
+                                     MainThread& main)
+    : main_(main), contexts_(std::move(contexts)) {
   rowsChanged_ =
       catalog.rowsChanged().connect([this](const std::vector<std::string>& ids) { refresh(ids); });
   reset();
@@ -89,9 +89,9 @@ void PhotoBrowserModel::loadNextPage() {
     }
   });
   PageRequest request{sort_, nextOffset_, kPageSize, total_};
-  listContext_->performAsync([predicate = filter_.predicate(), request, isFirst = page_ == 0,
-                              stop = listStop_.get_token(),
-                              show = std::move(show)](Connection& connection) mutable {
+  contexts_.list->performAsync([predicate = filter_.predicate(), request, isFirst = page_ == 0,
+                                stop = listStop_.get_token(),
+                                show = std::move(show)](Connection& connection) mutable {
     Page page;
     try {
       const Interruptible interruptible(connection, stop);
@@ -141,8 +141,8 @@ void PhotoBrowserModel::reloadFacets() {
       changed_.emit();
     }
   });
-  facetContext_->performAsync([predicate = filter_.predicate(), stop = facetStop_.get_token(),
-                               show = std::move(show)](Connection& connection) {
+  contexts_.facets->performAsync([predicate = filter_.predicate(), stop = facetStop_.get_token(),
+                                  show = std::move(show)](Connection& connection) {
     if (stop.stop_requested()) {
       return;
     }
@@ -166,9 +166,9 @@ void PhotoBrowserModel::poll() {
       showCount(*count);
     }
   });
-  listContext_->performAsync([predicate = filter_.predicate(), stop = listStop_.get_token(),
-                              known = countedState_,
-                              show = std::move(show)](Connection& connection) {
+  contexts_.list->performAsync([predicate = filter_.predicate(), stop = listStop_.get_token(),
+                                known = countedState_,
+                                show = std::move(show)](Connection& connection) {
     std::optional<Count> count;
     try {
       const Interruptible interruptible(connection, stop);
@@ -229,7 +229,7 @@ void PhotoBrowserModel::refresh(const std::vector<std::string>& ids) {
   });
   // In the queue of the pages: a row that was read before never overwrites one
   // that was read later.
-  listContext_->performAsync([ids, show = std::move(show)](Connection& connection) {
+  contexts_.list->performAsync([ids, show = std::move(show)](Connection& connection) {
     std::optional<std::vector<Photo>> rows;
     try {
       rows = fetchPhotos(connection, ids);

@@ -35,9 +35,19 @@ class PhotoBrowserModel {
   static constexpr int kPageSize = 80;
   static constexpr std::chrono::seconds kPollInterval{3};
 
-  /// Loads the first page and the facets. Throws CatalogError when the store
-  /// can't be opened.
-  PhotoBrowserModel(const VaultmereCatalog& catalog, MainThread& main);
+  /// The model's own, so that neither a list nor its facets wait for the other.
+  struct Contexts {
+    std::shared_ptr<CatalogContext> list;
+    std::shared_ptr<CatalogContext> facets;
+
+    /// Any thread; opens files. Throws CatalogError.
+    [[nodiscard]] static Contexts open(const VaultmereCatalog& catalog) {
+      return {catalog.newBackgroundContext(), catalog.newBackgroundContext()};
+    }
+  };
+
+  /// Loads the first page and the facets.
+  PhotoBrowserModel(const VaultmereCatalog& catalog, Contexts contexts, MainThread& main);
   ~PhotoBrowserModel();
   PhotoBrowserModel(const PhotoBrowserModel&) = delete;
   PhotoBrowserModel& operator=(const PhotoBrowserModel&) = delete;
@@ -83,8 +93,7 @@ class PhotoBrowserModel {
   void dropRows(const std::vector<std::string>& ids);
 
   MainThread& main_;
-  const std::shared_ptr<CatalogContext> listContext_;
-  const std::shared_ptr<CatalogContext> facetContext_;
+  const Contexts contexts_;
   const MainThreadCallback onMain_{main_};
   sigc::signal<void()> changed_;
   sigc::connection rowsChanged_;

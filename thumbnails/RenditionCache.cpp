@@ -93,11 +93,10 @@ std::optional<fs::path> RenditionCache::existing(Rendering rendering, std::strin
 }
 
 RenditionState RenditionCache::make(Rendering rendering, const PhotoRef& ref,
-                                    const std::optional<fs::path>& archiveRoot) {
+                                    const std::optional<fs::path>& original) {
   try {
     const auto target = file(rendering, ref.id);
-    const auto original = target ? originalOf(ref, archiveRoot) : std::nullopt;
-    const auto status = original ? fileStatus(*original) : std::nullopt;
+    const auto status = target && original ? fileStatus(*original) : std::nullopt;
     if (!status) {
       return undecodable_.contains(rendering, ref.id) ? RenditionState::undecodable
                                                       : RenditionState::unavailable;

@@ -29,11 +29,12 @@ class RenditionCache {
   [[nodiscard]] std::optional<std::filesystem::path> existing(Rendering rendering,
                                                               std::string_view id) const;
 
-  /// Makes a file from the original, unless it is known that it can't be. After
+  /// Makes a file from `original`, the archived file as far as it is in reach,
+  /// unless it is known that it can't be. After
   /// a failure nothing is left of it. A failure is `undecodable`, and is
   /// remembered, only when the original can be read and hasn't changed.
   [[nodiscard]] RenditionState make(Rendering rendering, const PhotoRef& ref,
-                                    const std::optional<std::filesystem::path>& archiveRoot);
+                                    const std::optional<std::filesystem::path>& original);
 
   /// Whether the file has been made or is known to be impossible. Asks the local
   /// disk only, never for the original.

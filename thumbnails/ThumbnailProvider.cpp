@@ -67,8 +67,8 @@ std::string_view browserMimeType(std::string_view ext) {
 }
 
 struct ThumbnailProvider::Core : std::enable_shared_from_this<Core> {
-  Core(fs::path cacheFolder, ThreadPool& thePool, std::shared_ptr<AsyncSemaphore> theSlots)
-      : pool(thePool), slots(std::move(theSlots)), files(std::move(cacheFolder)) {}
+  Core(fs::path cacheFolder, Pools thePools, std::shared_ptr<AsyncSemaphore> theSlots)
+      : pools(thePools), slots(std::move(theSlots)), files(std::move(cacheFolder)) {}
 
   using Made = std::function<void(RenditionState)>;
 
@@ -83,6 +83,7 @@ struct ThumbnailProvider::Core : std::enable_shared_from_this<Core> {
   template <typename Value>
   void answer(std::function<void(Value)> callback, Value (Core::*find)(const PhotoRef&),
               const PhotoRef& ref) {
+    ThreadPool& pool = isArchiveOnline ? pools.originals : pools.cached;
     pool.post([self = shared_from_this(), callback = std::move(callback), find, ref] {
       callback(self->isShutDown ? Value{} : (self.get()->*find)(ref));
     });
@@ -107,11 +108,12 @@ struct ThumbnailProvider::Core : std::enable_shared_from_this<Core> {
       job = entry;
     }
     // A promoted job waits in both lines, and whichever permit comes first makes it.
-    pool.post([self = shared_from_this(), ref, job, priority] {
-      if (!self->files.existing(Rendering::thumbnail, ref.id)) {
+    pools.cached.post([self = shared_from_this(), ref, job, priority] {
+      const bool isCached = self->files.existing(Rendering::thumbnail, ref.id).has_value();
+      if (!isCached && self->isArchiveOnline) {
         self->slots->wait([self, ref, job] { self->makeThumb(ref, *job); }, priority);
       } else if (self->take(*job)) {
-        self->finish(ref, *job, RenditionState::made);
+        self->finish(ref, *job, self->ensureFile(Rendering::thumbnail, ref));
       }
     });
   }
@@ -147,7 +149,7 @@ struct ThumbnailProvider::Core : std::enable_shared_from_this<Core> {
 
   RenditionState ensureFile(Rendering rendering, const PhotoRef& ref) {
     return files.existing(rendering, ref.id) ? RenditionState::made
-                                             : files.make(rendering, ref, root());
+                                             : files.make(rendering, ref, original(ref));
   }
 
   /// What `ensureFile` has made, from memory or from its file.
@@ -166,9 +168,9 @@ struct ThumbnailProvider::Core : std::enable_shared_from_this<Core> {
 
   Picture findDisplay(const PhotoRef& ref) {
     if (browserFormat(ref.ext) != nullptr) {
-      const auto original = originalOf(ref, root());
-      if (original && !files.isUndecodable(Rendering::display, ref.id, *original)) {
-        if (Image image = load(original)) {
+      const auto file = original(ref);
+      if (file && !files.isUndecodable(Rendering::display, ref.id, *file)) {
+        if (Image image = load(file)) {
           return {RenditionState::made, std::move(image)};
         }
       }
@@ -181,9 +183,9 @@ struct ThumbnailProvider::Core : std::enable_shared_from_this<Core> {
 
   std::optional<DisplayFile> findDisplayFile(const PhotoRef& ref) {
     if (const BrowserFormat* format = browserFormat(ref.ext)) {
-      const auto original = originalOf(ref, root());
-      if (original && canBeRead(*original)) {
-        return DisplayFile{*original, format->mimeType};
+      const auto file = original(ref);
+      if (file && canBeRead(*file)) {
+        return DisplayFile{*file, format->mimeType};
       }
     }
     if (ensureFile(Rendering::display, ref) != RenditionState::made) {
@@ -198,28 +200,32 @@ struct ThumbnailProvider::Core : std::enable_shared_from_this<Core> {
     return ref.id + (rendering == Rendering::thumbnail ? "-t" : "-d");
   }
 
-  std::optional<fs::path> root() {
-    const std::lock_guard lock(mutex);
-    return archiveRoot;
+  std::optional<fs::path> original(const PhotoRef& ref) {
+    std::unique_lock lock(mutex);
+    const auto root = archiveRoot;
+    lock.unlock();
+    return isArchiveOnline ? originalOf(ref, root) : std::nullopt;
   }
 
-  ThreadPool& pool;
+  const Pools pools;
   const std::shared_ptr<AsyncSemaphore> slots;
   RenditionCache files;
   BitmapCache memory{kMemoryLimits};
   WarmUpMark warmUpMark;
   std::atomic<bool> isShutDown{false};
+  std::atomic<bool> isArchiveOnline{true};
   std::mutex mutex;  // guards the rest
   std::optional<fs::path> archiveRoot;
   std::unordered_map<PhotoRef, std::shared_ptr<Job>> making;
 };
 
-ThumbnailProvider::ThumbnailProvider(fs::path cacheFolder, ThreadPool& pool,
+ThumbnailProvider::ThumbnailProvider(fs::path cacheFolder, Pools pools,
                                      std::shared_ptr<AsyncSemaphore> slots)
     : core_(std::make_shared<Core>(
-          std::move(cacheFolder), pool,
+          std::move(cacheFolder), pools,
           slots ? std::move(slots)
-                : std::make_shared<AsyncSemaphore>(pool, kThumbnailSlots, kForegroundSlots))) {}
+                : std::make_shared<AsyncSemaphore>(pools.originals, kThumbnailSlots,
+                                                   kForegroundSlots))) {}
 
 ThumbnailProvider::~ThumbnailProvider() { core_->isShutDown = true; }
 
@@ -228,13 +234,15 @@ void ThumbnailProvider::setArchiveRoot(std::optional<fs::path> root) {
   core_->archiveRoot = std::move(root);
 }
 
+void ThumbnailProvider::setArchiveOnline(bool isOnline) { core_->isArchiveOnline = isOnline; }
+
 ThumbnailProvider::Image ThumbnailProvider::cached(const PhotoRef& ref) const {
   return core_->memory.find(Core::nameOf(Rendering::thumbnail, ref));
 }
 
 void ThumbnailProvider::thumbnail(const PhotoRef& ref, std::function<void(Picture)> callback) {
   if (Image image = cached(ref)) {
-    core_->pool.post([callback = std::move(callback), image = std::move(image)] {
+    core_->pools.cached.post([callback = std::move(callback), image = std::move(image)] {
       callback({RenditionState::made, image});
     });
     return;

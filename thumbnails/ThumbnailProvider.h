@@ -52,10 +52,15 @@ class ThumbnailProvider {
     std::string_view mimeType;
   };
 
+  struct Pools {
+    ThreadPool& cached;     ///< for files of the cache
+    ThreadPool& originals;  ///< for originals, whose drive may hold the threads
+  };
+
   /// `cacheFolder` holds the two folders of files, which are made when they are
-  /// needed. `slots` has the permits for making thumbnails; null for
-  /// `kThumbnailSlots` of its own.
-  ThumbnailProvider(std::filesystem::path cacheFolder, ThreadPool& pool,
+  /// needed. `slots` has the permits for making thumbnails, on the pool for
+  /// originals; null for `kThumbnailSlots` of its own.
+  ThumbnailProvider(std::filesystem::path cacheFolder, Pools pools,
                     std::shared_ptr<AsyncSemaphore> slots = nullptr);
   ~ThumbnailProvider();
   ThumbnailProvider(const ThumbnailProvider&) = delete;
@@ -63,6 +68,10 @@ class ThumbnailProvider {
 
   /// Where items without a file at their `archivePath` are looked for.
   void setArchiveRoot(std::optional<std::filesystem::path> root);
+
+  /// While the archive is offline no original is looked for: what isn't cached is
+  /// `unavailable` at once, and no thread waits for a dead drive.
+  void setArchiveOnline(bool isOnline);
 
   /// The thumbnail if it is in memory. Touches no file and waits for nobody: for
   /// the main thread.

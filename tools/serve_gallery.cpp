@@ -62,7 +62,8 @@ void serve(const Options& options) {
           folder, nullptr,
           [](std::chrono::milliseconds time) { std::this_thread::sleep_for(time); }},
       pool);
-  const auto thumbnails = std::make_shared<ThumbnailProvider>(folder / "cache", pool);
+  const auto thumbnails =
+      std::make_shared<ThumbnailProvider>(folder / "cache", ThumbnailProvider::Pools{pool, pool});
   const auto gallery = std::make_shared<CatalogGallery>(catalog, thumbnails);
   if (const auto archive = options.find("--archive"); archive != options.end()) {
     thumbnails->setArchiveRoot(archive->second);

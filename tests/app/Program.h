@@ -39,6 +39,8 @@ class Program : public testing::Test {
     model_ =
         std::make_unique<AppModel>(AppModel::Options{main_,
                                                      archive_.pool,
+                                                     archive_.pool,
+                                                     archive_.pool,
                                                      {archive_.data(), archive_.folder / "config"},
                                                      std::move(environment),
                                                      [](const std::string&, const std::string&) {},

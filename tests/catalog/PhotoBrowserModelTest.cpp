@@ -44,7 +44,8 @@ class PhotoBrowserModelTest : public testing::Test {
   };
 
   void start() {
-    model_ = std::make_unique<PhotoBrowserModel>(catalog_, main_);
+    model_ = std::make_unique<PhotoBrowserModel>(
+        catalog_, PhotoBrowserModel::Contexts::open(catalog_), main_);
     announced_ = shown();
     model_->changed().connect([this] {
       announced_ = shown();

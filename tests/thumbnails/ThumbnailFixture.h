@@ -94,7 +94,7 @@ class ThumbnailFixture : public testing::Test {
   [[nodiscard]] fs::path cache() const { return folder_ / "cache"; }
   void unplug() const { fs::rename(archive(), folder_ / "unplugged"); }
   /// As a new start of the program: nothing is in memory.
-  void restart() { provider_ = std::make_shared<ThumbnailProvider>(cache(), pool_); }
+  void restart() { provider_ = makeProvider(); }
 
   std::string thumbnail(const PhotoRef& ref) { return describe(request(ref)); }
   ThumbnailProvider::Picture request(const PhotoRef& ref) {
@@ -125,8 +125,10 @@ class ThumbnailFixture : public testing::Test {
 
   TemporaryFolder folder_;
   ThreadPool pool_{2};
-  std::shared_ptr<ThumbnailProvider> provider_ =
-      std::make_shared<ThumbnailProvider>(cache(), pool_);
+  std::shared_ptr<ThumbnailProvider> makeProvider() {
+    return std::make_shared<ThumbnailProvider>(cache(), ThumbnailProvider::Pools{pool_, pool_});
+  }
+  std::shared_ptr<ThumbnailProvider> provider_ = makeProvider();
 
   ThumbnailFixture() { fs::create_directories(archive()); }
 };

@@ -19,7 +19,8 @@ class ThumbnailProviderTest : public ThumbnailFixture {
   /// With a single permit, taken, and a single thread.
   void holdTheOnlySlot() {
     slots_ = std::make_shared<AsyncSemaphore>(onePool_, 1);
-    provider_ = std::make_shared<ThumbnailProvider>(cache(), onePool_, slots_);
+    provider_ = std::make_shared<ThumbnailProvider>(
+        cache(), ThumbnailProvider::Pools{onePool_, onePool_}, slots_);
     std::promise<void> taken;
     slots_->wait([&] { taken.set_value(); });
     taken.get_future().wait();
@@ -46,6 +47,11 @@ TEST_F(ThumbnailProviderTest, ShowsWhatIsCachedWithoutTheArchive) {
   const auto shown = request(made).image;
   EXPECT_EQ(describe(shown.get()), "400x300 RGBY");
   EXPECT_EQ(provider_->cached(made), shown);
+  provider_->setArchiveOnline(false);
+  EXPECT_FALSE(opensOriginal(missed)) << "a dead drive would hold the thread";
+  EXPECT_EQ(thumbnail(missed) + display(missed) + displayData(missed),
+            "unavailableunavailablenone");
+  provider_->setArchiveOnline(true);
   unplug();
   EXPECT_EQ(thumbnail(missed), "unavailable");
   EXPECT_EQ(filesBelow(cache()), Names{"thumbs/" + made.id + ".jpg"});
