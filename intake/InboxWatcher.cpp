@@ -32,7 +32,7 @@ void InboxWatcher::mountsChanged() {
 
 void InboxWatcher::watchNotices() {
   if (dependencies_.watchFolder) {
-    notifier_ = std::make_unique<FolderNotifier>(path_, hop_([this] { noticed(); }));
+    notifier_ = std::make_unique<FolderNotifier>(path_, toMain_([this] { noticed(); }));
   }
 }
 
@@ -53,7 +53,7 @@ void InboxWatcher::noticed() {
 
 void InboxWatcher::look() {
   const std::uint64_t number = ++looks_;
-  auto answer = hop_([this, number](const FolderListing& listing) {
+  auto answer = toMain_([this, number](const FolderListing& listing) {
     --running_;
     if (number == looks_) {
       isLooking_ = false;

@@ -66,7 +66,7 @@ class InboxWatcher {
   const std::filesystem::path path_;
   const std::function<void()> onChange_;
   const WatchDependencies dependencies_;
-  MainThreadCallback hop_{main_};
+  MainThreadCallback toMain_{main_};
   std::unique_ptr<FolderNotifier> notifier_;
   Timer poll_;
   Timer coalescing_;

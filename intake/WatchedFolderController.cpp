@@ -15,14 +15,14 @@ WatchedFolderController::WatchedFolderController(MainThread& main, Pipeline pipe
     : main_(main),
       pipeline_(std::move(pipeline)),
       dependencies_(std::move(dependencies)),
-      hop_(main) {}
+      toMain_(main) {}
 
 void WatchedFolderController::watch(const std::optional<Bookmark>& inbox) {
   if (inbox == inbox_) {
     return;
   }
   stop();
-  hop_.forget();
+  toMain_.forget();
   mounts_.reset();
   watcher_.reset();
   redrain_.stop();
@@ -37,7 +37,7 @@ void WatchedFolderController::watch(const std::optional<Bookmark>& inbox) {
     return;
   }
   if (dependencies_.watchMounts) {
-    mounts_ = std::make_unique<MountWatcher>(hop_([this] { mountsChanged(); }));
+    mounts_ = std::make_unique<MountWatcher>(toMain_([this] { mountsChanged(); }));
   }
   open(inbox->path);
 }
@@ -95,7 +95,7 @@ void WatchedFolderController::startLook() {
     return;
   }
   const std::uint64_t number = ++looks_;
-  auto answer = hop_([this, number](const Look& look) {
+  auto answer = toMain_([this, number](const Look& look) {
     --runningLooks_;
     if (number == looks_) {
       onLook(look);
@@ -142,7 +142,7 @@ void WatchedFolderController::onLook(Look look) {
     state_ = State::draining;
     if (pipeline_.drain(
             std::move(look.scan), stop_.get_token(),
-            hop_([this](const IngestCoordinator::BatchResult& batch) { finishPass(batch); }))) {
+            toMain_([this](const IngestCoordinator::BatchResult& batch) { finishPass(batch); }))) {
       return;
     }
   }

@@ -97,7 +97,7 @@ class WatchedFolderController {
   const Pipeline pipeline_;
   const WatchDependencies dependencies_;
   std::optional<Bookmark> inbox_;
-  MainThreadCallback hop_;  ///< forgets with the folder: answers about another are dropped
+  MainThreadCallback toMain_;  ///< forgets with the folder: answers about another are dropped
   std::unique_ptr<InboxWatcher> watcher_;
 
   State state_ = State::idle;

@@ -11,7 +11,7 @@ namespace vaultmere {
 namespace {
 
 /// Leaves a pool behind whose threads a system call holds that may never return.
-void abandon(std::unique_ptr<ThreadPool> pool) {
+void detach(std::unique_ptr<ThreadPool> pool) {
   static std::mutex mutex;
   static auto& abandoned = *new std::vector<std::unique_ptr<ThreadPool>>;  // never destroyed
   const std::lock_guard lock(mutex);
@@ -48,7 +48,7 @@ WorkQueues::WorkQueues(std::chrono::milliseconds archiveTimeout)
 WorkQueues::~WorkQueues() {
   shutDown();
   if (!archiveThreads_->waitUntilIdle(archiveTimeout_)) {
-    abandon(std::move(archiveThreads_));
+    detach(std::move(archiveThreads_));
   }
 }
 

@@ -10,7 +10,7 @@ namespace {
 
 using Pixel = std::array<double, 3>;
 
-TEST(VideoColour, BecomesSrgb) {
+TEST(HdrToneMapping, MapsToSrgb) {
   const struct {
     const char* name;
     TransferFunction light;
