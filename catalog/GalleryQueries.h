@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "catalog/Connection.h"
+#include "catalog/FacetSet.h"
 #include "catalog/Photo.h"
 #include "catalog/Predicate.h"
-#include "catalog/FacetSet.h"
 
 // What the gallery of the local network asks of the store beside pages and
 // counts. All run on the connection's thread and throw CatalogError; none is
