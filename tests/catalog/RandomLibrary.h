@@ -105,6 +105,17 @@ class RandomLibrary {
     const auto has = [](const std::optional<std::string>& wanted, const Strings& names) {
       return !wanted || std::find(names.begin(), names.end(), *wanted) != names.end();
     };
+    const SizeClass* size = filter.size ? findSizeClass(*filter.size) : nullptr;
+    const auto camera = filter.noCamera ? std::nullopt : filter.camera;
+    if (photo.trashedAt || photo.stackedUnder || !is(filter.year, photo.year) ||
+        !is(filter.mediaType, std::optional(photo.mediaType)) ||
+        !is(filter.ext, std::optional(photo.ext)) || !is(filter.color, photo.colorFamily) ||
+        !is(filter.country, photo.placeCountry) ||
+        !is(filter.favorite, std::optional(photo.favorite)) ||
+        (size != nullptr && (photo.sizeBytes < size->lower || photo.sizeBytes >= size->upper)) ||
+        !is(camera, photo.cameraModel) || (filter.noCamera && photo.cameraModel)) {
+      return false;
+    }
     Strings tags, labels;
     for (const int tag : row.tags) {
       tags.push_back(generator_.tagName(tag));
@@ -112,16 +123,7 @@ class RandomLibrary {
     for (const int label : row.labels) {
       labels.push_back(generator_.labelName(label));
     }
-    const SizeClass* size = filter.size ? findSizeClass(*filter.size) : nullptr;
-    const auto camera = filter.noCamera ? std::nullopt : filter.camera;
-    return !photo.trashedAt && !photo.stackedUnder && is(filter.year, photo.year) &&
-           is(filter.mediaType, std::optional(photo.mediaType)) &&
-           is(filter.ext, std::optional(photo.ext)) && is(filter.color, photo.colorFamily) &&
-           is(filter.country, photo.placeCountry) &&
-           is(filter.favorite, std::optional(photo.favorite)) &&
-           (size == nullptr || (photo.sizeBytes >= size->lower && photo.sizeBytes < size->upper)) &&
-           has(filter.tag, tags) && has(filter.label, labels) && is(camera, photo.cameraModel) &&
-           !(filter.noCamera && photo.cameraModel) &&
+    return has(filter.tag, tags) && has(filter.label, labels) &&
            (isFound({photo.originalFilename}, filter.q) ||
             isFound({photo.caption.value_or("")}, filter.q) ||
             isFound({photo.placeName.value_or("")}, filter.q) || isFound(tags, filter.q) ||
