@@ -183,6 +183,9 @@ void LibraryGenerator::addOddities(Photo& photo) {
   maybe(photo.placeName, kOddPlaces);
   maybe(photo.caption, std::array<std::string_view, 2>{"", "a day"});
   maybe(photo.ext, std::array<std::string_view, 1>{""});
+  maybe(photo.aliasUUIDs, std::array<std::vector<std::string>, 1>{{{"a", "b\"c"}}});
+  maybe(photo.stackExempt, std::array{true});
+  maybe(photo.phash, std::array{-5});
   maybe(photo.colorFamily, std::array<std::string_view, 1>{"Plum"});
   maybe(photo.placeCountry, std::array<std::string_view, 2>{"", "Ελλάδα"});
   maybe(photo.processedAt, std::array<std::optional<CatalogDate>, 2>{CatalogDate{1}, std::nullopt});

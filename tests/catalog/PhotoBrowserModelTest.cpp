@@ -2,7 +2,7 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
-#include <future>
+#include <latch>
 
 #include "catalog/PhotoBrowserModel.h"
 #include "catalog/PhotoSchema.h"
@@ -12,24 +12,6 @@
 
 namespace vaultmere {
 namespace {
-
-/// Held until released: keeps the pool's one thread from its work.
-class Gate {
- public:
-  explicit Gate(ThreadPool& pool) {
-    pool.post([opened = std::shared_future<void>(open_.get_future())] { opened.wait(); });
-  }
-  ~Gate() { release(); }
-  void release() {
-    if (!std::exchange(isOpen_, true)) {
-      open_.set_value();
-    }
-  }
-
- private:
-  std::promise<void> open_;
-  bool isOpen_ = false;
-};
 
 class PhotoBrowserModelTest : public testing::Test {
  protected:
@@ -65,6 +47,11 @@ class PhotoBrowserModelTest : public testing::Test {
 
   [[nodiscard]] Shown shown() const {
     return {ids(), model_->total(), model_->facets(), model_->loading(), model_->reachedEnd()};
+  }
+
+  /// Keeps the pool's one thread from its work until the gate opens.
+  void hold(std::latch& gate) {
+    pool_.post([&gate] { gate.wait(); });
   }
 
   void poll() {
@@ -125,7 +112,7 @@ class PhotoBrowserModelTest : public testing::Test {
   std::unique_ptr<PhotoBrowserModel> model_;
 };
 
-TEST_F(PhotoBrowserModelTest, PagesFollowUntilAShortOne) {
+TEST_F(PhotoBrowserModelTest, FetchesPagesUntilAShortOne) {
   import(160);
   start();
   expectListed(159, 80);
@@ -140,36 +127,29 @@ TEST_F(PhotoBrowserModelTest, PagesFollowUntilAShortOne) {
   model_->loadNextPage();
   settle();
   EXPECT_TRUE(model_->reachedEnd());
+  announcements_ = 0;
   model_->loadNextPage();
-  EXPECT_FALSE(model_->loading());
+  model_->setFilter({});
+  model_->setSort(SortOrder::added);
+  settle();
+  EXPECT_EQ(announcements_, 0) << "nothing new is asked for";
   model_->setSort(SortOrder::oldest);
   EXPECT_TRUE(model_->items().empty());
   settle();
   EXPECT_EQ(ids().front(), "0000");
 }
 
-TEST_F(PhotoBrowserModelTest, AnEqualFilterDoesNothing) {
-  import(3);
-  start();
-  announcements_ = 0;
-  model_->setFilter({});
-  model_->setSort(SortOrder::added);
-  settle();
-  EXPECT_EQ(announcements_, 0);
-}
-
-TEST_F(PhotoBrowserModelTest, TheLastFilterSetWhileAPageLoadsIsShown) {
+TEST_F(PhotoBrowserModelTest, ShowsTheLastFilterSetWhileAPageLoads) {
   import(90);
   start();
-  {
-    Gate gate(pool_);
-    model_->loadNextPage();
-    model_->setFilter(colour("Red"));
-    model_->setFilter(colour("Blue"));
-    EXPECT_TRUE(model_->loading());
-    gate.release();
-    settle();
-  }
+  std::latch gate(1);
+  hold(gate);
+  model_->loadNextPage();
+  model_->setFilter(colour("Red"));
+  model_->setFilter(colour("Blue"));
+  EXPECT_TRUE(model_->loading());
+  gate.count_down();
+  settle();
   EXPECT_FALSE(model_->loading());
   EXPECT_EQ(model_->total(), 45);
   ASSERT_EQ(model_->items().size(), 45U);
@@ -179,7 +159,7 @@ TEST_F(PhotoBrowserModelTest, TheLastFilterSetWhileAPageLoadsIsShown) {
   EXPECT_EQ(model_->facets().colors, (std::vector<FacetValue>{{"Blue", 45}}));
 }
 
-TEST_F(PhotoBrowserModelTest, AnImportReloadsAListOfOnePageFromEmpty) {
+TEST_F(PhotoBrowserModelTest, ReloadsAListOfOnePageAfterAnImport) {
   import(100);
   start();
   import(1);
@@ -194,7 +174,7 @@ TEST_F(PhotoBrowserModelTest, AnImportReloadsAListOfOnePageFromEmpty) {
   expectListed(100, 21);
 }
 
-TEST_F(PhotoBrowserModelTest, AnImportBehindALongListChangesTheTotalOnly) {
+TEST_F(PhotoBrowserModelTest, ChangesOnlyTheTotalOfALongListAfterAnImport) {
   import(300);
   start();
   model_->loadNextPage();
@@ -209,7 +189,7 @@ TEST_F(PhotoBrowserModelTest, AnImportBehindALongListChangesTheTotalOnly) {
   expectListed(299, 61);
 }
 
-TEST_F(PhotoBrowserModelTest, RemovedRowsLeaveNoGapBehindThem) {
+TEST_F(PhotoBrowserModelTest, SkipsNoRowAfterRemovals) {
   import(200);
   start();
   for (const char* id : {"0199", "0150"}) {
@@ -217,15 +197,14 @@ TEST_F(PhotoBrowserModelTest, RemovedRowsLeaveNoGapBehindThem) {
     model_->remove(id);
   }
   EXPECT_EQ(model_->total(), 198);
-  {
-    // One goes while the next page is on its way.
-    Gate gate(pool_);
-    model_->loadNextPage();
-    change("UPDATE Photo SET trashedAt = 1 WHERE id = '0160'");
-    model_->remove("0160");
-    gate.release();
-    settle();
-  }
+  // One goes while the next page is on its way.
+  std::latch gate(1);
+  hold(gate);
+  model_->loadNextPage();
+  change("UPDATE Photo SET trashedAt = 1 WHERE id = '0160'");
+  model_->remove("0160");
+  gate.count_down();
+  settle();
   const auto listed = ids();
   EXPECT_EQ(listed.size(), 157U);
   EXPECT_EQ(std::count(listed.begin(), listed.end(), "0160"), 0);
@@ -235,9 +214,12 @@ TEST_F(PhotoBrowserModelTest, RemovedRowsLeaveNoGapBehindThem) {
   EXPECT_EQ(ids(), listed);
 }
 
-TEST_F(PhotoBrowserModelTest, TotalIsRightAfterAPollBetweenTrashAndRemoval) {
-  import(100);
+TEST_F(PhotoBrowserModelTest, CountsEachRemovalOnceAndNeverBelowZero) {
   start();
+  model_->remove("none");
+  EXPECT_EQ(model_->total(), 0);
+  import(100);
+  poll();
   change("UPDATE Photo SET trashedAt = 1 WHERE id = '0099'");
   poll();
   EXPECT_EQ(model_->total(), 99);
@@ -246,13 +228,7 @@ TEST_F(PhotoBrowserModelTest, TotalIsRightAfterAPollBetweenTrashAndRemoval) {
   EXPECT_EQ(model_->total(), 99);
 }
 
-TEST_F(PhotoBrowserModelTest, TheTotalIsNeverNegative) {
-  start();
-  model_->remove("none");
-  EXPECT_EQ(model_->total(), 0);
-}
-
-TEST_F(PhotoBrowserModelTest, AnnouncedRowsAreReadAgain) {
+TEST_F(PhotoBrowserModelTest, ReadsAnnouncedRowsAgain) {
   import(4);
   start();
   change("UPDATE Photo SET favorite = 1 WHERE id = '0002'");
@@ -265,55 +241,49 @@ TEST_F(PhotoBrowserModelTest, AnnouncedRowsAreReadAgain) {
   EXPECT_EQ(model_->total(), 2);
 }
 
-TEST_F(PhotoBrowserModelTest, APageThatCannotBeReadCanBeAskedForAgain) {
+TEST_F(PhotoBrowserModelTest, FetchesAgainAfterAFailedFetch) {
   import(100);
   start();
+  const char* const damage = "ALTER TABLE Photo RENAME COLUMN caption TO elsewhere";
+  const char* const repair = "ALTER TABLE Photo RENAME COLUMN elsewhere TO caption";
   const LogCapture log;
-  change("ALTER TABLE Photo RENAME COLUMN caption TO elsewhere");
+  change(damage);
   model_->loadNextPage();
   settle();
   EXPECT_TRUE(log.contains("Vaultmere: gallery fetch failed — "));
   EXPECT_FALSE(model_->loading());
   EXPECT_FALSE(model_->reachedEnd());
   expectListed(99, 20);
-  change("ALTER TABLE Photo RENAME COLUMN elsewhere TO caption");
+  change(repair);
   model_->loadNextPage();
   settle();
   expectListed(99, 0);
-}
 
-TEST_F(PhotoBrowserModelTest, AFirstPageThatCannotBeReadIsTriedAgain) {
-  import(100);
-  start();
-  change("ALTER TABLE Photo RENAME COLUMN caption TO elsewhere");
-  const LogCapture log;
+  change(damage);
   model_->setFilter(colour("Blue"));
   settle();
   EXPECT_TRUE(model_->items().empty());
-  change("ALTER TABLE Photo RENAME COLUMN elsewhere TO caption");
+  change(repair);
   poll();
   EXPECT_EQ(model_->items().size(), 50U);
 }
 
-TEST_F(PhotoBrowserModelTest, ManyRowsThatLeaveWhileAPageLoadsCostOnePage) {
+TEST_F(PhotoBrowserModelTest, FetchesOnePageForManyRowsRemovedMeanwhile) {
   import(200);
   start();
   change("UPDATE Photo SET trashedAt = 1");
-  std::vector<std::string> ids;
-  for (const Photo& photo : model_->items()) {
-    ids.push_back(photo.id);
-  }
-  Gate gate(pool_);
-  model_->refresh(ids);
+  std::latch gate(1);
+  hold(gate);
+  model_->refresh(ids());
   model_->loadNextPage();
   announcements_ = 0;
-  gate.release();
+  gate.count_down();
   settle();
   EXPECT_TRUE(model_->items().empty());
   EXPECT_LT(announcements_, 10);
 }
 
-TEST_F(PhotoBrowserModelTest, ChangedFiltersAndDestructionStopRunningQueries) {
+TEST_F(PhotoBrowserModelTest, StopsRunningQueriesAtAFilterChangeAndDestruction) {
   import(100);
   start();
   change(
@@ -327,22 +297,10 @@ TEST_F(PhotoBrowserModelTest, ChangedFiltersAndDestructionStopRunningQueries) {
   EXPECT_EQ(model_->items().size(), 50U);
   EXPECT_EQ(model_->facets().total, 50);
   model_->setFilter(endless);
-  model_.reset();
-  catalog_.rowsChanged().emit({"0001"});
-  settle();
-}
-
-TEST_F(PhotoBrowserModelTest, MayBeDestroyedWhileWorkRuns) {
-  import(100);
-  start();
-  Gate gate(pool_);
-  model_->setFilter(colour("Red"));
   model_->refresh({"0001"});
   model_.reset();
-  gate.release();
-  settle();
-  main_.advance(PhotoBrowserModel::kPollInterval);
-  settle();
+  catalog_.rowsChanged().emit({"0001"});
+  poll();
 }
 
 }  // namespace

@@ -27,30 +27,23 @@ std::string told(const ScanResult& result) {
 }
 
 TEST(FolderScan, GroupsByExtensionAndStem) {
-  struct Case {
+  const struct {
     const char* name;
     std::vector<fs::path> files;
     const char* expected;
+  } rows[] = {
+      {"live photo", {"b.mov", "b.heic"}, "b.heic+b.mov "},
+      {"one video, two stills", {"c.mov", "c.JPG", "c.HEIC"}, "c.HEIC+c.mov c.JPG+c.mov "},
+      {"stems in other case", {"IMG_1.heic", "img_1.mov"}, "IMG_1.heic img_1.mov(v) "},
+      {"first video pairs", {"a.mp4", "a.jpg", "a.MOV"}, "a.jpg+a.MOV a.mp4(v) "},
+      {"images come first", {"a.mp4", "z.png"}, "z.png a.mp4(v) "},
+      {"silent sidecars", {"a.json", "a.JSON", "b.zip", "noext", "c.jpg.json"}, "!b.zip !noext "},
+      {"only the last extension goes", {"a.b.jpg", "a.mov"}, "a.b.jpg a.mov(v) "},
+      {"name order across folders", {"x/b.jpg", "y/a.jpg"}, "a.jpg b.jpg "},
+      {"loose files of two folders pair", {"x/b.jpg", "y/b.mov"}, "b.jpg+b.mov "},
   };
-  for (const Case& c : {
-           Case{"live photo", {"b.mov", "b.heic"}, "b.heic+b.mov "},
-           Case{"one video serves two stills",
-                {"c.mov", "c.JPG", "c.HEIC"},
-                "c.HEIC+c.mov c.JPG+c.mov "},
-           Case{
-               "case of the stem matters", {"IMG_1.heic", "img_1.mov"}, "IMG_1.heic img_1.mov(v) "},
-           Case{"the first video in order pairs",
-                {"a.mp4", "a.jpg", "a.MOV"},
-                "a.jpg+a.MOV a.mp4(v) "},
-           Case{"images come first", {"a.mp4", "z.png"}, "z.png a.mp4(v) "},
-           Case{"sidecars are silent, the rest is junk",
-                {"a.json", "a.JSON", "b.zip", "noext", "c.jpg.json"},
-                "!b.zip !noext "},
-           Case{"only the last extension goes", {"a.b.jpg", "a.mov"}, "a.b.jpg a.mov(v) "},
-           Case{"name order across folders", {"x/b.jpg", "y/a.jpg"}, "a.jpg b.jpg "},
-           Case{"loose files of two folders pair", {"x/b.jpg", "y/b.mov"}, "b.jpg+b.mov "},
-       }) {
-    EXPECT_EQ(told(groupFiles(c.files)), c.expected) << c.name;
+  for (const auto& row : rows) {
+    EXPECT_EQ(told(groupFiles(row.files)), row.expected) << row.name;
   }
 }
 
@@ -80,7 +73,7 @@ TEST(FolderScan, WalksWhatMayBeWalked) {
   EXPECT_FALSE(protect.cover(folder / "a.jpg"));
 }
 
-TEST(FolderScan, AFolderThatCannotBeListedIsNamed) {
+TEST(FolderScan, LogsTheNameOfAFolderThatCannotBeListed) {
   const TemporaryFolder folder;
   const LogCapture log;
   EXPECT_TRUE(scanTree(folder / "absent", {}, {}).groups.empty());

@@ -26,25 +26,27 @@ class IngestCoordinatorTest : public testing::Test {
         archive_.ingestor(options), log_, [this] { return now_; }, archive_.pool, queue_});
   }
 
-  Told drop(std::vector<fs::path> locations, std::stop_token stop = {},
-            const std::function<void(const BatchProgress&)>& watch = {}) {
+  /// What a batch has told when it has ended.
+  using Done = std::function<void(IngestCoordinator::BatchResult)>;
+  static Told await(const std::function<void(Told&, Done)>& start) {
     Told told;
     std::promise<IngestCoordinator::BatchResult> done;
-    coordinator()->ingestDropped(std::move(locations), false, std::move(stop),
-                                 observer(told, watch),
-                                 [&](auto result) { done.set_value(std::move(result)); });
+    start(told, [&](auto result) { done.set_value(std::move(result)); });
     told.result = done.get_future().get();
     return told;
   }
-
+  Told drop(const std::vector<fs::path>& locations, const std::stop_token& stop = {},
+            const std::function<void(const BatchProgress&)>& watch = {}) {
+    return await([&](Told& told, Done done) {
+      coordinator()->ingestDropped(locations, false, stop, observer(told, watch), std::move(done));
+    });
+  }
   Told drain() {
-    Told told;
-    std::promise<IngestCoordinator::BatchResult> done;
     const auto target = coordinator();
-    target->drainInbox(target->inboxScanner()(archive_.sources()), {}, observer(told, {}),
-                       [&](auto result) { done.set_value(std::move(result)); });
-    told.result = done.get_future().get();
-    return told;
+    return await([&](Told& told, Done done) {
+      target->drainInbox(target->inboxScanner()(archive_.sources()), {}, observer(told, {}),
+                         std::move(done));
+    });
   }
 
   static IngestCoordinator::Observer observer(Told& told,
@@ -121,26 +123,7 @@ TEST_F(IngestCoordinatorTest, StartsNoGroupAfterAStop) {
   EXPECT_EQ(archive_.rows().size(), told.result.results.size());
 }
 
-TEST_F(IngestCoordinatorTest, DropsStoppedInTheQueueLeaveNoTrace) {
-  archive_.source("one/a.jpg", "a");
-  archive_.source("two/b.jpg", "b");
-  archive_.source("two/junk.txt", "x");
-  std::stop_source stop;
-  std::promise<IngestCoordinator::BatchResult> done;
-  const auto stopped = coordinator();
-  coordinator()->ingestDropped({archive_.sources() / "one"}, false, stop.get_token(),
-                               {nullptr, [&](const BatchProgress&) { stop.request_stop(); }},
-                               [](auto) {});
-  stopped->ingestDropped({archive_.sources() / "two"}, false, stop.get_token(),
-                         {[] { ADD_FAILURE() << "started"; },
-                          [](const BatchProgress&) { ADD_FAILURE() << "progress"; }},
-                         [&](auto result) { done.set_value(std::move(result)); });
-  const auto result = done.get_future().get();
-  EXPECT_TRUE(result.results.empty());
-  EXPECT_TRUE(logged().empty());
-}
-
-TEST_F(IngestCoordinatorTest, AQuitWhileHashingLogsNoFailures) {
+TEST_F(IngestCoordinatorTest, LogsNoFailuresWhenAQuitInterruptsHashing) {
   for (int i = 0; i < 6; ++i) {
     archive_.source(std::to_string(i) + ".jpg", std::string(2 * kFileChunk, 'x'));
   }
@@ -152,24 +135,35 @@ TEST_F(IngestCoordinatorTest, AQuitWhileHashingLogsNoFailures) {
   EXPECT_TRUE(archive_.files().empty());
 }
 
-TEST_F(IngestCoordinatorTest, RunsTheBatchesOfTwoCoordinatorsInTurn) {
-  archive_.source("one/a.jpg", "a");
-  archive_.source("two/b.jpg", "b");
+TEST_F(IngestCoordinatorTest, RunsQueuedBatchesInTurnButNotThoseStoppedMeanwhile) {
   std::vector<std::string> events;  // unguarded: the queue is the guard
+  std::stop_source stop;
   std::promise<void> done;
-  const auto observe = [&](const std::string& name) {
-    return IngestCoordinator::Observer{[&, name] { events.push_back(name + " starts"); },
-                                       [&, name](const BatchProgress&) { events.push_back(name); }};
+  // Coordinators on one queue, as when the destination changes.
+  const auto drop = [&](const std::string& name, std::stop_token token,
+                        std::function<void()> ended) {
+    archive_.source(name + "/" + name + ".jpg", name);
+    archive_.source(name + "/junk.txt", "x");
+    const auto told = [&, name](const BatchProgress&) {
+      events.push_back(name);
+      stop.request_stop();
+    };
+    coordinator()->ingestDropped(
+        {archive_.sources() / name}, false, std::move(token),
+        {[&, name] { events.push_back(name + " starts"); }, told},
+        [&, name, ended = std::move(ended)](const auto& result) {
+          events.push_back(name + " ends " + std::to_string(result.results.size()));
+          ended();
+        });
   };
-  // Two coordinators on one queue, as when the destination changes.
-  coordinator()->ingestDropped({archive_.sources() / "one"}, false, {}, observe("1"),
-                               [&](auto) { events.emplace_back("1 ends"); });
-  coordinator()->ingestDropped({archive_.sources() / "two"}, false, {}, observe("2"), [&](auto) {
-    events.emplace_back("2 ends");
-    done.set_value();
-  });
+  drop("1", {}, [] {});
+  drop("2", stop.get_token(), [] {});
+  drop("3", {}, [&] { done.set_value(); });
   done.get_future().wait();
-  EXPECT_EQ(events, (Strings{"1 starts", "1", "1", "1 ends", "2 starts", "2", "2", "2 ends"}));
+  EXPECT_EQ(events, (Strings{"1 starts", "1", "1", "1 ends 1", "2 ends 0", "3 starts", "3", "3",
+                             "3 ends 1"}));
+  EXPECT_EQ(logged(), (Strings{"intake junk junk.txt", "intake inserted 1.jpg",
+                               "intake junk junk.txt", "intake inserted 3.jpg"}));
 }
 
 TEST_F(IngestCoordinatorTest, TakesSettledFilesFromTheWatchedFolder) {

@@ -16,7 +16,7 @@ namespace {
 
 using Outcome = IngestOutcome;
 
-TEST(SourceRemoval, ASourceGoesOnlyWhenTheArchivesBytesAreKnown) {
+TEST(SourceRemoval, ReadsTheArchivedBytesBeforeASourceIsRemoved) {
   Archive archive;
   const fs::path source = archive.source("a.jpg", "good");
   const Ingestor ingestor = archive.ingestor();
@@ -31,7 +31,7 @@ TEST(SourceRemoval, ASourceGoesOnlyWhenTheArchivesBytesAreKnown) {
   EXPECT_TRUE(fs::exists(source));
 }
 
-TEST(SourceRemoval, SourcesThatMayNotGoStay) {
+TEST(SourceRemoval, KeepsSourcesThatMayNotBeRemoved) {
   struct Case {
     const char* name;
     std::string source = "a.jpg";
@@ -95,7 +95,7 @@ TEST(SourceRemoval, SourcesThatMayNotGoStay) {
   }
 }
 
-TEST(SourceRemoval, TheArchivesFilesStayByWhateverPathTheyCome) {
+TEST(SourceRemoval, KeepsTheArchivesFilesUnderAnyPath) {
   const LogCapture log;
   Archive archive;
   const Ingestor ingestor = archive.ingestor();

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include "platform/LocalAddress.h"
@@ -9,102 +10,73 @@ namespace {
 using Addresses = std::vector<InterfaceAddress>;
 using Names = std::vector<std::string>;
 
-InterfaceAddress card(const char* name, const char* address) {
-  return {name, address, true, true, true};
-}
-InterfaceAddress down(const char* name, const char* address) {
-  return {name, address, false, false, true};
-}
-InterfaceAddress unplugged(const char* name, const char* address) {
-  return {name, address, true, false, true};
-}
-InterfaceAddress deviceless(const char* name, const char* address) {
-  return {name, address, true, true, false};
-}
+/// A card that is up, has a cable and belongs to a device.
+const InterfaceAddress kWired{"eth0", "10.0.0.5", true, true, true};
+const InterfaceAddress kSecondary{"eth0", "10.0.1.5", true, true, true};
+const InterfaceAddress kUnplugged{"eth0", "10.0.0.5", true, false, true};
+const InterfaceAddress kDown{"eth0", "10.0.0.5", false, false, true};
+const InterfaceAddress kWireless{"wlan0", "10.0.0.6", true, true, true};
+const InterfaceAddress kLoopback{"lo", "127.0.0.1", true, true, false};
+const InterfaceAddress kTunnel{"tun0", "10.8.0.2", true, true, false};
+const InterfaceAddress kContainers{"docker0", "172.17.0.1", true, true, false};
 
 TEST(LocalAddress, IsThatOfTheCardWithTheDefaultRoute) {
-  struct {
-    const char* what;
+  const struct {
+    const char* name;
     Addresses addresses;
     Names routes;
     std::optional<std::string> expected;
-  } const cases[] = {
+  } rows[] = {
       {"nothing", {}, {}, std::nullopt},
-      {"loopback alone", {deviceless("lo", "127.0.0.1")}, {}, std::nullopt},
-      {"one card", {deviceless("lo", "127.0.0.1"), card("eth0", "10.0.0.5")}, {}, "10.0.0.5"},
-      {"the routed one of two",
-       {card("eth0", "10.0.0.5"), card("wlan0", "10.0.0.6")},
-       {"eth0"},
-       "10.0.0.5"},
-      {"the last without a route",
-       {card("eth0", "10.0.0.5"), card("wlan0", "10.0.0.6")},
-       {},
-       "10.0.0.6"},
-      {"the better of two routes",
-       {card("eth0", "10.0.0.5"), card("wlan0", "10.0.0.6")},
-       {"wlan0", "eth0"},
-       "10.0.0.6"},
-      {"a tunnel has the route",
-       {card("eth0", "10.0.0.5"), card("wlan0", "10.0.0.6"), deviceless("tun0", "10.8.0.2")},
-       {"tun0", "eth0"},
-       "10.0.0.5"},
-      {"bridges and links of containers",
-       {card("eth0", "10.0.0.5"), deviceless("docker0", "172.17.0.1"),
-        deviceless("virbr0", "192.168.122.1")},
-       {},
-       "10.0.0.5"},
-      {"the routed card is down",
-       {down("eth0", "10.0.0.5"), card("wlan0", "10.0.0.6")},
-       {"eth0"},
-       "10.0.0.6"},
-      {"a cable that is out", {unplugged("eth0", "10.0.0.5")}, {"eth0"}, std::nullopt},
-      {"the first address of the routed card",
-       {card("eth0", "10.0.0.5"), card("eth0", "10.0.1.5")},
-       {"eth0"},
-       "10.0.0.5"},
+      {"loopback alone", {kLoopback}, {}, std::nullopt},
+      {"one card", {kLoopback, kWired}, {}, "10.0.0.5"},
+      {"the routed one of two", {kWired, kWireless}, {"eth0"}, "10.0.0.5"},
+      {"the last without a route", {kWired, kWireless}, {}, "10.0.0.6"},
+      {"the better of two routes", {kWired, kWireless}, {"wlan0", "eth0"}, "10.0.0.6"},
+      {"a tunnel has the route", {kWired, kWireless, kTunnel}, {"tun0", "eth0"}, "10.0.0.5"},
+      {"a bridge of containers", {kWired, kContainers}, {}, "10.0.0.5"},
+      {"the routed card is down", {kDown, kWireless}, {"eth0"}, "10.0.0.6"},
+      {"a cable that is out", {kUnplugged}, {"eth0"}, std::nullopt},
+      {"two addresses of one card", {kWired, kSecondary}, {"eth0"}, "10.0.0.5"},
   };
-  for (const auto& c : cases) {
-    EXPECT_EQ(chooseLocalAddress(c.addresses, c.routes), c.expected) << c.what;
+  for (const auto& row : rows) {
+    EXPECT_EQ(chooseLocalAddress(row.addresses, row.routes), row.expected) << row.name;
   }
 }
 
 TEST(LocalAddress, ReadsTheRoutingTable) {
   const std::string head =
       "Iface\tDestination\tGateway \tFlags\tRefCnt\tUse\tMetric\tMask\t\tMTU\tWindow\tIRTT\n";
-  const std::string ethernet = "eth0\t00000000\t0101A8C0\t0003\t0\t0\t600\t00000000\t0\t0\t0\n";
-  const std::string wireless = "wlan0\t00000000\t0101A8C0\t0003\t0\t0\t100\t00000000\t0\t0\t0\n";
-  struct {
-    const char* what;
+  const auto route = [](const char* card, const char* destination, const char* flags,
+                        const char* metric, const char* mask) {
+    return fmt::format("{}\t{}\t0101A8C0\t{}\t0\t0\t{}\t{}\t0\t0\t0\n", card, destination, flags,
+                       metric, mask);
+  };
+  const std::string ethernet = route("eth0", "00000000", "0003", "600", "00000000");
+  const std::string wireless = route("wlan0", "00000000", "0003", "100", "00000000");
+  const struct {
+    const char* name;
     std::string table;
     Names expected;
-  } const cases[] = {
+  } rows[] = {
       {"no table", "", {}},
       {"no routes", head, {}},
       {"one", head + ethernet, {"eth0"}},
       {"the lower metric first", head + ethernet + wireless, {"wlan0", "eth0"}},
-      {"a network's own route",
-       head + "eth0\t0001A8C0\t00000000\t0001\t0\t0\t100\t00FFFFFF\t0\t0\t0\n",
-       {}},
-      {"half of everything, as tunnels do it",
-       head + "tun0\t00000000\t00000000\t0003\t0\t0\t50\t00000080\t0\t0\t0\n" + ethernet,
-       {"eth0"}},
-      {"a route that is down",
-       head + "eth0\t00000000\t0101A8C0\t0002\t0\t0\t1\t00000000\t0\t0\t0\n",
-       {}},
-      {"a route that refuses",
-       head + "lo\t00000000\t00000000\t0201\t0\t0\t1\t00000000\t0\t0\t0\n",
-       {}},
+      {"a network's own", head + route("eth0", "0001A8C0", "0001", "100", "00FFFFFF"), {}},
+      {"half of all", head + route("tun0", "00000000", "0003", "50", "00000080"), {}},
+      {"down", head + route("eth0", "00000000", "0002", "1", "00000000"), {}},
+      {"refusing", head + route("lo", "00000000", "0201", "1", "00000000"), {}},
       {"broken lines", head + "eth0\t0000\nwlan0 x y z\n\n" + wireless, {"wlan0"}},
   };
-  for (const auto& c : cases) {
-    EXPECT_EQ(defaultRoutes(c.table), c.expected) << c.what;
+  for (const auto& row : rows) {
+    EXPECT_EQ(defaultRoutes(row.table), row.expected) << row.name;
   }
 }
 
 TEST(LocalAddress, SeesThisMachinesLoopback) {
   const auto addresses = interfaceAddresses();
-  const InterfaceAddress loopback = deviceless("lo", "127.0.0.1");
-  EXPECT_NE(std::find(addresses.begin(), addresses.end(), loopback), addresses.end());
+  EXPECT_NE(std::find(addresses.begin(), addresses.end(), kLoopback), addresses.end());
   EXPECT_NE(localAddress(), "127.0.0.1");
 }
 

@@ -18,24 +18,24 @@
 // Tests that plug drives in and out, with a mount table that nobody else sees.
 namespace vaultmere {
 
+inline void expectDone(int result, const char* what, const std::filesystem::path& where) {
+  if (result == -1) {
+    throw std::system_error(errno, std::generic_category(), what + (" " + where.string()));
+  }
+}
+
 /// Mounts a file system in memory, 1 MiB, at an existing folder.
 inline void plugIn(const std::filesystem::path& where, const char* source) {
-  if (::mount(source, where.c_str(), "tmpfs", 0, "size=1m") == -1) {
-    throw std::system_error(errno, std::generic_category(), "mount " + where.string());
-  }
+  expectDone(::mount(source, where.c_str(), "tmpfs", 0, "size=1m"), "mount", where);
 }
 
 /// Shows a folder, with its file system, at another existing folder.
 inline void bindMount(const std::filesystem::path& folder, const std::filesystem::path& where) {
-  if (::mount(folder.c_str(), where.c_str(), nullptr, MS_BIND, nullptr) == -1) {
-    throw std::system_error(errno, std::generic_category(), "bind " + where.string());
-  }
+  expectDone(::mount(folder.c_str(), where.c_str(), nullptr, MS_BIND, nullptr), "bind", where);
 }
 
 inline void unplug(const std::filesystem::path& where) {
-  if (::umount2(where.c_str(), MNT_DETACH) == -1) {
-    throw std::system_error(errno, std::generic_category(), "umount " + where.string());
-  }
+  expectDone(::umount2(where.c_str(), MNT_DETACH), "umount", where);
 }
 
 /// Runs a test's body in a child process of its own mount table; what fails

@@ -170,7 +170,7 @@ class DestinationMonitorTest : public testing::Test {
   const Monitor::Status online_ = Monitor::Online{kRoom};
 };
 
-TEST_F(DestinationMonitorTest, StatusFollowsTheDriveAndItsLossIsToldOnce) {
+TEST_F(DestinationMonitorTest, ReportsTheDrivesStatusAndNotifiesOncePerLoss) {
   const LogCapture log;
   const struct {
     const char* name;
@@ -205,7 +205,7 @@ TEST_F(DestinationMonitorTest, StatusFollowsTheDriveAndItsLossIsToldOnce) {
   }
 }
 
-TEST_F(DestinationMonitorTest, NoAnswerInFiveSecondsIsOffline) {
+TEST_F(DestinationMonitorTest, GoesOfflineWithoutAnAnswerInFiveSeconds) {
   plugIn(kDrive, kDrive.path);
   choose(kDrive);
   monitor_->refresh();
@@ -224,7 +224,7 @@ TEST_F(DestinationMonitorTest, NoAnswerInFiveSecondsIsOffline) {
   EXPECT_EQ(probes_, 3) << "one more look was remembered";
 }
 
-TEST_F(DestinationMonitorTest, ADeadMountThatWasReplacedIsLookedForAgain) {
+TEST_F(DestinationMonitorTest, ProbesAgainWhenADeadMountIsReplaced) {
   choose(kDrive);
   monitor_->refresh();
   const auto hanging = std::move(background_.front());
@@ -244,7 +244,7 @@ TEST_F(DestinationMonitorTest, ADeadMountThatWasReplacedIsLookedForAgain) {
   EXPECT_LE(background_.size(), Monitor::kMaxProbes + notes_.size()) << "and one that hangs";
 }
 
-TEST_F(DestinationMonitorTest, AHangingDriveHoldsUpNoOther) {
+TEST_F(DestinationMonitorTest, ProbesTheNewDriveWhileTheOldOneHangs) {
   plugIn(kDrive, kDrive.path);
   plugIn(kOther, kOther.path);
   choose(kDrive);
@@ -266,7 +266,7 @@ TEST_F(DestinationMonitorTest, AHangingDriveHoldsUpNoOther) {
   EXPECT_EQ(monitor_->url(), kOther.path);
 }
 
-TEST_F(DestinationMonitorTest, ADriveMountedElsewhereIsFollowed) {
+TEST_F(DestinationMonitorTest, FollowsADriveThatIsMountedElsewhere) {
   plugIn(kDrive, kDrive.path);
   choose(kDrive);
   changes_ = 0;
@@ -283,7 +283,7 @@ TEST_F(DestinationMonitorTest, ADriveMountedElsewhereIsFollowed) {
   EXPECT_EQ(changes_, 1);
 }
 
-TEST_F(DestinationMonitorTest, ANewMarginCountsAtTheNextRefresh) {
+TEST_F(DestinationMonitorTest, AppliesANewMarginAtTheNextRefresh) {
   plugIn(kDrive, kDrive.path);
   choose(Bookmark{kDrive.path, std::nullopt, {}});
   EXPECT_EQ(monitor_->resolvedBookmark(), kDrive) << "a path alone is completed";
@@ -293,7 +293,7 @@ TEST_F(DestinationMonitorTest, ANewMarginCountsAtTheNextRefresh) {
   EXPECT_FALSE(gate_->allows(400 * kGB)) << "at once, before the drive has answered";
 }
 
-TEST_F(DestinationMonitorTest, GoesWithoutWaitingForAHangingProbe) {
+TEST_F(DestinationMonitorTest, IsDestroyedWithoutWaitingForAHangingProbe) {
   monitor_->setDestination(kDrive);
   monitor_->refresh();
   monitor_.reset();

@@ -84,7 +84,7 @@ const json kDefaults = json::parse(R"({
     "setting.autoStackPairs": true, "setting.streamLastFired": null,
     "bookmark.destination": null, "bookmark.inbox": null})");
 
-TEST_F(SettingsStoreTest, OddStoredValuesGiveWhatIsPromisedAndMissingOnesTheDefaults) {
+TEST_F(SettingsStoreTest, ReadsOddStoredValuesAndDefaultsForMissingOnes) {
   EXPECT_EQ(allOf(restart()), kDefaults);
   const struct {
     const char* key;
@@ -126,7 +126,7 @@ TEST_F(SettingsStoreTest, OddStoredValuesGiveWhatIsPromisedAndMissingOnesTheDefa
   }
 }
 
-TEST_F(SettingsStoreTest, ChangesAreStoredUnderTheirKeys) {
+TEST_F(SettingsStoreTest, StoresChangesUnderTheirKeys) {
   SettingsStore& settings = startWith({{"setting.marginGB", 10.0}, {"setting.serverPort", "x"}});
   settings.setMarginGB(10);
   settings.setServerPort(2525);
@@ -160,7 +160,7 @@ TEST_F(SettingsStoreTest, ChangesAreStoredUnderTheirKeys) {
   EXPECT_EQ(allOf(restart()), expected);
 }
 
-TEST_F(SettingsStoreTest, LocationsAreBookmarks) {
+TEST_F(SettingsStoreTest, StoresLocationsAsBookmarks) {
   const TemporaryFolder drive;
   fs::create_directories(drive / "Archive");
   SettingsStore& settings = restart();
@@ -192,7 +192,7 @@ TEST_F(SettingsStoreTest, LocationsAreBookmarks) {
   EXPECT_EQ(restart().destination(), moved) << "also while its drive isn't there";
 }
 
-TEST_F(SettingsStoreTest, AFolderWhoseDriveGivesNoAnswerIsNotStored) {
+TEST_F(SettingsStoreTest, StoresNoFolderWhoseDriveDoesNotAnswer) {
   std::function<void()> hanging;
   background_ = [&](auto job) { hanging = std::move(job); };
   SettingsStore& settings = restart();
@@ -204,7 +204,7 @@ TEST_F(SettingsStoreTest, AFolderWhoseDriveGivesNoAnswerIsNotStored) {
   EXPECT_FALSE(settings.destination());
 }
 
-TEST_F(SettingsStoreTest, BytesOfGigabytesDoNotOverflow) {
+TEST_F(SettingsStoreTest, ConvertsGigabytesToBytesWithoutOverflow) {
   SettingsStore& settings = restart();
   EXPECT_EQ(settings.marginBytes(), 10'000'000'000);
   EXPECT_EQ(settings.streamCapBytes(), 20'000'000'000);

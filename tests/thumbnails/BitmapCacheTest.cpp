@@ -20,7 +20,7 @@ std::string kept(BitmapCache& cache) {
   return names;
 }
 
-TEST(BitmapCache, GivesUpWhatNobodyHasAskedForLongest) {
+TEST(BitmapCache, EvictsTheLeastRecentlyUsed) {
   BitmapCache cache({3, 100});
   for (const char* name : {"a", "b", "c"}) {
     cache.insert(name, bitmapOf(1));

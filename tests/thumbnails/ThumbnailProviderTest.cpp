@@ -3,7 +3,6 @@
 #include <latch>
 
 #include "media/ImageDecoder.h"
-#include "platform/FaultPoint.h"
 #include "tests/support/FaultPlan.h"
 #include "tests/thumbnails/ThumbnailFixture.h"
 
@@ -275,17 +274,11 @@ TEST_F(ThumbnailProviderTest, AnswersWaitingRequestsWhenItIsDestroyed) {
 }
 
 TEST_F(ThumbnailProviderTest, SurvivesAClearOfTheCacheWhileAThumbnailIsWritten) {
-  static ThumbnailProvider* cleared = nullptr;
-  cleared = provider_.get();
   const PhotoRef ref = picture(1);
-  setFaultHook([](std::string_view step, const fs::path&) {
-    if (step == "rename") {
-      cleared->clearCache();
-    }
-    return 0;
-  });
-  EXPECT_EQ(ensure(ref).get(), RenditionState::unavailable);
-  setFaultHook(nullptr);
+  {
+    const auto plan = FaultPlan::doing("rename", 1, [&] { provider_->clearCache(); });
+    EXPECT_EQ(ensure(ref).get(), RenditionState::unavailable);
+  }
   EXPECT_TRUE(fs::is_directory(cache() / "thumbs"));
   EXPECT_EQ(ensure(ref).get(), kMade);
 }

@@ -33,7 +33,7 @@ DngOptions raw(std::optional<RawPreview> preview) {
   return {.width = 320, .height = 240, .painter = upright(), .preview = std::move(preview)};
 }
 
-TEST_F(Thumbnails, ShowThePictureInsideTheOriginalWhenItFits) {
+TEST_F(Thumbnails, ShowTheEmbeddedThumbnailWhenItFitsTheOriginal) {
   const struct {
     const char* name;
     std::variant<StillOptions, DngOptions> original;

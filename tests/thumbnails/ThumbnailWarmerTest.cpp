@@ -4,40 +4,17 @@
 
 #include "catalog/PhotoSchema.h"
 #include "catalog/VaultmereCatalog.h"
-#include "platform/FaultPoint.h"
+#include "tests/support/FaultPlan.h"
 #include "tests/thumbnails/ThumbnailFixture.h"
 #include "thumbnails/ThumbnailWarmer.h"
 
 namespace vaultmere {
 namespace {
 
-/// What a run does, as seen at the file layer; a stop after so many renames.
-struct {
-  std::mutex mutex;
-  std::vector<std::string> made;
-  std::set<std::string> opened;
-  std::size_t stopAfter = 0;
-  std::stop_source stop;
-} seen;
-
-int watchSteps(std::string_view step, const fs::path& path) {
-  const std::lock_guard lock(seen.mutex);
-  if (step == "rename" && path.extension() == ".jpg") {
-    seen.made.push_back(path.stem().string());
-    if (seen.made.size() == seen.stopAfter) {
-      seen.stop.request_stop();
-    }
-  }
-  if (step == "open" && path.parent_path().filename() == "archive") {
-    seen.opened.insert(path.stem().string());
-  }
-  return 0;
-}
+using Strings = std::vector<std::string>;
 
 class ThumbnailWarmerTest : public ThumbnailFixture {
  protected:
-  ~ThumbnailWarmerTest() override { setFaultHook(nullptr); }
-
   void add(int number, std::optional<double> processedAt, bool isTrashed = false) {
     Photo photo;
     photo.id = idOf(number);
@@ -53,35 +30,41 @@ class ThumbnailWarmerTest : public ThumbnailFixture {
     (void)picture(number, 32, 24);
   }
 
-  /// Runs to the end; gives what has been made, in order.
-  std::vector<std::string> warm(std::size_t maxConcurrent, std::size_t batchSize,
-                                std::size_t stopAfter = 0) {
+  /// Runs to the end.
+  void run(std::size_t maxConcurrent, std::size_t batchSize, std::stop_token stop = {}) {
     provider_->setArchiveRoot(archive());
-    {
-      const std::lock_guard lock(seen.mutex);
-      seen.made.clear();
-      seen.opened.clear();
-      seen.stopAfter = stopAfter;
-      seen.stop = {};
-    }
-    setFaultHook(watchSteps);
     std::promise<void> done;  // throws if it is called twice
-    ThumbnailWarmer{context_, maxConcurrent, batchSize}.run(provider_, seen.stop.get_token(),
+    ThumbnailWarmer{context_, maxConcurrent, batchSize}.run(provider_, std::move(stop),
                                                             [&] { done.set_value(); });
     done.get_future().wait();
-    setFaultHook(nullptr);
-    const std::lock_guard lock(seen.mutex);
-    return seen.made;
   }
 
+  /// The stems of the JPEG files that a run takes through a step, in order.
+  Strings seen(const std::string& step, std::size_t maxConcurrent, std::size_t batchSize) {
+    const StepRecorder recorder;
+    run(maxConcurrent, batchSize);
+    Strings stems;
+    for (const std::string& line : recorder.steps()) {
+      if (line.starts_with(step + " ") && line.ends_with(".jpg")) {
+        stems.push_back(fs::path(line.substr(step.size() + 1)).stem());
+      }
+    }
+    return stems;
+  }
+  Strings warm(std::size_t maxConcurrent, std::size_t batchSize) {
+    return seen("rename", maxConcurrent, batchSize);
+  }
   /// The originals that the next run opens.
   std::set<std::string> opened() {
-    (void)warm(4, 3);
-    return seen.opened;
+    const Strings files = seen("open", 4, 3);
+    std::set<std::string> originals;
+    std::copy_if(files.begin(), files.end(), std::inserter(originals, originals.end()),
+                 [](const std::string& stem) { return stem.size() < 64; });
+    return originals;
   }
 
-  static std::vector<std::string> idsOf(std::initializer_list<int> numbers) {
-    std::vector<std::string> ids;
+  static Strings idsOf(std::initializer_list<int> numbers) {
+    Strings ids;
     for (const int number : numbers) {
       ids.push_back(idOf(number));
     }
@@ -142,8 +125,12 @@ TEST_F(ThumbnailWarmerTest, StopsBetweenItems) {
   for (int number = 1; number <= 6; ++number) {
     add(number, -number);
   }
-  EXPECT_EQ(warm(1, 4, 2), idsOf({1, 2}));
-  EXPECT_EQ(warm(1, 4, 2), idsOf({3, 4})) << "the end of a page";
+  for (const std::size_t made : {2U, 4U}) {  // in a page, and at its end
+    std::stop_source stop;
+    const auto plan = FaultPlan::doing("rename", 2, [&] { stop.request_stop(); });
+    run(1, 4, stop.get_token());
+    EXPECT_EQ(filesBelow(cache() / "thumbs").size(), made);
+  }
   EXPECT_EQ(warm(1, 4), idsOf({5, 6}));
 }
 
