@@ -35,8 +35,8 @@ class RandomLibrary {
       std::transform(numbers.begin(), numbers.end(), names.begin(), name);
       return names;
     };
-    generator.fill(connection, [&](LibraryRow row) {
-      rows_.push_back({std::move(row.photo),
+    generator.fill(connection, [&](const LibraryRow& row) {
+      rows_.push_back({row.photo,
                        namesOf(row.tags, [&](int tag) { return generator.tagName(tag); }),
                        namesOf(row.labels, [&](int label) { return generator.labelName(label); })});
     });
