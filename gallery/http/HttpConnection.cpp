@@ -85,20 +85,29 @@ void HttpConnection::abort() {
   }
 }
 
+std::optional<ssize_t> HttpConnection::receive(Step step) {
+  const auto scratch = host_.scratch();
+  const ssize_t count = ::recv(socket_->number(), scratch.data(), scratch.size(), 0);
+  if (count < 0 && wouldWait()) {
+    socket_->whenReadable(stepOf(step));
+    return std::nullopt;
+  }
+  return count;
+}
+
 // MARK: The request
 
 void HttpConnection::read() {
   const auto self = shared_from_this();
   for (int step = 0; socket_ != nullptr && step < kMaxSteps; ++step) {
-    const auto scratch = host_.scratch();
-    const ssize_t count = ::recv(socket_->number(), scratch.data(), scratch.size(), 0);
-    if (count < 0 && wouldWait()) {
-      return socket_->whenReadable(stepOf(&HttpConnection::read));
+    const auto count = receive(&HttpConnection::read);
+    if (!count) {
+      return;
     }
-    if (count <= 0) {
+    if (*count <= 0) {
       return end();
     }
-    switch (reader_.feed({scratch.data(), static_cast<std::size_t>(count)})) {
+    switch (reader_.feed({host_.scratch().data(), static_cast<std::size_t>(*count)})) {
       case RequestHeadReader::Result::complete:
         return handle();
       case RequestHeadReader::Result::drop:
@@ -139,19 +148,18 @@ void HttpConnection::handle() {
 
 void HttpConnection::watch() {
   for (int step = 0; request_ != nullptr && step < kMaxSteps; ++step) {
-    const auto scratch = host_.scratch();
-    const ssize_t count = ::recv(socket_->number(), scratch.data(), scratch.size(), 0);
-    if (count < 0 && wouldWait()) {
-      return socket_->whenReadable(stepOf(&HttpConnection::watch));
+    const auto count = receive(&HttpConnection::watch);
+    if (!count) {
+      return;
     }
-    if (count < 0) {
+    if (*count < 0) {
       return end();
     }
-    if (count == 0) {
+    if (*count == 0) {
       request_->isHalfClosed = true;
       return socket_->whenBroken(stepOf(&HttpConnection::end));
     }
-    discarded_ += static_cast<std::size_t>(count);
+    discarded_ += static_cast<std::size_t>(*count);
     if (discarded_ > kMaxBody) {
       return;
     }
@@ -365,24 +373,23 @@ void HttpConnection::beginLingeringClose() {
 void HttpConnection::readRest() {
   const auto self = shared_from_this();
   for (int step = 0; socket_ != nullptr && step < kMaxSteps; ++step) {
-    const auto scratch = host_.scratch();
-    const ssize_t count = ::recv(socket_->number(), scratch.data(), scratch.size(), 0);
-    if (count < 0 && wouldWait()) {
-      return socket_->whenReadable(stepOf(&HttpConnection::readRest));
+    const auto count = receive(&HttpConnection::readRest);
+    if (!count) {
+      return;
     }
-    if (count == 0 && undelivered() > 0) {
+    if (*count == 0 && undelivered() > 0) {
       // The client sends no more, and still has to take the rest.
       return socket_->whenBroken(stepOf(&HttpConnection::end));
     }
-    discarded_ += count > 0 ? static_cast<std::size_t>(count) : 0;
-    if (count <= 0 || discarded_ > kMaxBody) {
+    discarded_ += static_cast<std::size_t>(std::max<ssize_t>(*count, 0));
+    if (*count <= 0 || discarded_ > kMaxBody) {
       return end();
     }
   }
   loop_.post(stepOf(&HttpConnection::readRest));
 }
 
-IoLoop::Task HttpConnection::stepOf(void (HttpConnection::*step)()) {
+IoLoop::Task HttpConnection::stepOf(Step step) {
   return [self = shared_from_this(), step] {
     if (self->socket_ != nullptr) {
       (self.get()->*step)();

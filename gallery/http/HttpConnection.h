@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <sys/types.h>
+
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -95,8 +97,12 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
   /// Bytes that the system has taken over, and the client hasn't.
   [[nodiscard]] std::size_t undelivered() const;
 
+  using Step = void (HttpConnection::*)();
+  /// Reads into the host's scratch memory; gives the count as `recv` does. Absent
+  /// when nothing has come: `step` then runs once something has.
+  [[nodiscard]] std::optional<ssize_t> receive(Step step);
   /// The step as a task, which does nothing once this has ended.
-  [[nodiscard]] IoLoop::Task stepOf(void (HttpConnection::*step)());
+  [[nodiscard]] IoLoop::Task stepOf(Step step);
 
   IoLoop& loop_;
   const WorkQueues& queues_;

@@ -45,15 +45,15 @@ class LibraryGenerator {
   [[nodiscard]] std::string labelName(int number) const;
 
   /// Writes `size.photos` rows with their names into an empty catalog, in one
-  /// transaction, and gives each to `seen`.
-  template <typename Seen>
-  void fill(Connection& connection, Seen&& seen) {
+  /// transaction. Each is first given to `prepare`, which may change it.
+  template <typename Prepare>
+  void fill(Connection& connection, Prepare&& prepare) {
     Transaction transaction(connection);
     insertNames(connection);
     for (int i = 0; i < size_.photos; ++i) {
       LibraryRow row = next();
+      prepare(row);
       insert(connection, row);
-      seen(std::move(row));
     }
     transaction.commit();
   }

@@ -11,20 +11,18 @@ namespace {
 
 using namespace std::chrono_literals;
 
-TEST(HostFilter, PassesNamesOfLocalNetworks) {
+TEST(HostFilter, AllowsAddressesAndNamesOfLocalNetworksOnly) {
   const HostFilter filter({"Photos.example.org", ""});
   for (const char* host :
        {"", "192.168.1.2", "192.168.1.2:2525", "8.8.8.8", "[fe80::1]", "[::1]:2525", "localhost",
         "LOCALHOST:80", "nas", "nas:1", "nas.local", "a.b.local", "nas.Lan.", "nas.home:2525",
-        "nas.home.arpa", "nas.internal", "nas.fritz.box", "photos.EXAMPLE.org:80"}) {
+        "nas.home.arpa", "nas.internal", "nas.fritz.box", "photos.EXAMPLE.org:80", "local."}) {
     EXPECT_TRUE(filter.allows(host)) << host;
   }
-  for (const char* host :
-       {"example.org", "www.photos.example.org", "localhost.example.org", "192.168.1.2.example.org",
-        "nas.local.example.org", "nas.locale", "local.", ".local", "fritz.box", "[::1", "[]", ":80",
-        "1.2.3.4.5", "a.b:c:d"}) {
-    const bool isLabel = std::string_view(host) == "local.";
-    EXPECT_EQ(filter.allows(host), isLabel) << host;
+  for (const char* host : {"example.org", "www.photos.example.org", "localhost.example.org",
+                           "192.168.1.2.example.org", "nas.local.example.org", "nas.locale",
+                           ".local", "fritz.box", "[::1", "[]", ":80", "1.2.3.4.5", "a.b:c:d"}) {
+    EXPECT_FALSE(filter.allows(host)) << host;
   }
   EXPECT_FALSE(filter.allows(std::string(300, 'a')));
 }
@@ -89,7 +87,7 @@ TEST(Password, ReadsBasicCredentials) {
   EXPECT_TRUE(Password("").accepts("") && !Password("").isRequired());
 }
 
-TEST(Password, DoesntSortEndlessMarks) {
+TEST(Password, LeavesLongRunsOfMarksUnsorted) {
   // "a" with an acute accent (U+0301) and a dot below (U+0323): the canonical
   // order has the dot first. Longer runs of marks stay as they are.
   const auto password = [](int accents) {
@@ -105,7 +103,7 @@ TEST(Password, DoesntSortEndlessMarks) {
       "HMgcyBzIHMgcyBzIHMow=="));
 }
 
-TEST(PasswordGuesses, DelaysOneClientMoreAndMore) {
+TEST(PasswordGuesses, DoublesTheDelayOfAGuessingClient) {
   PasswordGuesses guesses(1s);
   const PeerAddress client = *PeerAddress::parse("192.168.1.2");
   const PeerAddress other = *PeerAddress::parse("192.168.1.3");
@@ -144,9 +142,7 @@ class AccessTest : public GalleryFixture {};
 
 TEST_F(AccessTest, RefusesRequestsForForeignHosts) {
   const LogCapture log;
-  GalleryServer::Options options;
-  options.hosts = {"photos.example.org"};
-  serve(options);
+  serve({.hosts = {"photos.example.org"}});
   const auto askFor = [&](const std::string& host) {
     return send("GET /config.js HTTP/1.1\r\nhost:" + host + "\r\n\r\n").substr(9, 3);
   };
@@ -162,16 +158,14 @@ TEST_F(AccessTest, RefusesRequestsForForeignHosts) {
 
 TEST_F(AccessTest, DelaysClientsThatGuessPasswords) {
   const LogCapture log;
-  GalleryServer::Options options;
-  options.guessDelay = 1ms;
-  serve(options, "secret");
+  serve({.guessDelay = 1ms}, "secret");
   for (int i = 0; i < 13; ++i) {
     EXPECT_EQ(ask("/config.js"), unauthorisedResponse()) << "without a password";
   }
   for (int i = 0; i < 10; ++i) {
     EXPECT_EQ(ask("/config.js", "Authorization: Basic eA==\r\n"), unauthorisedResponse());
   }
-  EXPECT_FALSE(log.contains("wrong passwords"));
+  EXPECT_EQ(log.lines().size(), 0U);
   for (int i = 0; i < 3; ++i) {
     EXPECT_EQ(ask("/config.js", "Authorization: Basic eA==\r\n"), unauthorisedResponse());
   }

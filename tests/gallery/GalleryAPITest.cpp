@@ -48,10 +48,11 @@ class GalleryAPITest : public testing::Test {
   }
 
   template <typename Change>
-  void addWith(const std::string& id, Change&& change) {
+  void addWith(const std::string& id, Change&& change, const Strings& tags = {},
+               const Strings& labels = {}) {
     Photo changed = photo(id);
     change(changed);
-    add(changed);
+    add(changed, tags, labels);
   }
 
   json list(const std::string& query) {
@@ -184,48 +185,37 @@ TEST_F(GalleryAPITest, FiltersByEachKey) {
       {"year=2021", dated},
       {"year=%2B2021", dated},
       {"year=2021x", all},
-      {"year=", all},
       {"year=99999999999", {}},
       {"year=99999999999999999999", all},
       {"year=1999&date_from=bad", all},
-      {"year=1999&date_to=", all},
       {"date_from=2021-03-04", dated},
-      {"date_from=2021-03-04T23:00:00", dated},
       {"date_from=2021-3-4", dated},
       {"date_from=2021-03-05", {}},
       {"date_from=2021-02-30", all},
-      {"date_from=2021-03-4x", all},
       {"date_from=2021-03", all},
       {"date_from= 2021-03-04", all},
-      {"date_to=2021-03-04", {"midnight"}},
       {"date_to=2021-03-05", dated},
       {"date_from=2021-03-04&date_to=2021-03-04", {"midnight"}},
       {"date_before=2021-03-04", {}},
       {"date_before=2021-03-05&year=1999", dated},
-      {"date_from=2021-03-04&date_before=2021-03-05", dated},
-      {"date_before=bad&year=1999", all},
       {"tag=Rome", {"linked"}},
       {"tag=rome", {}},
       {"tag=", {}},
       {"label=dog", {"linked"}},
       {"place=Italy", {"fine"}},
       {"media_type=video", {"video"}},
-      {"media_type=", {}},
       {"ext=.mov", {"video"}},
       {"ext=mov", {}},
       {"camera=X", {"camera"}},
       {"no_camera=true&camera=X", {"fine", "linked", "midnight", "noon", "plain", "video"}},
       {"no_camera=yes&camera=X", {"camera"}},
       {"favorite=1", {"fine"}},
-      {"favorite=true", {"fine"}},
       {"favorite=TRUE", others},
-      {"favorite=false", others},
       {"favorite=", others},
       {"color=Red", {"fine"}},
       {"size=500%20KB%E2%80%931%20MB", {"video"}},
       {"size=huge", all},
       {"q=ecole", {"fine"}},
-      {"q=ROM", {"linked"}},
       {"q=.JPG&media_type=video", {"video"}},
       {"q=", all},
       {"q=%20", {"fine"}},
@@ -257,11 +247,8 @@ TEST_F(GalleryAPITest, ClampsPagesAndCoversTheList) {
       {"page=%2B2&page_size=100", 2, 100, 100},
       {"page_size=1000", 1, 200, 200},
       {"page_size=0", 1, 1, 1},
-      {"page_size=-7", 1, 1, 1},
       {"page_size=abc", 1, 60, 60},
-      {"page_size=", 1, 60, 60},
       {"page=0", 1, 60, 60},
-      {"page=-5", 1, 60, 60},
       {"page=2.5", 1, 60, 60},
       {"page=%202", 1, 60, 60},
       {"page=99999999999999999999", 1, 60, 60},
@@ -306,8 +293,6 @@ TEST_F(GalleryAPITest, CountsAgainAfterEveryCommit) {
 }
 
 TEST_F(GalleryAPITest, ListsKnownColoursAndPlaces) {
-  EXPECT_EQ(api_.colours({}), "[]");
-  EXPECT_EQ(api_.geo({}), R"({"type":"FeatureCollection","features":[]})");
   addWith("a", [](Photo& p) {
     p.avgHex = "#000001";
     p.gpsLat = 45.1;
@@ -335,49 +320,61 @@ TEST_F(GalleryAPITest, ListsKnownColoursAndPlaces) {
   EXPECT_EQ(both[1].at("properties").at("id"), "b\"");
 }
 
-TEST_F(GalleryAPITest, GivesZerosForAnEmptyCatalog) {
-  EXPECT_EQ(api_.stats().json,
-            R"({"totals":{"total":0,"favorites":0,"edited":0},"by_year":[],"by_media":[],)"
-            R"("by_format":[],"top_albums":[],"top_labels":[],"top_places":[],"cameras":[],)"
-            R"("no_camera":0,"by_size":[],"colors":[],"color_split":{"color":0,"bw":0}})");
+TEST_F(GalleryAPITest, GivesEmptyDocumentsForEmptyAndFailingStores) {
+  for (const bool isFailing : {false, true}) {
+    if (isFailing) {
+      add(photo("a"));
+      writer_.execute("DROP TABLE Photo");
+    }
+    EXPECT_EQ(*api_.photos({}), R"({"total":0,"page":1,"page_size":60,"items":[]})");
+    EXPECT_EQ(api_.colours({}), "[]");
+    EXPECT_EQ(api_.geo({}), R"({"type":"FeatureCollection","features":[]})");
+    const auto stats = api_.stats();
+    EXPECT_EQ(stats.isComplete, !isFailing) << "or it would be kept";
+    EXPECT_EQ(stats.json,
+              R"({"totals":{"total":0,"favorites":0,"edited":0},"by_year":[],"by_media":[],)"
+              R"("by_format":[],"top_albums":[],"top_labels":[],"top_places":[],"cameras":[],)"
+              R"("no_camera":0,"by_size":[],"colors":[],"color_split":{"color":0,"bw":0}})");
+  }
 }
 
 TEST_F(GalleryAPITest, CountsTheShownPhotos) {
-  const auto coloured = [](Photo& p, const char* family, int red) {
+  const auto coloured = [](Photo& p, const char* family, int red, int year) {
     p.avgHex = "#000000";
     p.avgR = red;
     p.avgG = p.avgB = 255;
     p.colorFamily = family;
+    p.year = year;
   };
   addWith("a", [&](Photo& p) {
-    coloured(p, "Blue", 0);
-    p.year = 2020;
+    coloured(p, "Blue", 0, 2020);
     p.favorite = p.edited = true;
     p.cameraModel = "X";
     p.placeCountry = "Italy";
     p.sizeBytes = 60'000'000;
   });
-  Photo second = photo("b");
-  coloured(second, "Red", 1);
-  second.year = 999;
-  second.mediaType = "video";
-  second.ext = ".mov";
-  add(second, {"one", "two"}, {"dog"});
-  Photo third = photo("c");
-  coloured(third, "Blue", 1);
-  third.year = 2020;
-  third.mediaType = "video";
-  add(third, {"two"});
+  const auto video = [&](Photo& p) {
+    coloured(p, "Red", 1, 999);
+    p.mediaType = "video";
+    p.ext = ".mov";
+  };
+  addWith("b", video, {"one", "two"}, {"dog"});
+  const auto otherVideo = [&](Photo& p) {
+    coloured(p, "Blue", 1, 2020);
+    p.mediaType = "video";
+  };
+  addWith("c", otherVideo, {"two"});
   addWith("grey", [](Photo& p) {
     p.avgHex = "#808080";
     p.isBW = true;
     p.edited = true;
   });
-  Photo trashed = photo("trashed");
-  trashed.trashedAt = CatalogDate{1};
-  trashed.processedAt = at(2024, 5, 6, 7);
-  trashed.favorite = true;
-  add(trashed, {"one", "three"});
+  const auto trashed = [](Photo& p) {
+    p.trashedAt = CatalogDate{1};
+    p.processedAt = at(2024, 5, 6, 7);
+    p.favorite = true;
+  };
+  addWith("trashed", trashed, {"one", "three"});
   const auto facet = [](const char* id, int n) { return json{{"id", id}, {"n", n}}; };
   EXPECT_EQ(json::parse(api_.stats().json),
             (json{{"totals", {{"total", 4}, {"favorites", 1}, {"edited", 2}}},
@@ -396,17 +393,6 @@ TEST_F(GalleryAPITest, CountsTheShownPhotos) {
                     {{"name", "Blue"}, {"hex", "#3b6fe2"}, {"n", 2}}}},
                   {"avg_color", "#01ffff"},
                   {"color_split", {{"color", 3}, {"bw", 1}}}}));
-}
-
-TEST_F(GalleryAPITest, GivesNothingWhenTheStoreFails) {
-  add(photo("a"));
-  writer_.execute("DROP TABLE Photo");
-  EXPECT_EQ(*api_.photos({}), R"({"total":0,"page":1,"page_size":60,"items":[]})");
-  EXPECT_EQ(api_.colours({}), "[]");
-  EXPECT_EQ(api_.geo({}), R"({"type":"FeatureCollection","features":[]})");
-  const auto stats = api_.stats();
-  EXPECT_EQ(json::parse(stats.json).at("totals").at("total"), 0);
-  EXPECT_FALSE(stats.isComplete) << "or it would be kept";
 }
 
 TEST_F(GalleryAPITest, TakesStatisticsFromOneStateOfTheStore) {

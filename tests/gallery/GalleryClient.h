@@ -19,9 +19,8 @@
 
 namespace vaultmere {
 
-/// A client of the gallery on this machine, as a test wants it: it sends and
-/// waits for whatever it likes. A wait that is in vain ends after a minute,
-/// with an exception.
+/// A client of the gallery on this machine that sends any bytes. Waiting for a
+/// response throws after a minute.
 class GalleryClient {
  public:
   /// `address` is one of this machine's IPv4 loopback addresses, to connect from.

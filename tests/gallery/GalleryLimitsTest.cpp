@@ -22,30 +22,37 @@ class GalleryLimitsTest : public GalleryFixture {
     }
     return clients;
   }
+
+  /// Clients that have read the first bytes of a large response, and no more.
+  std::vector<GalleryClient> stalled(int count) {
+    std::vector<GalleryClient> clients;
+    for (int i = 0; i < count; ++i) {
+      clients.push_back(connect(4096));
+      clients.back().send("GET /api/geo HTTP/1.1\r\n\r\n");
+      EXPECT_EQ(clients.back().receive(10).size(), 10U);
+    }
+    return clients;
+  }
 };
 
 TEST_F(GalleryLimitsTest, EvictsTheLeastRecentlyActivePastTheRequestBudget) {
-  GalleryServer::Options options;
-  options.requestBytes = 200'000;
-  serve(options);
+  serve({.requestBytes = 200'000});
   GalleryClient active = std::move(unfinished(1, 20'000).front());
-  std::vector<GalleryClient> silent;
+  std::vector<GalleryClient> idle;
   for (int i = 0; i < 20; ++i) {
-    silent.push_back(std::move(unfinished(1, 20'000).front()));
+    idle.push_back(std::move(unfinished(1, 20'000).front()));
     active.send("more");
     settle();
   }
-  EXPECT_TRUE(silent.front().isDropped());
-  for (GalleryClient* client : {&active, &silent.back()}) {
+  EXPECT_TRUE(idle.front().isDropped());
+  for (GalleryClient* client : {&active, &idle.back()}) {
     client->send("\r\n\r\n");
     EXPECT_TRUE(client->receiveAll().starts_with("HTTP/1.1 200 "));
   }
 }
 
-TEST_F(GalleryLimitsTest, EvictsTheLeastRecentlyActivePastTheLastDescriptor) {
-  GalleryServer::Options options;
-  options.descriptors = 20;
-  serve(options);
+TEST_F(GalleryLimitsTest, EvictsTheLeastRecentlyActivePastTheDescriptorLimit) {
+  serve({.descriptors = 20});
   auto clients = unfinished(30, 10);
   for (std::size_t i = 0; i < 10; ++i) {
     EXPECT_TRUE(clients[i].isDropped()) << i;
@@ -54,27 +61,18 @@ TEST_F(GalleryLimitsTest, EvictsTheLeastRecentlyActivePastTheLastDescriptor) {
   EXPECT_TRUE(clients.back().receiveAll().starts_with("HTTP/1.1 200 "));
 }
 
-TEST_F(GalleryLimitsTest, EvictsClientsThatDontTakeTheirResponses) {
-  GalleryServer::Options options;
-  options.responseBytes = 20'000'000;
+TEST_F(GalleryLimitsTest, EvictsClientsThatDontReadTheirResponses) {
   backend_->large = 9'000'000;
-  serve(options);
-  std::vector<GalleryClient> clients;
-  for (int i = 0; i < 4; ++i) {
-    clients.push_back(connect(4096));
-    clients.back().send("GET /api/geo HTTP/1.1\r\n\r\n");
-    EXPECT_EQ(clients.back().receive(10).size(), 10U);
-  }
+  serve({.responseBytes = 20'000'000});
+  auto clients = stalled(4);
   EXPECT_LT(clients[0].receiveAll().size(), backend_->large);
   EXPECT_GT(clients[3].receiveAll().size(), backend_->large);
 }
 
-TEST_F(GalleryLimitsTest, EndsConnectionsThatTakeNothing) {
-  GalleryServer::Options options;
-  options.stall = std::chrono::milliseconds(50);
+TEST_F(GalleryLimitsTest, ResetsConnectionsThatReadNothing) {
   backend_->large = 9'000'000;
   writeNoise(folder_ / "page/app.js", 60'000);
-  serve(options);
+  serve({.stall = std::chrono::milliseconds(50)});
   for (const char* target : {"/api/geo", "/app.js"}) {  // more and less than the system buffers
     GalleryClient client = connect(4096);
     client.send("GET " + std::string(target) + " HTTP/1.1\r\n\r\n");
@@ -88,22 +86,14 @@ TEST_F(GalleryLimitsTest, EndsConnectionsThatTakeNothing) {
 }
 
 TEST_F(GalleryLimitsTest, CountsWhatTheSystemBuffersForClients) {
-  // 60 responses that the system has buffered whole, and no client reads.
-  GalleryServer::Options options;
-  options.responseBytes = 2'000'000;
   backend_->large = 100'000;
-  serve(options);
-  std::vector<GalleryClient> clients;
-  for (int i = 0; i < 60; ++i) {
-    clients.push_back(connect(4096));
-    clients.back().send("GET /api/geo HTTP/1.1\r\n\r\n");
-    EXPECT_EQ(clients.back().receive(10).size(), 10U);
-  }
+  serve({.responseBytes = 2'000'000});
+  auto clients = stalled(60);  // the system has buffered their responses whole
   EXPECT_TRUE(clients.front().waitUntilReset());
   EXPECT_GE(clients.back().receiveAll().size(), backend_->large);
 }
 
-TEST_F(GalleryLimitsTest, LeavesDescriptorsToTheArchive) {
+TEST_F(GalleryLimitsTest, ReservesDescriptorsForTheArchive) {
   const std::size_t granted = raiseDescriptorLimit();
   rlimit limit{};
   ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);

@@ -19,8 +19,6 @@ TEST_F(GalleryServerTest, AnswersEachRoute) {
   writeText(folder_ / (kId + ".jpg"), "a thumbnail");
   writeText(folder_ / "p", "a picture");
   serve();
-  const std::string config = "window.VAULTMERE_CONFIG = { mapboxToken: \"\" };";
-  ASSERT_EQ(config.size(), 46U);
   writeText(folder_ / "raw", "a negative");
   writeText(folder_ / "empty", "");
   const struct {
@@ -34,10 +32,10 @@ TEST_F(GalleryServerTest, AnswersEachRoute) {
       {"/app.js", okHead("application/javascript", 6) + "run();"},
       {"/vendor/chart.umd.min.js", okHead("application/javascript", 0)},
       {"/styles.css", notFoundResponse()},
-      {"/config.js", okHead("application/javascript", 46) + config},
+      {"/config.js",
+       okHead("application/javascript", 46) + "window.VAULTMERE_CONFIG = { mapboxToken: \"\" };"},
       {"/api/photos?a=b%20c&d", json("a=b c;d=;")},
       {"/api/stats?a=b", json("{\"computed\":1}")},
-      {"/api/stats", json("{\"computed\":1}")},
       {"/api/colors?x=1", json("x=1;")},
       {"/api/geo", json("gggggggggg")},
       {"/api/geo?throw=1", json("{}")},
@@ -50,14 +48,12 @@ TEST_F(GalleryServerTest, AnswersEachRoute) {
       {"/img/missing", notFoundResponse()},
       {"/img/" + std::string(100'000, 'x'), notFoundResponse()},
       {"/nothing", notFoundResponse()},
-      {"/index.htm", notFoundResponse()},
       {"/App.js", notFoundResponse()},
       {"/%61pp.js", notFoundResponse()},
       {"//", notFoundResponse()},
       {"/thumb", notFoundResponse()},
       {"/api/photos?drop=1", ""},
       {"/api/photos?", ""},
-      {"?/api/photos", ""},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(ask(c.target), c.expected) << c.target;
@@ -70,7 +66,7 @@ TEST_F(GalleryServerTest, AnswersEachRoute) {
             "Connection: close\r\n\r\n");
 }
 
-TEST_F(GalleryServerTest, AnOfflineArchiveLeavesWhatIsCached) {
+TEST_F(GalleryServerTest, ServesOnlyCachedImagesOfAnOfflineArchive) {
   writeText(folder_ / "p", "a picture");
   writeText(folder_ / "raw", "a negative");
   writeText(folder_ / "raw2.made", "cached");
@@ -96,11 +92,11 @@ TEST_F(GalleryServerTest, ServesAMissingOrEmptyThumbnailTheNextTime) {
     made.emplace();
     EXPECT_EQ(ask("/thumb/" + id), notFoundResponse());
     made->get_future().wait();
-    EXPECT_EQ(ask("/thumb/" + id), picture("image/jpeg", "late"));
+    EXPECT_EQ(ask("/thumb/" + id), jpeg("late"));
   }
 }
 
-TEST_F(GalleryServerTest, RejectsThumbnailIdsThatLeaveTheFolder) {
+TEST_F(GalleryServerTest, RejectsThumbnailIdsThatAreNoHash) {
   writeText(folder_ / ".jpg", "no");
   writeText(folder_ / "page/secret.jpg", "no");
   serve();
@@ -115,7 +111,7 @@ TEST_F(GalleryServerTest, RejectsThumbnailIdsThatLeaveTheFolder) {
   EXPECT_EQ(backend_->made(), std::set<std::string>());
 }
 
-TEST_F(GalleryServerTest, RequiresThePasswordOfThatMomentForEveryPath) {
+TEST_F(GalleryServerTest, RequiresTheCurrentPasswordForEveryPath) {
   serve({}, "secret");
   const std::string good = "Authorization: Basic c2VjcmV0\r\n";
   for (const char* target : {"/", "/config.js", "/api/stats", "/thumb/x", "/nothing"}) {
@@ -169,7 +165,7 @@ TEST_F(GalleryServerTest, ReadsHeadsInAnyPiecesAndIgnoresBodies) {
   EXPECT_EQ(half.receiveAll(), expected);
 }
 
-TEST_F(GalleryServerTest, DropsWhatIsNoRequestWithoutAResponse) {
+TEST_F(GalleryServerTest, DropsInvalidRequestsWithoutAResponse) {
   serve();
   EXPECT_EQ(send("\r\n\r\n"), "");
   EXPECT_EQ(send("GET\r\n\r\n"), "");

@@ -23,7 +23,7 @@ std::size_t residentBytes() {
   return resident * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
 }
 
-/// A gallery whose work stands still until the test lets it go on.
+/// A gallery whose work is blocked until the test releases it.
 class GalleryWorkTest : public GalleryFixture {
  protected:
   GalleryWorkTest() {
@@ -35,14 +35,14 @@ class GalleryWorkTest : public GalleryFixture {
     writeText(folder_ / "raw", "a negative");
   }
   ~GalleryWorkTest() override {
-    goOn();
+    release();
     server_.reset();
   }
 
   void work(std::atomic<int>& kind) {
     ++kind;
     kind.notify_all();
-    mayGoOn_.wait();
+    released_.wait();
   }
 
   static void waitUntilBegun(const std::atomic<int>& kind, int count) {
@@ -51,9 +51,9 @@ class GalleryWorkTest : public GalleryFixture {
     }
   }
 
-  void goOn() {
-    if (!mayGoOn_.try_wait()) {
-      mayGoOn_.count_down();
+  void release() {
+    if (!released_.try_wait()) {
+      released_.count_down();
     }
   }
 
@@ -78,14 +78,14 @@ class GalleryWorkTest : public GalleryFixture {
     return "/thumb/" + std::string(62, 'a') + std::to_string(10 + number);
   }
 
-  std::latch mayGoOn_{1};
+  std::latch released_{1};
   std::atomic<int> queries_ = 0;
   std::atomic<int> originals_ = 0;
   std::atomic<int> renditions_ = 0;
   std::atomic<int> thumbnails_ = 0;
 };
 
-TEST_F(GalleryWorkTest, ServesTheRestWhileTheArchiveDoesntAnswer) {
+TEST_F(GalleryWorkTest, ServesOtherRequestsWhileTheArchiveHangs) {
   writeText(folder_ / (std::string(64, 'b') + ".jpg"), "a thumbnail");
   backend_->onPhotos = nullptr;
   serve();
@@ -100,7 +100,7 @@ TEST_F(GalleryWorkTest, ServesTheRestWhileTheArchiveDoesntAnswer) {
   EXPECT_EQ(originals_, kArchiveReads.atOnce);
 }
 
-TEST_F(GalleryWorkTest, ServesTheRestWhileDecodesRun) {
+TEST_F(GalleryWorkTest, ServesOtherRequestsWhileDecodesRun) {
   backend_->onOriginal = nullptr;
   backend_->onPhotos = nullptr;
   serve();
@@ -110,14 +110,14 @@ TEST_F(GalleryWorkTest, ServesTheRestWhileDecodesRun) {
   EXPECT_EQ(ask("/img/p"), picture("image/png", "a picture"));
 }
 
-TEST_F(GalleryWorkTest, OneClientHasAShareOfTheQueries) {
+TEST_F(GalleryWorkTest, LimitsTheQueriesOfOneClient) {
   serve();
   const auto many = waiting(50, kPage);
   waitUntilBegun(queries_, kCatalogReads.perClient);
   auto other = waiting(1, kPage, "127.0.0.2");
   waitUntilBegun(queries_, kCatalogReads.atOnce);
   EXPECT_EQ(queries_, kCatalogReads.perClient + 1);
-  goOn();
+  release();
   EXPECT_EQ(other.front().receiveAll(), json("a=b;"));
 }
 
@@ -136,7 +136,7 @@ TEST_F(GalleryWorkTest, MakesDisplayImagesBeforeQueuedThumbnails) {
   writeText(folder_ / "raw2", "another negative");
   GalleryClient last = waiting("/img/raw2");
   settle();
-  goOn();
+  release();
   EXPECT_EQ(last.receiveAll(), jpeg("made of raw2"));
   EXPECT_LE(begunBefore, 2 * renditionLimits().atOnce);
 }
@@ -154,7 +154,7 @@ TEST_F(GalleryWorkTest, DropsWorkOfDisconnectedClients) {
   }
   GalleryClient last = waiting(kPage);
   settle();
-  goOn();
+  release();
   EXPECT_EQ(last.receiveAll(), json("a=b;"));
   EXPECT_EQ(queries_, kCatalogReads.perClient + 1);
 }
@@ -172,7 +172,7 @@ TEST_F(GalleryWorkTest, ServesHalfClosedClientsLastAndWithoutStrayBytes) {
   settle();
   GalleryClient last = waiting("/api/colors?c=d");
   settle();
-  goOn();
+  release();
   EXPECT_EQ(last.receiveAll(), json("c=d;"));
   for (GalleryClient& client : halfClosed) {
     EXPECT_EQ(client.receiveAll(), json("a=b;"));
@@ -180,7 +180,7 @@ TEST_F(GalleryWorkTest, ServesHalfClosedClientsLastAndWithoutStrayBytes) {
   EXPECT_TRUE(dropped.front().isDropped()) << "with no byte before";
 }
 
-TEST_F(GalleryWorkTest, BeginsNothingThatIsQueuedWhenTheServerEnds) {
+TEST_F(GalleryWorkTest, StartsNoQueuedWorkDuringDestruction) {
   backend_->onStats = [] { ADD_FAILURE() << "statistics for a server that has ended"; };
   serve();
   const auto originals = waiting(10, "/img/p");
@@ -192,18 +192,18 @@ TEST_F(GalleryWorkTest, BeginsNothingThatIsQueuedWhenTheServerEnds) {
   waitUntilBegun(queries_, kCatalogReads.atOnce);
   const auto statistics = waiting(1, "/api/stats");
   const int begun = originals_;
-  std::thread release([&] {
+  std::thread releaser([&] {
     EXPECT_TRUE(pages.back().isDropped());  // the connections end first
-    goOn();
+    release();
   });
   server_.reset();
-  release.join();
+  releaser.join();
   EXPECT_EQ(queries_, kCatalogReads.atOnce);
   EXPECT_EQ(originals_, begun);
   EXPECT_EQ(thumbnails_, 0);
 }
 
-TEST(WorkQueues, EndWhileTheArchiveDoesntAnswer) {
+TEST(WorkQueues, AreDestroyedWhileTheArchiveHangs) {
   const auto answers = std::make_shared<std::latch>(1);
   const auto ended = std::make_shared<std::latch>(1);
   {
@@ -219,7 +219,7 @@ TEST(WorkQueues, EndWhileTheArchiveDoesntAnswer) {
   ended->wait();
 }
 
-TEST_F(GalleryWorkTest, QueuesLongRequestsAsTheBytesThatCame) {
+TEST_F(GalleryWorkTest, QueuesLongRequestsUnparsed) {
   serve();
   std::string parameters = kPage;
   while (parameters.size() < 1'000'000) {

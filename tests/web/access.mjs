@@ -150,12 +150,12 @@ suite('file names with markup, emoji and right-to-left text', LIBRARY, ({ onPhon
       assert.equal(await driver.page.locator('#lightbox .title').textContent(), name);
       assert.ok((await driver.details()).includes(name));
       assert.deepEqual(await driver.chips(), [`“${part}”`]);
-      const stickingOut = await driver.page.evaluate(() =>
+      const overflowing = await driver.page.evaluate(() =>
         [...document.querySelectorAll('html, .facts, .viewer > header')]
           .filter((box) => box.scrollWidth > box.clientWidth)
           .map((box) => box.className || box.tagName),
       );
-      assert.deepEqual(stickingOut, [], part);
+      assert.deepEqual(overflowing, [], part);
     }
     assert.equal(await driver.page.locator('img[onerror], #lightbox b').count(), 0);
     assert.equal(await driver.page.title(), 'Vaultmere');

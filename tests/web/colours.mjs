@@ -17,8 +17,7 @@ suite('colours', LIBRARY, (context) => {
     await driver.waitForDrawings();
     const { x, y } = await driver.page.locator('.field-of-colour').boundingBox();
     await driver.page.touchscreen.tap(x + 150, y + 210);
-    await driver.waitUntil(() => document.querySelector('#lightbox[open] .counter')?.textContent);
-    const { photo } = driver.query();
+    const photo = await driver.waitForAnyPhoto();
     const { hex } = colours.find(({ id }) => id === photo);
     const text = await driver.details();
     assert.ok(text.includes(hex) && text.includes(photo), text);
@@ -47,7 +46,7 @@ suite('colours', LIBRARY, (context) => {
       those.length.toLocaleString('en-GB'),
     );
     await driver.press('Enter');
-    await driver.waitUntil(() => document.querySelector('#lightbox[open] .counter')?.textContent);
-    assert.ok(those.some(({ id }) => id === driver.query().photo));
+    const photo = await driver.waitForAnyPhoto();
+    assert.ok(those.some(({ id }) => id === photo));
   });
 });

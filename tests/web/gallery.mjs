@@ -25,7 +25,7 @@ suite('the gallery', LIBRARY, ({ onBoth, onPhone, onDesktop }) => {
     await driver.waitForTotal(total);
     for (const [index, item] of items.entries()) await driver.waitForTile(index, item);
     assert.equal((await driver.months())[0], monthOf(items[0].capture_date));
-    await driver.waitUntil(() => document.querySelector('.cell img.shown')?.naturalWidth === 400);
+    await driver.waitUntil(() => document.querySelector('.cell img.shown')?.naturalWidth >= 300);
     for (const share of [0.2, 0.5, 0.8]) {
       await driver.scrollTo(share);
       await driver.waitUntil(
@@ -40,7 +40,10 @@ suite('the gallery', LIBRARY, ({ onBoth, onPhone, onDesktop }) => {
     }
     await driver.scrollTo(1);
     await driver.waitForTile(total - 1, await recordAt(driver, total - 1));
-    assert.equal((await driver.months()).at(-1), 'No date');
+    await driver.page.evaluate(() => scrollBy(0, -1.5 * innerHeight));
+    await driver.waitUntil(
+      () => [...document.querySelectorAll('.month')].at(-1)?.textContent === 'No date',
+    );
   });
 
   onDesktop('sorts by the chosen order, with each month once and in order', async (driver) => {
@@ -221,12 +224,12 @@ suite('thumbnails', { photos: 120 }, ({ onDesktop }) => {
 
   onDesktop('a thumbnail that can’t be made shows kind and name', async (driver) => {
     const { server } = driver;
-    const { items } = await server.ask('/api/photos', { ext: '.heic', page_size: 200 });
+    const { items } = await server.ask('/api/photos', { media_type: 'image' });
     const item = items.find((candidate) => !server.hasOriginal(candidate));
     await openAlone(driver, item);
     await driver.page.locator('.kind').waitFor();
     assert.deepEqual(await driver.page.locator('.kind > *').allTextContents(), [
-      'HEIC',
+      item.extension.slice(1).toUpperCase(),
       item.original_filename,
     ]);
   });

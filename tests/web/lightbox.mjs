@@ -47,9 +47,8 @@ suite('the lightbox', LIBRARY, (context) => {
 
   onPhone('touches step, zoom, show details and close', async (driver) => {
     const index = firstPicture();
-    await driver.open();
-    await driver.waitForTile(index, newest[index]);
-    await driver.openPhoto(index);
+    await driver.open(`/?photo=${newest[index].id}&at=${index}`);
+    await driver.waitForPhoto(index);
     await driver.waitForPicture();
     await driver.swipe(-220, 10);
     await driver.waitForPhoto(index + 1);

@@ -163,6 +163,12 @@ export class PageDriver {
     );
   }
 
+  /** Waits until the lightbox is open at some photo, and gives its id. */
+  async waitForAnyPhoto() {
+    await this.waitUntil(() => document.querySelector('#lightbox[open] .counter')?.textContent);
+    return this.query().photo;
+  }
+
   async waitForPicture() {
     await this.waitUntil(
       () => document.querySelector('.slide:not([inert]).ready .full')?.naturalWidth > 0,

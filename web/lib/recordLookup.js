@@ -42,28 +42,34 @@ async function probe(id, ranks, sort, filters) {
   const looked = new Map(); // page → distance in rank
   let pages = Math.max(1, Math.ceil(ranks.size / PAGE));
   let low = 0;
-  let high = pages - 1;
-  let rising = false; // the lists begin with the newest, the store with the oldest
+  let high = Infinity; // the list is longer than `ranks` where photos have no position
+  let rising = null;
   let page = Math.floor((ranks.size - goal) / PAGE);
   while (looked.size < Math.min(PROBES, pages)) {
-    page = low <= high ? clamp(page, low, high) : nextToClosest(looked, pages);
+    page = clamp(page, low, high);
+    if (low > high || looked.has(page)) page = nextToClosest(looked, pages);
     const { total, items } = await askPage(filters, sort, page, PAGE);
     const found = items.find((item) => item.id === id);
     if (found) return found;
     pages = Math.ceil(total / PAGE);
     high = Math.min(high, pages - 1);
     const seen = items.map((item) => ranks.get(item.id)).filter((rank) => rank !== undefined);
-    if (looked.size === 0) {
+    if (seen.length === 0) {
+      looked.set(page, ranks.size);
+      page = page - low > high - page ? (low + page) >> 1 : (page + high + 1) >> 1;
+      continue;
+    }
+    if (rising === null) {
       const share = risingShare(seen);
       if (share > 0.3 && share < 0.7) return null;
       rising = share > 0.5;
     }
-    const middle = seen.sort((a, b) => a - b)[seen.length >> 1] ?? Infinity;
+    const middle = seen.sort((a, b) => a - b)[seen.length >> 1];
     looked.set(page, Math.abs(goal - middle));
     const onwards = middle < goal === rising;
     if (onwards) low = page + 1;
     else high = page - 1;
-    const share = Number.isFinite(middle) ? Math.abs(goal - middle) / ranks.size : 0;
+    const share = Math.abs(goal - middle) / ranks.size;
     page += (onwards ? 1 : -1) * Math.max(1, Math.round(share * (total / PAGE)));
   }
   return null;
@@ -79,8 +85,11 @@ function nextToClosest(looked, pages) {
   }
 }
 
-/** The share of rising steps between neighbours; 1 for less than two numbers. */
+/**
+ * The share of rising steps between neighbours; 0 for less than two numbers, since the lists
+ * begin with the newest and the store with the oldest.
+ */
 function risingShare(numbers) {
   const rises = numbers.filter((n, i) => i > 0 && n > numbers[i - 1]).length;
-  return numbers.length > 1 ? rises / (numbers.length - 1) : 1;
+  return numbers.length > 1 ? rises / (numbers.length - 1) : 0;
 }

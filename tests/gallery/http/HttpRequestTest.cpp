@@ -15,7 +15,6 @@ TEST(HttpRequest, ReadsPathAndQueryOfTheFirstLine) {
     const char* head;
     Target expected;
   } cases[] = {
-      {"GET / HTTP/1.1", {{"/", ""}}},
       {"GET /\r\nHost: a", {{"/", ""}}},
       {"\r\n\r\nGET / HTTP/1.1\r\nHost: a", {{"/", ""}}},
       {"DELETE  /a  HTTP/9 and so on", {{"/a", ""}}},
@@ -25,20 +24,15 @@ TEST(HttpRequest, ReadsPathAndQueryOfTheFirstLine) {
       {"GET /caf\xc3\xa9", {{"/caf\xc3\xa9", ""}}},
       {"GET /caf\xe9!", {{"/caf\xef\xbf\xbd!", ""}}},
       {"GET /a\tb\nc", {{"/a\tb\nc", ""}}},
-      {"GET /a?b=c", {{"/a", "b=c"}}},
       {"GET ?a?b=c", {{"a", "b=c"}}},
       {"GET /a??b=c", {{"/a", "?b=c"}}},
-      {"GET /a??", {{"/a", "?"}}},
       {"GET /a?b=c?d", {{"/a", "b=c?d"}}},
       {"", kDropped},
-      {"\r\n\r\n", kDropped},
-      {"GET", kDropped},
       {"GET ", kDropped},
       {"   ", kDropped},
       {"GET\r\n/a HTTP/1.1", kDropped},
       {"GET\t/a", kDropped},
       {"GET /api/photos?", kDropped},
-      {"GET ?", kDropped},
       {"GET ??", kDropped},
       {"GET ?a=b", kDropped},
       {"GET ?\?/a", kDropped},
@@ -54,32 +48,21 @@ TEST(HttpRequest, ReadsKeysAndValuesOfQueries) {
     const char* query;
     HttpQuery expected;
   } const cases[] = {
-      {"a=1&b=2", {{"a", "1"}, {"b", "2"}}},
       {"&&a=1&&b=2&", {{"a", "1"}, {"b", "2"}}},
       {"a=1&a=2&A=3", {{"a", "2"}, {"A", "3"}}},
       {"a=1&a", {{"a", ""}}},
       {"a", {{"a", ""}}},
-      {"a=", {{"a", ""}}},
-      {"=a", {{"a", ""}}},
       {"==a", {{"a", ""}}},
       {"=a=b", {{"a", "b"}}},
-      {"a==b", {{"a", "=b"}}},
       {"a=b=c=", {{"a", "b=c="}}},
-      {"=", {}},
       {"==&=", {}},
-      {"&", {}},
       {"a=b+c", {{"a", "b+c"}}},
       {"a=b%20c%2B%26%3d", {{"a", "b c+&="}}},
       {"a%20b=1", {{"a%20b", "1"}}},
-      {"q=%C3%A9cole",
-       {{"q",
-         "\xc3\xa9"
-         "cole"}}},
-      {"q=\xc3\xa9", {{"q", "\xc3\xa9"}}},
+      {"q=%C3%A9t\xc3\xa9", {{"q", "\xc3\xa9t\xc3\xa9"}}},
       {"q=%E9", {{"q", "%E9"}}},
       {"q=\xe9%20", {{"q", "\xef\xbf\xbd "}}},
       {"q=a%20b%2", {{"q", "a%20b%2"}}},
-      {"q=%", {{"q", "%"}}},
       {"q=%zz%20", {{"q", "%zz%20"}}},
       {"q=%+1", {{"q", "%+1"}}},
       {"q=%00", {{"q", std::string(1, '\0')}}},
@@ -97,14 +80,12 @@ TEST(HttpRequest, FindsHeadersByName) {
     std::optional<std::string> expected;
   } const cases[] = {
       {"GET /\r\nAuthorization: Basic x", "Basic x"},
-      {"GET /\r\naUTHORIZATION:x", "x"},
-      {"GET /\r\nAuthorization: \t x y \t ", "x y"},
+      {"GET /\r\naUTHORIZATION: \t x y \t ", "x y"},
       {"GET /\r\nAuthorization:", ""},
       {"GET /\r\nAuthorization: first\r\nauthorization: second", "first"},
       {"\r\n\r\nGET /\r\n\r\nHost: a\r\nAuthorization: x", "x"},
       {"GET /\r\nAuthorization: caf\xe9", "caf\xef\xbf\xbd"},
       {"Authorization: x", std::nullopt},
-      {"GET /", std::nullopt},
       {"GET /\r\nAuthorization x", std::nullopt},
       {"GET /\r\nAuthorization : x", std::nullopt},
       {"GET /\r\n Authorization: x", std::nullopt},
@@ -118,13 +99,12 @@ TEST(HttpRequest, FindsHeadersByName) {
   }
 }
 
-TEST(HttpRequest, ExpectsABodyWhereOneMayCome) {
+TEST(HttpRequest, ExpectsBodiesByMethodAndHeaders) {
   struct {
     const char* head;
     bool expected;
   } const cases[] = {
       {"GET / HTTP/1.1\r\nHost: a", false},
-      {"HEAD / HTTP/1.1", false},
       {"POST / HTTP/1.1\r\nHost: a", true},
       {"GET / HTTP/1.1\r\ncontent-LENGTH: 5", true},
       {"GET / HTTP/1.1\r\nTransfer-Encoding: chunked", true},
