@@ -188,7 +188,8 @@ void FolderFlushes::flush(const OpenFolder& folder) {
   const auto now = std::chrono::system_clock::now();
   folder.sync();
   const std::lock_guard lock(mutex_);
-  if (now - before.modified() >= kClockTick) {
+  // FAT keeps no time for its root folder: it shows 0 there whatever changes.
+  if (before.modifiedNanoseconds > 0 && now - before.modified() >= kClockTick) {
     flushed_.insert_or_assign(key, before.modifiedNanoseconds);
   } else {
     flushed_.erase(key);
