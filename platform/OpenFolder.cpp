@@ -18,8 +18,9 @@ namespace {
 constexpr int kFolderFlags = O_PATH | O_DIRECTORY | O_CLOEXEC;
 
 /// A folder's modification time may stand still for so long while entries
-/// change: clocks of file systems tick slowly.
-constexpr std::chrono::seconds kClockTick{2};
+/// change: FAT counts in steps of two seconds, of a clock that may be some
+/// milliseconds late.
+constexpr std::chrono::seconds kClockTick{3};
 
 }  // namespace
 
