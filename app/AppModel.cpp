@@ -124,7 +124,9 @@ void AppModel::destinationChanged() {
   }
   thumbnails_.setArchive(destination_.url(), !settings_.destination() || destination_.isOnline());
   gallery_.setArchive(destination_.isOnline() ? destination_.url() : std::nullopt);
-  imports_.configure(ingestContext_, destination_.url());
+  if (imports_.configure(ingestContext_, destination_.url())) {
+    watchedFolder_.destinationChanged();
+  }
   // Before the first answer the gate would only turn the files away.
   const bool isKnown = !std::holds_alternative<DestinationMonitor::Unset>(destination_.status());
   watchedFolder_.watch(imports_.isConfigured() && isKnown ? settings_.inbox() : std::nullopt);

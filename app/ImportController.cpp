@@ -77,17 +77,17 @@ ImportController::ImportController(Dependencies dependencies)
       toMain_(dependencies_.main),
       queue_(dependencies_.pool) {}
 
-void ImportController::configure(const std::shared_ptr<CatalogContext>& context,
+bool ImportController::configure(const std::shared_ptr<CatalogContext>& context,
                                  const std::optional<std::filesystem::path>& root) {
   const auto newRoot = context ? root : std::nullopt;
   if (newRoot == root_) {
-    return;
+    return false;
   }
   cancel();
   root_ = newRoot;
   coordinator_.reset();
   if (!newRoot) {
-    return;
+    return true;
   }
   const auto& gate = dependencies_.gate;
   const Ingestor::Factory ingestors(
@@ -100,6 +100,7 @@ void ImportController::configure(const std::shared_ptr<CatalogContext>& context,
   coordinator_ = std::make_shared<IngestCoordinator>(IngestCoordinator::Options{
       ingestors.make(CatalogWriter(context)), dependencies_.log,
       [&main = dependencies_.main] { return main.now(); }, dependencies_.pool, queue_});
+  return true;
 }
 
 void ImportController::importDropped(std::vector<std::filesystem::path> locations,

@@ -74,9 +74,10 @@ class ImportController {
   [[nodiscard]] std::optional<ImportSource> source() const { return source_; }
 
   /// Takes files into another archive from now on, through `context`; null or
-  /// no root: into none. The user's drops into the old one are cancelled. The
-  /// same root changes nothing.
-  void configure(const std::shared_ptr<CatalogContext>& context,
+  /// no root: into none. The user's drops into the old one are cancelled; a pass
+  /// over the watched folder is its controller's to end. The same root changes
+  /// nothing, and gives false.
+  bool configure(const std::shared_ptr<CatalogContext>& context,
                  const std::optional<std::filesystem::path>& root);
   [[nodiscard]] bool isConfigured() const { return coordinator_ != nullptr; }
 

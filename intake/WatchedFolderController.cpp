@@ -58,6 +58,13 @@ void WatchedFolderController::stop() {
   }
 }
 
+void WatchedFolderController::destinationChanged() {
+  if (state_ != State::idle) {
+    stop();
+    pass();
+  }
+}
+
 void WatchedFolderController::pass() {
   if (state_ != State::idle) {
     wantsPass_ = true;

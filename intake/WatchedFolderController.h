@@ -73,6 +73,10 @@ class WatchedFolderController {
   /// one turned files away that may fit.
   void destinationHasRoom(std::int64_t bytes);
 
+  /// The files go into another archive from now on. A pass that is under way ends,
+  /// as by `stop`, and another one follows it.
+  void destinationChanged();
+
   /// Ends the pass that is under way: files already done stay done, and what a
   /// look finds is dropped.
   void stop();

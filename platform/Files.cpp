@@ -50,8 +50,8 @@ void logRefusal(std::atomic_flag& said, std::string_view what, const fs::path& p
 }
 
 bool isRefusal(int code) {
-  return code == EINVAL || code == ENOTSUP || code == EROFS || code == ENOSYS || code == EPERM ||
-         code == EACCES || code == EBADF;
+  return code == EINVAL || code == ENOTSUP || code == ENOSYS || code == EPERM || code == EACCES ||
+         code == EBADF;
 }
 
 FileError::FileError(std::string_view operation, const fs::path& path, int code)

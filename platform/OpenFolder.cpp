@@ -18,8 +18,9 @@ namespace {
 constexpr int kFolderFlags = O_PATH | O_DIRECTORY | O_CLOEXEC;
 
 /// A folder's modification time may stand still for so long while entries
-/// change: clocks of file systems tick slowly.
-constexpr std::chrono::seconds kClockTick{2};
+/// change: FAT counts in steps of two seconds, of a clock that may be some
+/// milliseconds late.
+constexpr std::chrono::seconds kClockTick{3};
 
 }  // namespace
 
@@ -188,7 +189,8 @@ void FolderFlushes::flush(const OpenFolder& folder) {
   const auto now = std::chrono::system_clock::now();
   folder.sync();
   const std::lock_guard lock(mutex_);
-  if (now - before.modified() >= kClockTick) {
+  // FAT keeps no time for its root folder: it shows 0 there whatever changes.
+  if (before.modifiedNanoseconds > 0 && now - before.modified() >= kClockTick) {
     flushed_.insert_or_assign(key, before.modifiedNanoseconds);
   } else {
     flushed_.erase(key);

@@ -43,7 +43,8 @@ auto require(std::string_view step, const fs::path& path, Call&& call) -> declty
 [[nodiscard]] FileStatus statusOf(const struct stat& s);
 
 /// True for the errors by which a file system says that it doesn't know an
-/// operation at all.
+/// operation at all. EROFS is none: a file system that has stopped writing after
+/// an error (ext4, Btrfs) answers a flush with it, and nothing is durable.
 [[nodiscard]] bool isRefusal(int code);
 /// Says once a process that a file system doesn't do something that is only
 /// best effort. The reason is errno.

@@ -107,6 +107,33 @@ TEST_F(WatchedFolderTest, TakesFilesOnceThereIsRoom) {
   EXPECT_TRUE(archived(1));
 }
 
+TEST_F(WatchedFolderTest, ANewDestinationTakesOverInTheMiddleOfAPass) {
+  constexpr std::size_t kFiles = 40;
+  const std::size_t width = batchWidth(activeProcessors());
+  const fs::path other = archive_.folder / "other";
+  fs::create_directories(other);
+  watch();
+  std::latch changed(1);
+  const auto change = FaultPlan::doing("rename", 3, [&] {
+    main_.post([&] {
+      model_->settings().setDestinationRoot(other, [&](const auto&) { changed.count_down(); });
+    });
+    changed.wait();
+  });
+  for (std::size_t i = 0; i < kFiles; ++i) {
+    put(std::to_string(i) + ".jpg", minutes(1), std::to_string(i));
+  }
+  model_->watchedFolder().pass();
+  EXPECT_TRUE(main_.runUntil([&] {
+    archive_.pool.post([this] { main_.post([] {}); });
+    return filesBelow(inbox_).empty() && !model_->imports().isImporting();
+  }));
+  EXPECT_LE(archive_.files().size(), 2 + width);
+  EXPECT_GE(archive_.files().size() + filesBelow(other).size(), kFiles);
+  ImportLog log(archive_.data() / "import-log.jsonl", archive_.pool);
+  EXPECT_LE(log.read(10 * kFiles).size(), kFiles + width) << "only what was under way may fail";
+}
+
 TEST_F(WatchedFolderTest, HoldsUpNeitherDropsNorTheEndWhenItHangs) {
   static std::latch hangs(1);
   static std::latch released(1);

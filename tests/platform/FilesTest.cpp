@@ -6,6 +6,7 @@
 #include "platform/Sha256.h"
 #include "tests/support/FaultPlan.h"
 #include "tests/support/FileTools.h"
+#include "tests/support/LogCapture.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace vaultmere {
@@ -46,14 +47,27 @@ TEST(Files, AtomicWriteLeavesOldOrNewBytesWhateverFails) {
 }
 
 TEST(Files, IgnoresFoldersWithoutFlushButReportsFailedOnes) {
+  const LogCapture quiet;
   const TemporaryFolder folder;
-  {
-    const auto plan = FaultPlan::failing("fsyncdir", 1, EINVAL);
-    EXPECT_NO_THROW(syncDirectory(folder.path()));
-    EXPECT_TRUE(plan.wasHit());
+  const fs::path file = folder / "a";
+  writeText(file, "x");
+  const std::pair<int, bool> rows[] = {
+      {EINVAL, false}, {ENOSYS, false}, {EIO, true}, {EROFS, true}};  // EROFS: see isRefusal
+  for (const auto& [code, throws] : rows) {
+    SCOPED_TRACE(code);
+    const auto failed = [&, code = code](const char* step, auto&& flush) {
+      const auto plan = FaultPlan::failing(step, 1, code);
+      try {
+        flush();
+      } catch (const FileError&) {
+        return true;
+      }
+      EXPECT_TRUE(plan.wasHit());
+      return false;
+    };
+    EXPECT_EQ(failed("fsyncdir", [&] { syncDirectory(folder.path()); }), throws);
+    EXPECT_EQ(failed("fsync", [&] { File::openForReading(file).syncWrittenByOthers(); }), throws);
   }
-  const auto plan = FaultPlan::failing("fsyncdir", 1, EIO);
-  EXPECT_THROW(syncDirectory(folder.path()), FileError);
 }
 
 TEST(Files, ReadsWholeFilesUpToALimit) {
