@@ -15,7 +15,7 @@ namespace vaultmere {
 /// What a file tells about itself. What it doesn't tell is absent.
 struct FileMetadata {
   std::optional<std::string> mimeType;
-  std::optional<int> width;          ///< pixels: of a still before turning, of a video as shown
+  std::optional<int> width;          ///< pixels: of a still before rotation, of a video as shown
   std::optional<int> height;         ///< pixels, likewise
   std::optional<double> megapixels;  ///< not rounded
   std::optional<int> orientation;    ///< EXIF code; 1 when a readable image gives none

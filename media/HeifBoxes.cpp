@@ -62,26 +62,32 @@ std::string_view contentOf(const std::vector<HeifBox>& boxes, std::string_view t
   return {};
 }
 
-std::optional<FilePart> readHeifMeta(const File& file) {
+HeifTop readHeifTop(const File& file) {
   constexpr std::size_t kVersionAndFlags = 4;
-  std::uint64_t offset = 0;
-  for (int i = 0; i < kMaxTopBoxes; ++i) {
+  const auto fileSize = static_cast<std::uint64_t>(file.status().stamp.size);
+  HeifTop top;
+  int count = 0;
+  for (std::uint64_t offset = 0; offset < fileSize;) {
     const std::string bytes = readAt(file, offset, 16);
-    const auto head = boxHead(bytes, 0);
-    if (!head || head->size > UINT64_MAX - offset) {
-      return std::nullopt;
+    const auto head = boxHead(bytes, fileSize - offset);
+    if (!head) {
+      return top;
     }
-    if (head->type == "meta") {
-      const std::uint64_t begin = head->header + kVersionAndFlags;
-      if (head->size > kMaxMetaBytes || head->size < begin) {
-        return std::nullopt;
-      }
-      return FilePart{offset + begin,
-                      readAt(file, offset + begin, static_cast<std::size_t>(head->size - begin))};
+    const bool isLast = head->size >= fileSize - offset;
+    const bool isMeta = head->type == "meta";
+    if ((++count > kMaxTopBoxes && !isLast) ||
+        (isMeta && (top.meta || count > kMaxTopBoxes || head->size > kMaxMetaBytes))) {
+      top.unread = offset;
+      return top;
     }
-    offset += head->size;
+    const std::uint64_t begin = head->header + kVersionAndFlags;
+    if (isMeta && head->size >= begin) {
+      top.meta = {offset + begin,
+                  readAt(file, offset + begin, static_cast<std::size_t>(head->size - begin))};
+    }
+    offset = isLast ? fileSize : offset + head->size;
   }
-  return std::nullopt;
+  return top;
 }
 
 std::optional<std::uint64_t> primaryItem(const std::vector<HeifBox>& meta) {

@@ -36,10 +36,18 @@ struct FilePart {
   }
 };
 
-/// The content of the file's `meta` box, which describes its items, behind
-/// version and flags. Absent without one, and for one that is larger than any
-/// real one.
-[[nodiscard]] std::optional<FilePart> readHeifMeta(const File& file);
+/// The boxes of a file that lie in no other.
+struct HeifTop {
+  /// The content of the first `meta` box, which describes the items, behind
+  /// version and flags. Absent without one, and for one that is larger than any
+  /// real one.
+  std::optional<FilePart> meta;
+  /// Where the boxes start that aren't looked at: those from a second or too
+  /// large `meta` box on, and more of them than any real file has.
+  std::optional<std::uint64_t> unread;
+};
+
+[[nodiscard]] HeifTop readHeifTop(const File& file);
 
 /// The item that `pitm` names; absent when that can't be read.
 [[nodiscard]] std::optional<std::uint64_t> primaryItem(const std::vector<HeifBox>& meta);

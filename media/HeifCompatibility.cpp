@@ -157,11 +157,12 @@ class MetaReader {
     for (const Item& item : itemsOf(contentOf(boxes_, "iinf"))) {
       const bool isImage = isOneOf(
           item.kind, std::to_array<std::string_view>({"hvc1", "av01", "grid", "iden", "iovl"}));
+      // The library never returns from one whose data end too early.
       const bool isCompressed = item.kind == "mime" && item.names.find(std::string_view(
-                                                           "\0deflate\0", 9)) != item.names.npos;
+                                                           "\0deflate", 8)) != item.names.npos;
       const bool isReadable = located.contains(item.id) && !isCompressed &&
                               (!isImage || propertiesOfItem(item.id, itemProperties_));
-      if (!isReadable && item.id != primary_) {
+      if (!isReadable && !(isImage && item.id == primary_)) {
         replace(item.boxType, std::string(kHidden));
       } else if (isImage) {
         images_.insert(item.id);
@@ -285,8 +286,15 @@ std::optional<FilePart> brandReplacement(const File& file) {
 
 std::vector<FilePart> heifReplacements(const File& file) {
   std::vector<FilePart> replacements;
-  if (const auto meta = readHeifMeta(file)) {
-    replacements = MetaReader(*meta).replacements();
+  const HeifTop top = readHeifTop(file);
+  if (top.meta) {
+    replacements = MetaReader(*top.meta).replacements();
+  }
+  if (top.unread) {
+    constexpr std::size_t kUpToTheEnd = 0;
+    std::string box;
+    append(box, kUpToTheEnd, 4);
+    replacements.push_back({*top.unread, box + std::string(kHidden)});
   }
   if (auto brand = brandReplacement(file)) {
     replacements.push_back(std::move(*brand));

@@ -20,6 +20,9 @@ namespace vaultmere {
 /// - An item isn't shown when the library can't read its data (kept in another
 ///   item, compressed, or nowhere) or it is an image without properties.
 /// - A `colr` property of an unknown kind isn't shown.
+/// - Boxes at the top of the file that `readHeifTop` doesn't look at are shown as
+///   one without a content: the library would take the last of several `meta`
+///   boxes, not the first.
 /// - A brand that the library knows is shown, where the file only has others.
 ///
 /// Empty for files that need none of it. The primary image is never hidden.

@@ -51,7 +51,7 @@ std::optional<std::vector<HeifBox>> primaryProperties(std::string_view meta) {
 }  // namespace
 
 std::optional<int> heifOrientation(const File& file) {
-  const auto meta = readHeifMeta(file);
+  const auto meta = readHeifTop(file).meta;
   const auto properties = meta ? primaryProperties(meta->bytes) : std::nullopt;
   if (!properties) {
     return std::nullopt;
@@ -72,7 +72,7 @@ std::optional<int> heifOrientation(const File& file) {
 }
 
 std::optional<HeifSize> heifSize(const File& file) {
-  const auto meta = readHeifMeta(file);
+  const auto meta = readHeifTop(file).meta;
   const auto properties = meta ? primaryProperties(meta->bytes) : std::nullopt;
   const ByteView extents(properties ? contentOf(*properties, "ispe") : "");
   const auto width = extents.number(4, 4);  // behind version and flags

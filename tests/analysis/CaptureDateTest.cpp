@@ -28,7 +28,7 @@ TEST(CaptureDate, TakesTheFirstSourceThatSaysAnything) {
 TEST(CaptureDate, IsReadFromFileNames) {
   const struct {
     const char* name;
-    const char* date;  // null: absent
+    std::optional<std::string> date;
   } rows[] = {
       {"IMG_20210305_101112.jpg", "2021-03-05T10:11:12"},
       {"20210305101112.mov", "2021-03-05T10:11:12"},
@@ -42,23 +42,21 @@ TEST(CaptureDate, IsReadFromFileNames) {
       {"2000-01-01.jpg", "2000-01-01T00:00:00"},
       {"x\xFF\xFE 2021-03-05 \xE4.jpg", "2021-03-05T00:00:00"},
       {"a\n2021-03-05.jpg", "2021-03-05T00:00:00"},
-      {"92021030510111299.jpg", nullptr},  // the match starts at the first digit
+      {"92021030510111299.jpg", std::nullopt},  // the match starts at the first digit
       {"19991231_235959 2021-03-05.jpg", "2021-03-05T00:00:00"},
-      {"2021-13-01 10.11.12 2021-03-05.jpg", nullptr},  // only a pattern's first match counts
-      {"2021-13-01_2021-03-05.jpg", nullptr},
-      {"20210305.jpg", nullptr},
-      {"19991231_235959.jpg", nullptr},
-      {"2101-01-01.jpg", nullptr},
-      {"2021-00-05.jpg", nullptr},
-      {"2021-03-32.jpg", nullptr},
-      {"2021-3-5.jpg", nullptr},
-      {"\xD9\xA2\xD9\xA0\xD9\xA2\xD9\xA1-03-05.jpg", nullptr},  // Arabic digits
-      {"", nullptr},
+      {"2021-13-01 10.11.12 2021-03-05.jpg", std::nullopt},  // only a pattern's first match counts
+      {"2021-13-01_2021-03-05.jpg", std::nullopt},
+      {"20210305.jpg", std::nullopt},
+      {"19991231_235959.jpg", std::nullopt},
+      {"2101-01-01.jpg", std::nullopt},
+      {"2021-00-05.jpg", std::nullopt},
+      {"2021-03-32.jpg", std::nullopt},
+      {"2021-3-5.jpg", std::nullopt},
+      {"\xD9\xA2\xD9\xA0\xD9\xA2\xD9\xA1-03-05.jpg", std::nullopt},  // Arabic digits
+      {"", std::nullopt},
   };
   for (const auto& row : rows) {
-    EXPECT_EQ(dateFromFilename(row.name),
-              row.date ? std::optional<std::string>(row.date) : std::nullopt)
-        << row.name;
+    EXPECT_EQ(dateFromFilename(row.name), row.date) << row.name;
   }
 }
 

@@ -28,11 +28,11 @@ TEST(ImageMetadata, IsReadFromAFileInOnePass) {
                            {"Exif.Photo.ISOSpeedRatings", "400 200"},
                            {"Exif.Photo.FNumber", "28/10"},
                            {"Exif.Photo.ExposureTime", "1/250"},
-                           {"Exif.Photo.FocalLength", "35/1"}};
+                           {"Exif.Photo.FocalLength", "35/1"},
+                           {"Exif.GPSInfo.GPSDateStamp", "2021:06:01"},
+                           {"Exif.GPSInfo.GPSTimeStamp", "10/1 11/1 1250/100"}};
   options.metadata.xmp = {{"Xmp.aux.Lens", "Northlight 35mm"}};
   options.metadata.gps = GpsPosition{-33.5, -151.25};
-  options.metadata.gpsDateStamp = "2021:06:01";
-  options.metadata.gpsTimeStamp = "10:11:12.50";
   makeStill(folder / "a.jpg", options);
 
   EXPECT_EQ(ImageMetadata::read(folder / "a.jpg"), (ImageMetadata{{.mimeType = "image/jpeg",
@@ -85,7 +85,7 @@ TEST(ImageMetadata, FillsEachFieldByItself) {
 TEST(ImageMetadata, NormalisesDates) {
   const struct {
     const char* original;
-    const char* date;  // null: absent
+    std::optional<std::string> date;
   } rows[] = {
       {"2021:06:01 10:11:12", "2021-06-01T10:11:12"},
       {"2021-06-01 10:11:12", "2021-06-01T10:11:12"},
@@ -95,22 +95,21 @@ TEST(ImageMetadata, NormalisesDates) {
       {"2020:00:00 00:00:00", "2020-00-00T00:00:00"},
       {"2021:xx:01 10:11:12", "2021-xx-01T10:11:12"},
       {"2021:\xC3\xA4\xC3\xA4:01 10:11:12", "2021-\xC3\xA4\xC3\xA4-01T10:11:12"},
-      {"0000:00:00 00:00:00", nullptr},
-      {"0000:06:01 10:11:12", nullptr},
-      {"2021/06/01 10:11:12", nullptr},
-      {"2021:06:01 10:11:1", nullptr},
-      {"2021:06:01 10:11:1 ", nullptr},
-      {"2021:06:\xC3\xA4\xC3\xA4 10:11", nullptr},  // 19 bytes, but fewer characters
-      {"\n2021:06:01 10:11:12", nullptr},           // newlines stay
-      {"", nullptr},
+      {"0000:00:00 00:00:00", std::nullopt},
+      {"0000:06:01 10:11:12", std::nullopt},
+      {"2021/06/01 10:11:12", std::nullopt},
+      {"2021:06:01 10:11:1", std::nullopt},
+      {"2021:06:01 10:11:1 ", std::nullopt},
+      {"2021:06:\xC3\xA4\xC3\xA4 10:11", std::nullopt},  // 19 bytes, but fewer characters
+      {"\n2021:06:01 10:11:12", std::nullopt},           // newlines stay
+      {"", std::nullopt},
   };
   for (const auto& row : rows) {
-    const auto expected = row.date ? std::optional<std::string>(row.date) : std::nullopt;
     ImageProperties dated = properties();
     dated.exif["DateTimeOriginal"] = row.original;
-    EXPECT_EQ(ImageMetadata::of(dated).dateTimeOriginal, expected) << row.original;
+    EXPECT_EQ(ImageMetadata::of(dated).dateTimeOriginal, row.date) << row.original;
     dated.exif["DateTimeDigitized"] = "2019:01:02 03:04:05";
-    EXPECT_EQ(ImageMetadata::of(dated).dateTimeOriginal, expected.value_or("2019-01-02T03:04:05"))
+    EXPECT_EQ(ImageMetadata::of(dated).dateTimeOriginal, row.date.value_or("2019-01-02T03:04:05"))
         << row.original;
   }
 }
@@ -119,22 +118,21 @@ TEST(ImageMetadata, JoinsTheGpsStamps) {
   const struct {
     const char* date;
     const char* time;
-    const char* stamp;  // null: absent
+    std::optional<std::string> stamp;
   } rows[] = {
       {"2021:06:01", "10:11:12", "2021-06-01T10:11:12"},
       {"2021:06:01", "10:11:12.50", "2021-06-01T10:11:12"},
       {"2021:06:01", "10:11:1", "2021-06-01T00:00:00"},
       {"2021:06:01", nullptr, "2021-06-01T00:00:00"},
       {"2021:06:01 and more:", "10:11:12", "2021-06-01 and more-T10:11:12"},
-      {"2021:6:01", "10:11:12", nullptr},
-      {nullptr, "10:11:12", nullptr},
+      {"2021:6:01", "10:11:12", std::nullopt},
+      {nullptr, "10:11:12", std::nullopt},
   };
   for (const auto& row : rows) {
     ImageProperties stamped = properties();
     if (row.date) stamped.gps["DateStamp"] = row.date;
     if (row.time) stamped.gps["TimeStamp"] = row.time;
-    EXPECT_EQ(ImageMetadata::of(stamped).gpsDateTime,
-              row.stamp ? std::optional<std::string>(row.stamp) : std::nullopt);
+    EXPECT_EQ(ImageMetadata::of(stamped).gpsDateTime, row.stamp);
   }
 }
 
@@ -171,20 +169,18 @@ TEST(ImageMetadata, SignsThePositionByExactReferences) {
 TEST(ImageMetadata, TrimsCameraTexts) {
   const struct {
     const char* make;
-    const char* trimmed;  // null: absent
+    std::optional<std::string> trimmed;
   } rows[] = {
       {"  Northlight\r\n", "Northlight"},
       {"\xC2\xA0North light\xE3\x80\x80", "North light"},
       {"\xC3\xA9", "\xC3\xA9"},
-      {" \t\n", nullptr},
-      {"", nullptr},
+      {" \t\n", std::nullopt},
+      {"", std::nullopt},
   };
   for (const auto& row : rows) {
     ImageProperties named = properties();
     named.tiff["Make"] = row.make;
-    EXPECT_EQ(ImageMetadata::of(named).cameraMake,
-              row.trimmed ? std::optional<std::string>(row.trimmed) : std::nullopt)
-        << row.make;
+    EXPECT_EQ(ImageMetadata::of(named).cameraMake, row.trimmed) << row.make;
   }
   ImageProperties lenses = properties();
   lenses.exif["LensModel"] = "  ";

@@ -26,9 +26,9 @@ TEST(PixelStats, TellsMeanBlackAndWhiteAndFamily) {
     std::vector<Pixel> pixels;
     const char* hex;
     bool isBW;
-    const char* family;  // null: absent
+    std::optional<std::string> family;
   } rows[] = {
-      {"grey", {{128, 128, 128, 255}}, "#808080", true, nullptr},
+      {"grey", {{128, 128, 128, 255}}, "#808080", true, std::nullopt},
       {"red", {{255, 0, 0, 255}}, "#ff0000", false, "Red"},
       {"red and cyan", {{255, 0, 0, 255}, {0, 255, 255, 255}}, "#808080", false, "Gray"},
       {"transparent margin",
@@ -40,17 +40,15 @@ TEST(PixelStats, TellsMeanBlackAndWhiteAndFamily) {
       {"dark red beside grey", {{128, 128, 128, 255}, {40, 0, 0, 255}}, "#544040", false, "Red"},
       // Saturations of 2/25 and of less: the bound itself is colour.
       {"just colour", {{108, 92, 92, 255}}, "#6c5c5c", false, "Gray"},
-      {"just black and white", {{107, 93, 93, 255}}, "#6b5d5d", true, nullptr},
-      {"a half rounds up", {{1, 1, 1, 255}, {2, 2, 2, 255}}, "#020202", true, nullptr},
+      {"just black and white", {{107, 93, 93, 255}}, "#6b5d5d", true, std::nullopt},
+      {"a half rounds up", {{1, 1, 1, 255}, {2, 2, 2, 255}}, "#020202", true, std::nullopt},
   };
   for (const auto& row : rows) {
     const auto result = PixelStats::analyze(rowOf(row.pixels));
     ASSERT_TRUE(result) << row.name;
     EXPECT_EQ(result->hex, row.hex) << row.name;
     EXPECT_EQ(result->isBW, row.isBW) << row.name;
-    EXPECT_EQ(result->colorFamily,
-              row.family ? std::optional<std::string>(row.family) : std::nullopt)
-        << row.name;
+    EXPECT_EQ(result->colorFamily, row.family) << row.name;
   }
   const auto orange = PixelStats::analyze(rowOf({{255, 128, 0, 255}}));
   EXPECT_EQ(orange, (PixelStats::Result{255, 128, 0, "#ff8000", false, "Orange"}));

@@ -68,7 +68,7 @@ TEST(VideoMetadata, ConvertsTheDateToTheLocalClock) {
   ::setenv("TZ", "America/New_York", 1);
   const struct {
     const char* text;
-    const char* date;  // null: absent
+    std::optional<std::string> date;
   } rows[] = {
       {"2021-06-01T12:11:12+0200", "2021-06-01T06:11:12"},
       {"2021-06-01T12:11:12+02:00", "2021-06-01T06:11:12"},
@@ -76,21 +76,20 @@ TEST(VideoMetadata, ConvertsTheDateToTheLocalClock) {
       {"2021-06-01T10:11:12.000000Z", "2021-06-01T06:11:12"},
       {"2021-06-01 10:11:12", "2021-06-01T10:11:12"},  // a camera's own clock
       {"2021-06-01T10:11:12", "2021-06-01T10:11:12"},
-      {"2021-02-31T10:11:12Z", nullptr},
-      {"2021-06-01T25:11:12", nullptr},
-      {"2021-06-01T10:11:12+9900", nullptr},
-      {"2021-06-01", nullptr},
-      {"2021", nullptr},
-      {"yesterday", nullptr},
-      {"", nullptr},
+      {"2021-02-31T10:11:12Z", std::nullopt},
+      {"2021-06-01T25:11:12", std::nullopt},
+      {"2021-06-01T10:11:12+9900", std::nullopt},
+      {"2021-06-01", std::nullopt},
+      {"2021", std::nullopt},
+      {"yesterday", std::nullopt},
+      {"", std::nullopt},
   };
   for (const auto& row : rows) {
     VideoProperties properties;
     properties.created = {row.text};
-    const auto expected = row.date ? std::optional<std::string>(row.date) : std::nullopt;
-    EXPECT_EQ(VideoMetadata::of(properties).captureDate, expected) << row.text;
+    EXPECT_EQ(VideoMetadata::of(properties).captureDate, row.date) << row.text;
     properties.created.emplace_back("2019-01-02T08:04:05Z");
-    EXPECT_EQ(VideoMetadata::of(properties).captureDate, expected.value_or("2019-01-02T03:04:05"))
+    EXPECT_EQ(VideoMetadata::of(properties).captureDate, row.date.value_or("2019-01-02T03:04:05"))
         << row.text;
   }
   ::unsetenv("TZ");

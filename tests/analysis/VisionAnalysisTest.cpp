@@ -35,15 +35,11 @@ TEST(VisionAnalysis, KeepsTheTenBestLabels) {
             (std::vector<std::string>{"label10", "label11", "label8", "label9", "label6", "label7",
                                       "label4", "label5", "label2", "label3"}));
   EXPECT_EQ(analysis.aestheticScore, -0.25);
-}
 
-TEST(VisionAnalysis, TakesTheBoundAndWidensTheScore) {
-  FixedVision vision;
-  vision.observations.classifications = {{"bound", 0.1F}, {"Below", 0.0999F}};
-  vision.observations.overallScores = {0.1F};
+  vision.observations = {{{"bound", 0.1F}, {"Below", 0.0999F}}, {0.1F}};
   EXPECT_EQ(analyzeVision(&vision, Bitmap{}, 1),
             (VisionAnalysis{{"bound"}, static_cast<double>(0.1F)}));
-  vision.observations = {{{"Below", 0.0999F}}, {}};
+  vision.observations = {};
   EXPECT_EQ(analyzeVision(&vision, Bitmap{}, 1), VisionAnalysis{});
 }
 

@@ -58,6 +58,11 @@ class PhoneHeic : public ::testing::Test {
     file.references.push_back({"auxl", kGainMap, {file.primary, kToneMap}});
   }
 
+  static void addCompressedXmp(HeifFile& file) {
+    file.items.push_back(
+        {.id = kTile, .type = "mime", .names = "\0application/rdf+xml\0deflate\0"s, .data = "x"});
+  }
+
   static void toSeveral(HeifFile& file, const char* type) {
     for (auto& reference : file.references) {
       if (reference.type == type) reference.to.insert(reference.to.begin(), kToneMap);
@@ -115,12 +120,11 @@ TEST_F(PhoneHeic, ShowsPicturesThatTheLibraryRefusesWhole) {
        [](HeifFile& file) {
          file.items.push_back({.id = kTile, .type = "iden", .data = {}, .located = false});
        }},
-      {"compressed XMP",
+      {"compressed XMP", &addCompressedXmp},
+      {"compressed XMP, encoding without an end",
        [](HeifFile& file) {
-         file.items.push_back({.id = kTile,
-                               .type = "mime",
-                               .names = "\0application/rdf+xml\0deflate\0"s,
-                               .data = "x"});
+         addCompressedXmp(file);
+         file.items.back().names.pop_back();
        }},
       {"picture without properties",
        [](HeifFile& file) {
@@ -145,6 +149,39 @@ TEST_F(PhoneHeic, ShowsPicturesThatTheLibraryRefusesWhole) {
     EXPECT_EQ(properties->pixelWidth, 640) << row.name;
     EXPECT_TRUE(properties->exif.contains("DateTimeOriginal")) << row.name;
   }
+}
+
+// The library inflates such metadata for ever.
+TEST_F(PhoneHeic, DecodingEndsWhereverCutMetadataStand) {
+  make([](HeifFile&) {});
+  const std::string plain = slurp(path);
+  make(&addCompressedXmp);
+  const std::string compressed = slurp(path);
+  const auto boxes = heifBoxesIn(compressed);
+  ASSERT_EQ(boxes.size(), 3U);
+  const std::string ftyp = heifBox("ftyp", boxes[0].content);
+  const std::string meta(boxes[1].content);
+  std::string many;
+  for (int i = 0; i < 1000; ++i) many += heifBox("free", "");
+  const struct {
+    const char* name;
+    std::string bytes;
+    const char* shown;
+  } rows[] = {
+      {"second meta box", plain + heifBox("meta", meta), "picture"},
+      {"meta box behind many others", ftyp + many + heifBox("meta", meta), "absent"},
+      {"large meta box",
+       ftyp + heifBox("meta", meta + heifBox("free", std::string(16U << 20U, '\0'))), "absent"},
+  };
+  for (const auto& row : rows) {
+    writeText(path, row.bytes);
+    EXPECT_EQ(colourOf(decodeScaled(path, 64)), row.shown) << row.name;
+  }
+  make([](HeifFile& file) {
+    addCompressedXmp(file);
+    file.primary = kTile;
+  });
+  EXPECT_EQ(colourOf(decodeScaled(path, 64)), "absent");
 }
 
 }  // namespace

@@ -61,17 +61,16 @@ struct Container {
   const char* muxer;
   const char* picture;
   const char* sound;
-  bool turns;
 };
 
 constexpr Container kContainers[] = {
-    {ClipContainer::mp4, "mp4", "libx264", "aac", true},
-    {ClipContainer::mov, "mov", "libx264", "aac", true},
-    {ClipContainer::mkv, "matroska", "libx264", "aac", false},
-    {ClipContainer::webm, "webm", "libvpx", "", false},
-    {ClipContainer::threeGp, "3gp", "libx264", "aac", true},
-    {ClipContainer::avi, "avi", "mpeg4", "mp2", false},
-    {ClipContainer::mpeg, "mpeg", "mpeg1video", "mp2", false},
+    {ClipContainer::mp4, "mp4", "libx264", "aac"},
+    {ClipContainer::mov, "mov", "libx264", "aac"},
+    {ClipContainer::mkv, "matroska", "libx264", "aac"},
+    {ClipContainer::webm, "webm", "libvpx", ""},
+    {ClipContainer::threeGp, "3gp", "libx264", "aac"},
+    {ClipContainer::avi, "avi", "mpeg4", "mp2"},
+    {ClipContainer::mpeg, "mpeg", "mpeg1video", "mp2"},
 };
 
 const Container& containerOf(const ClipOptions& options) {
@@ -147,7 +146,7 @@ class PictureTrack {
     av_opt_set(encoder.priv_data, "crf", "23", 0);
     track_.open();
     track_.stream().avg_frame_rate = encoder.framerate;
-    if (options.rotation != 0) turn();
+    if (options.rotation != 0) setRotation();
   }
 
   void write() {
@@ -177,7 +176,7 @@ class PictureTrack {
   }
 
  private:
-  void turn() {
+  void setRotation() {
     std::uint8_t* matrix = check(
         av_stream_new_side_data(&track_.stream(), AV_PKT_DATA_DISPLAYMATRIX, 9 * sizeof(int32_t)),
         "a display matrix");
@@ -186,7 +185,7 @@ class PictureTrack {
     std::memcpy(matrix, values.data(), sizeof values);
   }
 
-  // Every row turned round by one pixel a frame.
+  // Every row rotated by one pixel a frame.
   [[nodiscard]] std::vector<std::uint8_t> moved(const std::vector<std::uint8_t>& picture,
                                                 long frame) const {
     const std::ptrdiff_t row = 3 * std::ptrdiff_t{options_.width};
@@ -252,16 +251,6 @@ class SoundTrack {
   Track track_;
 };
 
-void check(const ClipOptions& options, const Container& container) {
-  const auto refuse = [&container](bool refused, std::string_view what) {
-    if (refused) throw std::runtime_error(fmt::format("{} clips: {}", container.muxer, what));
-  };
-  refuse(!options.picture && !options.sound, "neither picture nor sound");
-  refuse(options.sound && *container.sound == '\0', "no sound here");
-  refuse(options.rotation != 0 && !container.turns, "no rotation here");
-  refuse(options.width % 2 + options.height % 2 != 0, "sizes must be even");
-}
-
 bool hasKeyedItems(const ClipOptions& options) {
   for (const auto& [key, text] : options.metadata) {
     if (key.starts_with("com.apple.quicktime.")) return true;
@@ -290,7 +279,6 @@ void makeClip(const std::filesystem::path& path, const ClipOptions& options) {
   ClipOptions wanted = options;
   if (wanted.container == ClipContainer::mpeg) wanted.framesPerSecond = 25;
   const Container& container = containerOf(wanted);
-  check(wanted, container);
   if (path.has_parent_path()) std::filesystem::create_directories(path.parent_path());
   const Owned<AVFormatContext> file = createFile(path, wanted, container);
 

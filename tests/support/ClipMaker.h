@@ -13,11 +13,11 @@ enum class ClipContainer { mp4, mov, mkv, webm, threeGp, avi, mpeg };
 
 struct ClipOptions {
   ClipContainer container = ClipContainer::mp4;
-  int width = 64;  ///< as stored, before any turning; even
+  int width = 64;  ///< as stored, before any rotation; even
   int height = 48;
   double seconds = 1;
   int framesPerSecond = 10;  ///< 25 for MPEG, which has few to choose from
-  /// What a player turns the picture by, degrees clockwise: 0, 90, 180 or 270.
+  /// What a player rotates the picture by, degrees clockwise: 0, 90, 180 or 270.
   /// MP4, MOV and 3GP only.
   int rotation = 0;
   /// The first frame; the later ones are it, moved to the left bit by bit.

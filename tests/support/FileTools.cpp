@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <chrono>
 #include <fstream>
+#include <iterator>
 #include <random>
 #include <stdexcept>
 #include <system_error>
@@ -72,14 +73,8 @@ std::string slurp(const fs::path& path) {
   errno = 0;
   std::ifstream file(path, std::ios::binary);
   check(file, "open", path);
-  std::string bytes;
-  std::array<char, 65'536> buffer{};
-  while (file.good()) {
-    file.read(buffer.data(), signedSize(buffer.size()));
-    bytes.append(buffer.data(), static_cast<std::size_t>(file.gcount()));
-  }
-  if (file.bad()) fail("read", path, EIO);
-  return bytes;
+  if (fs::is_directory(path)) fail("read", path, EISDIR);
+  return {std::istreambuf_iterator<char>(file), {}};
 }
 
 void setModified(const fs::path& path, TimePoint moment) {

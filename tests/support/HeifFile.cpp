@@ -4,62 +4,31 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "media/ByteView.h"
+#include "media/HeifBoxes.h"
+
 namespace vaultmere {
 
 namespace {
-
-std::string bigEndian(std::uint64_t value, int bytes) {
-  std::string text;
-  for (int byte = bytes - 1; byte >= 0; --byte) text += static_cast<char>(value >> (8 * byte));
-  return text;
-}
-
-std::uint64_t number(std::string_view bytes, std::size_t at, std::size_t size) {
-  std::uint64_t value = 0;
-  for (std::size_t i = 0; i < size; ++i) {
-    value = value << 8 | static_cast<std::uint8_t>(std::string(bytes).at(at + i));
-  }
-  return value;
-}
 
 std::string fullBox(std::string_view type, unsigned version, std::string_view content) {
   return heifBox(type, bigEndian(version, 1) + bigEndian(0, 3) + std::string(content));
 }
 
-// Whole boxes, one after the other.
-std::vector<std::string_view> boxes(std::string_view bytes) {
-  std::vector<std::string_view> found;
-  while (!bytes.empty()) {
-    const auto size = static_cast<std::size_t>(number(bytes, 0, 4));
-    if (size < 8 || size > bytes.size()) throw std::runtime_error("HEIF: an odd box size");
-    found.push_back(bytes.substr(0, size));
-    bytes.remove_prefix(size);
-  }
-  return found;
-}
-
-std::string_view content(std::string_view bytes, std::string_view type, bool optional = false) {
-  for (const std::string_view box : boxes(bytes)) {
-    if (box.substr(4, 4) == type) return box.substr(8);
-  }
-  if (!optional) throw std::runtime_error("HEIF: no box " + std::string(type));
-  return {};
-}
-
-void parseData(HeifFile& file, std::string_view bytes, std::string_view meta) {
-  const std::string_view iloc = content(meta, "iloc");
-  const std::uint64_t version = number(iloc, 0, 1);
+void parseData(HeifFile& file, std::string_view bytes, const std::vector<HeifBox>& meta) {
+  const ByteView iloc(contentOf(meta, "iloc"));
+  const std::uint64_t version = iloc.number(0, 1).value();
   if (version > 1) throw std::runtime_error("HEIF: an unknown form of item locations");
-  const auto width = [&](unsigned shift) { return number(iloc, 4, 2) >> shift & 15; };
+  const auto width = [&](unsigned shift) { return iloc.number(4, 2).value() >> shift & 15; };
   const std::size_t indexWidth = version == 1 ? width(0) : 0;
   std::size_t at = 8;
   const auto next = [&](std::size_t size) {
     at += size;
-    return number(iloc, at - size, size);
+    return size == 0 ? 0 : iloc.number(at - size, size).value();
   };
-  for (std::uint64_t left = number(iloc, 6, 2); left > 0; --left) {
+  for (std::uint64_t left = iloc.number(6, 2).value(); left > 0; --left) {
     HeifFile::Item& item = file.item(static_cast<std::uint16_t>(next(2)));
-    const std::string_view source = version == 1 && next(2) == 1 ? content(meta, "idat") : bytes;
+    const std::string_view source = version == 1 && next(2) == 1 ? contentOf(meta, "idat") : bytes;
     next(2);  // data reference
     const std::uint64_t base = next(width(4));
     for (std::uint64_t extents = next(2); extents > 0; --extents) {
@@ -70,23 +39,15 @@ void parseData(HeifFile& file, std::string_view bytes, std::string_view meta) {
   }
 }
 
-void parseProperties(HeifFile& file, std::string_view meta) {
-  const std::string_view iprp = content(meta, "iprp");
-  const auto properties = boxes(content(iprp, "ipco"));
-  const std::string_view ipma = content(iprp, "ipma");
-  if (number(ipma, 0, 4) != 0) throw std::runtime_error("HEIF: odd associations");
-  std::size_t at = 8;
-  for (std::uint64_t left = number(ipma, 4, 4); left > 0; --left) {
-    HeifFile::Item& item = file.item(static_cast<std::uint16_t>(number(ipma, at, 2)));
-    const auto count = static_cast<std::size_t>(number(ipma, at + 2, 1));
-    for (std::size_t i = 0; i < count; ++i) {
-      item.properties.emplace_back(properties.at((number(ipma, at + 3 + i, 1) & 0x7F) - 1));
-    }
-    at += 3 + count;
-  }
-}
-
 }  // namespace
+
+std::string bigEndian(std::uint64_t value, int bytes) {
+  std::string text;
+  for (int byte = bytes - 1; byte >= 0; --byte) {
+    text += byte < 8 ? static_cast<char>(value >> (8 * byte)) : '\0';
+  }
+  return text;
+}
 
 std::string heifBox(std::string_view type, std::string_view content) {
   return bigEndian(content.size() + 8, 4) + std::string(type) + std::string(content);
@@ -100,28 +61,36 @@ HeifFile::Item& HeifFile::item(std::uint16_t id) {
 }
 
 HeifFile HeifFile::parse(std::string_view bytes) {
+  const auto number = [](std::string_view content, std::size_t at) {
+    return static_cast<std::uint16_t>(ByteView(content).number(at, 2).value());
+  };
   HeifFile file;
-  const std::string_view ftyp = content(bytes, "ftyp");
+  const auto top = heifBoxesIn(bytes);
+  const std::string_view ftyp = contentOf(top, "ftyp");
   for (std::size_t at = 0; at < ftyp.size(); at += at == 0 ? 8 : 4) {
     file.brands.emplace_back(ftyp.substr(at, 4));
   }
-  const std::string_view meta = content(bytes, "meta").substr(4);
-  file.primary = static_cast<std::uint16_t>(number(content(meta, "pitm"), 4, 2));
-  for (const std::string_view infe : boxes(content(meta, "iinf").substr(6))) {
-    file.items.push_back({.id = static_cast<std::uint16_t>(number(infe, 12, 2)),
-                          .type = std::string(infe.substr(16, 4)),
-                          .names = std::string(infe.substr(20)),
-                          .data = {},
-                          .properties = {}});
+  const auto meta = heifBoxesIn(contentOf(top, "meta").substr(4));
+  file.primary = static_cast<std::uint16_t>(primaryItem(meta).value());
+  const auto itemProperties = heifBoxesIn(contentOf(meta, "iprp"));
+  const auto properties = heifBoxesIn(contentOf(itemProperties, "ipco"));
+  for (const HeifBox& infe : heifBoxesIn(contentOf(meta, "iinf").substr(6))) {
+    Item item{.id = number(infe.content, 4),
+              .type = std::string(infe.content.substr(8, 4)),
+              .names = std::string(infe.content.substr(12))};
+    for (const std::size_t index :
+         propertiesOfItem(item.id, itemProperties).value_or(std::vector<std::size_t>{})) {
+      item.properties.push_back(
+          heifBox(properties.at(index - 1).type, properties.at(index - 1).content));
+    }
+    file.items.push_back(std::move(item));
   }
   parseData(file, bytes, meta);
-  parseProperties(file, meta);
-  const std::string_view iref = content(meta, "iref", true);
-  for (const std::string_view box : boxes(iref.substr(std::min<std::size_t>(4, iref.size())))) {
-    Reference reference{
-        std::string(box.substr(4, 4)), static_cast<std::uint16_t>(number(box, 8, 2)), {}};
-    for (std::size_t at = 12; at < box.size(); at += 2) {
-      reference.to.push_back(static_cast<std::uint16_t>(number(box, at, 2)));
+  const std::string_view iref = contentOf(meta, "iref");
+  for (const HeifBox& box : heifBoxesIn(iref.substr(std::min<std::size_t>(4, iref.size())))) {
+    Reference reference{std::string(box.type), number(box.content, 0), {}};
+    for (std::size_t at = 4; at < box.content.size(); at += 2) {
+      reference.to.push_back(number(box.content, at));
     }
     file.references.push_back(std::move(reference));
   }

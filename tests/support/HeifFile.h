@@ -17,8 +17,8 @@ struct HeifFile {
     std::string names = std::string(1, '\0');  ///< what follows the type in `infe`
     std::string data{};
     std::vector<std::string> properties{};  ///< whole boxes, in the order of their use
-    unsigned method = 0;                  ///< how the data are found; only 0 is really written
-    bool located = true;                  ///< false: it stands in `iinf` only
+    unsigned method = 0;                    ///< how the data are found; only 0 is really written
+    bool located = true;                    ///< false: it stands in `iinf` only
   };
   struct Reference {
     std::string type;
@@ -31,19 +31,23 @@ struct HeifFile {
   std::vector<Item> items;
   std::vector<Reference> references;
 
-  /// Reads what libheif writes. Throws std::runtime_error for another layout.
+  /// Reads what libheif writes. Throws an exception of the standard library for
+  /// another layout.
   [[nodiscard]] static HeifFile parse(std::string_view bytes);
   [[nodiscard]] std::string bytes() const;
 
   [[nodiscard]] Item& item(std::uint16_t id);
 };
 
+/// A number as files of this kind have it; any count of bytes.
+[[nodiscard]] std::string bigEndian(std::uint64_t value, int bytes);
+
 /// A box with this content.
 [[nodiscard]] std::string heifBox(std::string_view type, std::string_view content);
 
-/// Gives the primary picture an `irot` property, so that readers turn it by
-/// `degrees` anticlockwise: 90, 180 or 270. Phones write their portrait pictures
-/// so. Throws std::runtime_error.
+/// Gives the primary picture an `irot` property, so that readers rotate it
+/// by `degrees` anticlockwise: 90, 180 or 270. Phones write their portrait
+/// pictures so. Throws std::runtime_error.
 [[nodiscard]] std::string withHeifRotation(std::string_view file, int degrees);
 
 }  // namespace vaultmere

@@ -11,7 +11,7 @@
 
 namespace vaultmere {
 
-/// A main thread that a test turns by hand, with a clock of its own: time
+/// A main thread that a test runs by hand, with a clock of its own: time
 /// passes only in `advance`, and costs nothing.
 class ManualMainThread final : public MainThread {
  public:

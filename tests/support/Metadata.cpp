@@ -5,12 +5,10 @@
 
 #include <array>
 #include <cmath>
-#include <cstdio>
 #include <exiv2/exiv2.hpp>
 #include <mutex>
 #include <stdexcept>
 
-#include "tests/support/FileTools.h"
 #include "tests/support/StillMaker.h"
 
 namespace vaultmere {
@@ -55,43 +53,18 @@ std::string rationals(double degrees) {
                      whole % 600'000);
 }
 
-// "10:11:12.50" as three rationals that keep the digits of the fraction.
-std::string timeRationals(const std::string& text) {
-  unsigned hour = 0;
-  unsigned minute = 0;
-  unsigned second = 0;
-  int read = 0;
-  // NOLINTNEXTLINE(cert-err34-c): the count of fields is checked
-  if (std::sscanf(text.c_str(), "%2u:%2u:%2u%n", &hour, &minute, &second, &read) != 3) {
-    throw std::runtime_error("“" + text + "” isn't a time stamp");
-  }
-  const std::string fraction = text.substr(static_cast<std::size_t>(read));
-  if (fraction.empty()) return fmt::format("{}/1 {}/1 {}/1", hour, minute, second);
-  const std::string digits = fraction.substr(1);
-  return fmt::format("{}/1 {}/1 {}{}/1{}", hour, minute, second, digits,
-                     std::string(digits.size(), '0'));
-}
-
-void putGps(Exiv2::ExifData& exif, const Metadata& metadata) {
+void putGps(Exiv2::ExifData& exif, const GpsPosition& position) {
   const std::string group = "Exif.GPSInfo.GPS";
-  if (metadata.gps || !metadata.gpsDateStamp.empty() || !metadata.gpsTimeStamp.empty()) {
-    put(exif, group + "VersionID", "2 2 0 0");
-  }
-  if (metadata.gps) {
-    put(exif, group + "LatitudeRef", metadata.gps->latitude < 0 ? "S" : "N");
-    put(exif, group + "Latitude", rationals(metadata.gps->latitude));
-    put(exif, group + "LongitudeRef", metadata.gps->longitude < 0 ? "W" : "E");
-    put(exif, group + "Longitude", rationals(metadata.gps->longitude));
-  }
-  if (!metadata.gpsDateStamp.empty()) put(exif, group + "DateStamp", metadata.gpsDateStamp);
-  if (!metadata.gpsTimeStamp.empty()) {
-    put(exif, group + "TimeStamp", timeRationals(metadata.gpsTimeStamp));
-  }
+  put(exif, group + "VersionID", "2 2 0 0");
+  put(exif, group + "LatitudeRef", position.latitude < 0 ? "S" : "N");
+  put(exif, group + "Latitude", rationals(position.latitude));
+  put(exif, group + "LongitudeRef", position.longitude < 0 ? "W" : "E");
+  put(exif, group + "Longitude", rationals(position.longitude));
 }
 
 Exiv2::ExifData exifData(const Metadata& metadata) {
   Exiv2::ExifData exif;
-  putGps(exif, metadata);
+  if (metadata.gps) putGps(exif, *metadata.gps);
   if (metadata.orientation) {
     put(exif, "Exif.Image.Orientation", std::to_string(*metadata.orientation));
   }
@@ -134,8 +107,7 @@ std::string rewritten(std::string_view picture, Change change) {
 }  // namespace
 
 bool Metadata::empty() const {
-  return exif.empty() && xmp.empty() && !gps && gpsDateStamp.empty() && gpsTimeStamp.empty() &&
-         !orientation && !thumbnail;
+  return exif.empty() && xmp.empty() && !gps && !orientation && !thumbnail;
 }
 
 std::string exifBlock(const Metadata& metadata) {
@@ -169,10 +141,6 @@ std::string withMetadata(std::string_view picture, const Metadata& metadata) {
 
 std::string withoutExif(std::string_view picture) {
   return rewritten(picture, [](Exiv2::Image& image) { image.clearExifData(); });
-}
-
-void embedMetadata(const std::filesystem::path& path, const Metadata& metadata) {
-  writeText(path, withMetadata(slurp(path), metadata));
 }
 
 }  // namespace vaultmere

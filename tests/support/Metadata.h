@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include <filesystem>
 #include <map>
 #include <optional>
 #include <string>
@@ -35,8 +34,6 @@ struct Metadata {
   /// The same for XMP: {"Xmp.aux.Lens", "50mm F1.8"}.
   std::map<std::string, std::string> xmp{};
   std::optional<GpsPosition> gps{};
-  std::string gpsDateStamp{};        ///< "2021:06:01"; empty for none
-  std::string gpsTimeStamp{};        ///< "10:11:12" or "10:11:12.50", UTC; empty for none
   std::optional<int> orientation{};  ///< EXIF code, 1 to 8
   std::optional<EmbeddedThumbnail> thumbnail{};
 
@@ -48,17 +45,12 @@ struct Metadata {
 /// The XMP packet; empty when there is nothing for it.
 [[nodiscard]] std::string xmpPacket(const Metadata& metadata);
 
-/// The bytes of a picture with the metadata in it. For the formats and the
-/// failures see below.
+/// The bytes of a JPEG, PNG, WebP, TIFF, DNG, PSD or JPEG 2000 with the metadata
+/// in it. Throws std::runtime_error for any other format, and for a key or value
+/// that Exiv2 doesn't take.
 [[nodiscard]] std::string withMetadata(std::string_view picture, const Metadata& metadata);
 
 /// The bytes of a picture with its EXIF block taken out; for the same formats.
 [[nodiscard]] std::string withoutExif(std::string_view picture);
-
-/// Writes the metadata into a file that exists: JPEG, PNG, WebP, TIFF, DNG, PSD
-/// or JPEG 2000. Throws std::runtime_error for any other format, and for a key
-/// or value that Exiv2 doesn't take. The makers call this (HEIC and AVIF get
-/// theirs as they are written); call it to change a file later.
-void embedMetadata(const std::filesystem::path& path, const Metadata& metadata);
 
 }  // namespace vaultmere

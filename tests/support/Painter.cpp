@@ -5,7 +5,6 @@
 #include <array>
 #include <cmath>
 #include <random>
-#include <utility>
 
 namespace vaultmere {
 
@@ -71,15 +70,6 @@ Painter spots(std::uint64_t seed) {
       if (distance < 1) colour = mix(colour, spot.colour, 3 * (1 - distance));
     }
     return colour;
-  };
-}
-
-Painter margin(double share, Painter inside) {
-  return [share, inside = std::move(inside)](double x, double y) {
-    const double innerX = (x - share) / (1 - 2 * share);
-    const double innerY = (y - share) / (1 - 2 * share);
-    const bool isInside = innerX >= 0 && innerX <= 1 && innerY >= 0 && innerY <= 1;
-    return isInside ? inside(innerX, innerY) : Colour{0, 0, 0, 0};
   };
 }
 

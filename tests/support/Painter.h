@@ -33,9 +33,5 @@ using Painter = std::function<Colour(double x, double y)>;
 /// Soft coloured spots on a coloured ground: each seed gives a picture that
 /// nobody, and no difference hash, takes for another seed's.
 [[nodiscard]] Painter spots(std::uint64_t seed);
-/// `inside` with a wholly transparent margin around it that takes `share` of
-/// the width and of the height at each side. `inside` is painted in full into
-/// what is left.
-[[nodiscard]] Painter margin(double share, Painter inside);
 
 }  // namespace vaultmere

@@ -36,7 +36,7 @@ Point shownAt(Point stored, int orientation) {
     case 8:
       return {y, 1 - x};
     default:
-      throw std::runtime_error("a picture can't be turned by an orientation that isn't 1 to 8");
+      throw std::runtime_error("an orientation is a number from 1 to 8");
   }
 }
 

@@ -156,12 +156,6 @@ void describeUnknown(TiffDirectory& first, const DngOptions& options, TiffFile& 
   first.longs(kSubIfds, directories);
 }
 
-std::string littleEndian(std::uint64_t value, int bytes = 4) {
-  std::string text;
-  for (int byte = 0; byte < bytes; ++byte, value >>= 8) text += static_cast<char>(value & 0xff);
-  return text;
-}
-
 // Pairs of offsets, in characters, into texts of UTF-16.
 std::string x3fProperties(const std::map<std::string, std::string>& properties) {
   std::string pairs;

@@ -38,63 +38,16 @@ void startVips() {
   });
 }
 
-/// What a format can hold, and how libvips is told to write it.
-struct Format {
-  StillFormat format;
-  const char* name;
-  const char* suffix;  ///< empty: by ImageMagick, under `name`
-  bool grey;
-  bool alpha;
-  int deepBits;  ///< what it has beside 8; 8 for none
-  bool frames;
-  bool metadata;
-};
-
-constexpr Format kFormats[] = {
-    {StillFormat::jpeg, "JPEG", ".jpg", true, false, 8, false, true},
-    {StillFormat::heic, "HEIC", ".heic", false, true, 10, false, true},
-    {StillFormat::avif, "AVIF", ".avif", false, true, 8, false, true},
-    {StillFormat::png, "PNG", ".png", true, true, 16, false, true},
-    {StillFormat::webp, "WebP", ".webp", false, true, 8, true, true},
-    {StillFormat::tiff, "TIFF", ".tif", true, true, 16, false, true},
-    {StillFormat::gif, "GIF", ".gif", false, true, 8, true, false},
-    {StillFormat::bmp, "BMP", "", false, false, 8, false, false},
-    {StillFormat::psd, "PSD", "", false, true, 8, false, true},
-    {StillFormat::jp2, "JP2", ".jp2", true, false, 8, false, true},
-};
-
-const Format& formatOf(const StillOptions& options) {
-  for (const Format& format : kFormats) {
-    if (format.format == options.format) return format;
-  }
-  throw std::runtime_error("an unknown still format");
-}
-
 bool isHeif(const StillOptions& options) {
   return options.format == StillFormat::heic || options.format == StillFormat::avif;
 }
 
-void check(const StillOptions& options, const Format& format) {
-  const auto refuse = [&format](bool refused, std::string_view what) {
-    if (refused) throw std::runtime_error(fmt::format("{} pictures have no {}", format.name, what));
-  };
-  refuse(options.alpha && !format.alpha, "alpha channel");
-  refuse(options.colours == ColourModel::grey && !format.grey, "grey form");
-  refuse(options.colours == ColourModel::cmyk && options.format != StillFormat::jpeg &&
-             options.format != StillFormat::tiff,
-         "inks");
-  refuse(options.colours == ColourModel::palette && options.format != StillFormat::png &&
-             options.format != StillFormat::gif,
-         "palette");
-  refuse(options.bits != 8 && options.bits != format.deepBits,
-         fmt::format("{}-bit channels", options.bits));
-  refuse(options.frames != 1 && !format.frames, "frames");
-  refuse(options.containerRotation != 0 && !isHeif(options), "turn of the container's");
+void check(const StillOptions& options) {
   // libheif would pad such a picture and write it as a grid of one.
-  refuse(options.format == StillFormat::heic && (std::min(options.width, options.height) < 64 ||
-                                                 options.width % 2 != 0 || options.height % 2 != 0),
-         "odd sizes, nor any below 64 pixels");
-  refuse(!options.metadata.empty() && !format.metadata, "metadata that can be written");
+  if (options.format == StillFormat::heic && (std::min(options.width, options.height) < 64 ||
+                                              options.width % 2 != 0 || options.height % 2 != 0)) {
+    throw std::runtime_error("HEIC pictures have even sizes of at least 64 pixels");
+  }
 }
 
 int shownOrientation(const StillOptions& options) {
@@ -162,7 +115,7 @@ Picture inked(Picture picture) {
   VipsImage* inks = nullptr;
   if (vips_icc_transform(picture.get(), &inks, "cmyk", "input_profile", "srgb", "intent",
                          VIPS_INTENT_RELATIVE, nullptr) != 0) {
-    fail("turning colours into inks");
+    fail("converting colours into inks");
   }
   return Picture(inks);
 }
@@ -197,28 +150,32 @@ void setHeifMetadata(VipsImage* picture, const Metadata& metadata) {
   }
 }
 
-std::string saverOptions(const StillOptions& options) {
-  const std::string quality = fmt::format("Q={}", options.quality);
-  const std::string lossless = options.lossless ? ",lossless" : "";
-  const std::string interlace = options.progressive ? ",interlace" : "";
-  const bool heifMetadata = !options.metadata.empty() || options.profile != ColourProfile::none;
-  const std::string heifStrip = heifMetadata ? "" : ",strip";
-  const std::string depth = fmt::format(",bitdepth={}", options.bits);
+/// The suffix with the options that libvips writes a format by; empty for those
+/// that ImageMagick writes.
+std::string saverOf(const StillOptions& options) {
+  const std::string quality = fmt::format("[Q={}", options.quality);
+  const std::string interlace = options.progressive ? ",interlace]" : "]";
+  const bool isBare = options.metadata.empty() && options.profile == ColourProfile::none;
+  const std::string heif = fmt::format("{},effort=0,subsample-mode=on,bitdepth={}{}]", quality,
+                                       options.bits, isBare ? ",strip" : "");
   switch (options.format) {
     case StillFormat::jpeg:
-      return quality + interlace;
+      return ".jpg" + quality + interlace;
     case StillFormat::heic:
-      return quality + ",effort=0,subsample-mode=on" + depth + heifStrip;
+      return ".heic" + heif;
     case StillFormat::avif:
-      return quality + ",effort=0,compression=av1,subsample-mode=on" + depth + heifStrip;
+      return ".avif" + heif;
     case StillFormat::png:
-      return (options.colours == ColourModel::palette ? "palette" : "compression=6") + interlace;
+      return (options.colours == ColourModel::palette ? ".png[palette" : ".png[compression=6") +
+             interlace;
     case StillFormat::webp:
+      return ".webp" + quality + "]";
     case StillFormat::jp2:
-      return quality + lossless;
+      return ".jp2" + quality + "]";
     case StillFormat::tiff:
-      return "compression=lzw";
+      return ".tif[compression=lzw]";
     case StillFormat::gif:
+      return ".gif";
     case StillFormat::bmp:
     case StillFormat::psd:
       break;
@@ -226,15 +183,15 @@ std::string saverOptions(const StillOptions& options) {
   return {};
 }
 
-std::string saved(VipsImage* picture, const StillOptions& options, const Format& format) {
+std::string saved(VipsImage* picture, const StillOptions& options) {
   void* buffer = nullptr;
   std::size_t size = 0;
-  const std::string suffix = fmt::format("{}[{}]", format.suffix, saverOptions(options));
-  const bool byMagick = *format.suffix == '\0';
+  const std::string saver = saverOf(options);
+  const char* magick = options.format == StillFormat::bmp ? "BMP" : "PSD";
   const int failed =
-      byMagick ? vips_magicksave_buffer(picture, &buffer, &size, "format", format.name, nullptr)
-               : vips_image_write_to_buffer(picture, suffix.c_str(), &buffer, &size, nullptr);
-  if (failed != 0) fail(fmt::format("writing {}", format.name));
+      saver.empty() ? vips_magicksave_buffer(picture, &buffer, &size, "format", magick, nullptr)
+                    : vips_image_write_to_buffer(picture, saver.c_str(), &buffer, &size, nullptr);
+  if (failed != 0) fail("writing " + (saver.empty() ? magick : saver));
   std::string bytes(static_cast<const char*>(buffer), size);
   g_free(buffer);
   return bytes;
@@ -244,17 +201,17 @@ std::string saved(VipsImage* picture, const StillOptions& options, const Format&
 
 std::string stillBytes(const StillOptions& options) {
   startVips();
-  const Format& format = formatOf(options);
-  check(options, format);
+  check(options);
   Picture picture = painted(options);
   if (options.colours == ColourModel::cmyk) picture = inked(std::move(picture));
   setProfile(picture.get(), options.profile);
   if (isHeif(options)) {
     if (!options.metadata.empty()) setHeifMetadata(picture.get(), options.metadata);
-    const std::string bytes = saved(picture.get(), options, format);
-    return options.containerRotation == 0 ? bytes : withHeifRotation(bytes, options.containerRotation);
+    const std::string bytes = saved(picture.get(), options);
+    return options.containerRotation == 0 ? bytes
+                                          : withHeifRotation(bytes, options.containerRotation);
   }
-  std::string bytes = saved(picture.get(), options, format);
+  std::string bytes = saved(picture.get(), options);
   // libvips puts an EXIF block of its own into these two.
   if (options.format == StillFormat::jpeg || options.format == StillFormat::webp) {
     bytes = withoutExif(bytes);

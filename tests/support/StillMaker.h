@@ -30,23 +30,22 @@ enum class ColourProfile {
 
 struct StillOptions {
   StillFormat format = StillFormat::jpeg;
-  /// As stored, before any turning. HEIC: even and at least 64 each way.
+  /// As stored, before any rotation. HEIC: even and at least 64 each way.
   int width = 96;
   int height = 64;
   /// Paints the stored pixels; with `upright` the picture as it is shown.
   Painter painter = gradient({20, 60, 200}, {240, 200, 40});
-  /// The painter's picture is turned before it is stored, so that a reader that
-  /// heeds `metadata.orientation` shows it as it was painted.
+  /// The painter's picture is rotated before it is stored, so that a reader that
+  /// applies `metadata.orientation` shows it as it was painted.
   bool upright = false;
   ColourModel colours = ColourModel::rgb;
   bool alpha = false;  ///< not for JPEG, BMP and JPEG 2000
   int bits = 8;        ///< a channel; 16 for PNG and TIFF, 10 for HEIC
   ColourProfile profile = ColourProfile::none;
   int quality = 90;          ///< 1 to 100, of the lossy formats
-  bool lossless = false;     ///< WebP and JPEG 2000
   bool progressive = false;  ///< JPEG, PNG
   int frames = 1;            ///< GIF and WebP; by turns the picture and its negative
-  /// HEIC and AVIF: the container's own turn (the `irot` property) in degrees
+  /// HEIC and AVIF: the container's own rotation (the `irot` property) in degrees
   /// anticlockwise, 90, 180 or 270, beside whatever orientation EXIF tells.
   int containerRotation = 0;
   Metadata metadata{};
@@ -54,16 +53,11 @@ struct StillOptions {
 
 /// Makes or replaces a picture; the same options give the same bytes. The
 /// format alone decides what is written, whatever the path's extension says.
-/// Throws std::runtime_error with the library's words, also for a combination
-/// that a format doesn't have.
+/// Throws std::runtime_error with the library's words. What a format doesn't
+/// have may be missing without an error.
 void makeStill(const std::filesystem::path& path, const StillOptions& options = {});
 
 /// What `makeStill` writes.
 [[nodiscard]] std::string stillBytes(const StillOptions& options);
-
-/// A PNG of `side` × `side` black pixels, 24 bits each, that is sound from its
-/// first byte to its last and takes a thousandth of its pixels on the disk
-/// (2.7 MB for 30,000 × 30,000). Made without holding the pixels.
-void makePngBomb(const std::filesystem::path& path, int side = 30'000);
 
 }  // namespace vaultmere

@@ -13,15 +13,15 @@ constexpr std::uint16_t kShort = 3;
 constexpr std::uint16_t kLong = 4;
 constexpr std::uint16_t kSignedRational = 10;
 
-std::string littleEndian(std::uint32_t value, int bytes) {
+std::uint32_t size32(std::size_t size) { return static_cast<std::uint32_t>(size); }
+
+}  // namespace
+
+std::string littleEndian(std::uint64_t value, int bytes) {
   std::string text;
   for (int byte = 0; byte < bytes; ++byte, value >>= 8) text += static_cast<char>(value & 0xff);
   return text;
 }
-
-std::uint32_t size32(std::size_t size) { return static_cast<std::uint32_t>(size); }
-
-}  // namespace
 
 void TiffDirectory::bytes(std::uint16_t tag, std::string_view values) {
   values_[tag] = {kByte, size32(values.size()), std::string(values)};

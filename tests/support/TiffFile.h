@@ -9,6 +9,9 @@
 
 namespace vaultmere {
 
+/// A number of this many bytes.
+[[nodiscard]] std::string littleEndian(std::uint64_t value, int bytes = 4);
+
 /// One directory of a TIFF file: values by tag.
 class TiffDirectory {
  public:
