@@ -110,7 +110,7 @@ bool OpenFolder::renameNoReplace(const fs::path& from, const fs::path& to) const
       }) == 0) {
     return true;
   }
-  if (errno == EINVAL || errno == ENOSYS) {
+  if (errno == EINVAL || errno == ENOSYS || errno == ENOTSUP) {
     return linkNoReplace(from, to);
   }
   if (errno != EEXIST) {

@@ -12,8 +12,8 @@ namespace vaultmere {
 class ScopedConnection {
  public:
   ScopedConnection() = default;
-  ScopedConnection(sigc::connection connection)  // NOLINT(google-explicit-constructor)
-      : connection_(std::move(connection)) {}
+  ScopedConnection(const sigc::connection& connection)  // NOLINT(google-explicit-constructor)
+      : connection_(connection) {}
   ScopedConnection(ScopedConnection&& other) noexcept
       : connection_(std::exchange(other.connection_, {})) {}
   ScopedConnection& operator=(ScopedConnection&& other) noexcept {
