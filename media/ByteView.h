@@ -10,7 +10,7 @@
 
 #include "platform/Files.h"
 
-// Bytes of files that nobody vouches for: whatever lies outside reads as absent.
+// Bytes of untrusted files: what lies outside of them reads as absent.
 namespace vaultmere {
 
 /// Up to `count` bytes from `offset` on; fewer at the end of the file, none when
@@ -41,7 +41,8 @@ struct BoxHead {
 };
 
 /// Reads the head that `bytes` begin with. `rest` is what a size of 0 stands for:
-/// up to the end of what the box lies in. Absent when it's cut or makes no sense.
+/// up to the end of what the box lies in. Absent when it is cut or its size is below that of the
+/// head.
 [[nodiscard]] std::optional<BoxHead> boxHead(std::string_view bytes, std::uint64_t rest);
 
 }  // namespace vaultmere

@@ -5,8 +5,8 @@
 
 namespace vaultmere {
 
-/// One word for the program and the media libraries that it runs with. While it
-/// stays the same, a file that couldn't be decoded can't be decoded now either.
+/// Identifies the versions of the program and of the media libraries that it runs
+/// with. While it stays the same, a file that couldn't be decoded can't be decoded now either.
 /// Any thread; loads libraries, so not for the main one.
 [[nodiscard]] std::string decoderVersion();
 

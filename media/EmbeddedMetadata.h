@@ -12,8 +12,8 @@
 // nothing is thrown.
 namespace vaultmere {
 
-/// Adds what a file's EXIF says, and XMP where EXIF says nothing; its size where
-/// the container's header tells that of the first image, and of a RAW file that
+/// Adds the values of a file's EXIF, and of XMP those that EXIF lacks; its size
+/// where the container's header has that of the first image, and of a RAW file that
 /// of the directory with the sensor's data.
 void readEmbeddedMetadata(const File& file, const ImageFormat& format, ImageProperties& properties);
 
@@ -21,7 +21,7 @@ void readEmbeddedMetadata(const File& file, const ImageFormat& format, ImageProp
 /// when there is none.
 [[nodiscard]] std::string largestPreview(const File& file, const ImageFormat& format);
 
-/// Adds what a JPEG in memory says.
+/// Adds the values of a JPEG in memory.
 void readMetadataOfJpeg(std::string_view jpeg, ImageProperties& properties);
 
 /// The same for blocks that another reader has found. `exif` begins with "Exif"

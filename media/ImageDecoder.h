@@ -15,9 +15,9 @@ namespace vaultmere {
 /// embedded preview is shown when it has as many pixels as are asked for.
 ///
 /// Absent when the file can't be opened, isn't one of the still formats that
-/// the program takes (by its content, never by its name), is damaged beyond
-/// its first row, or would need more than `kMaxDecodeBytes`. A file that breaks
-/// off later shows grey where it lacks something. Any thread; large decodes wait
+/// the program takes (by its content, never by its name), can't be
+/// decoded in its first row, or would need more than `kMaxDecodeBytes`. Rows that
+/// a damaged file lacks are grey. Any thread; large decodes wait
 /// for one another.
 [[nodiscard]] std::optional<Bitmap> decodeScaled(const std::filesystem::path& path, int maxPixels);
 
@@ -25,12 +25,12 @@ namespace vaultmere {
 /// preview inside a RAW file, is shown in place of the picture, which saves
 /// decoding all of its pixels. That may give fewer than `maxPixels`, down to a
 /// camera's usual 160. One with bars or another crop isn't used, nor one whose
-/// colours or rotation nothing tells.
+/// colours or rotation are unknown.
 [[nodiscard]] std::optional<Bitmap> decodeThumbnail(const std::filesystem::path& path,
                                                     int maxPixels);
 
-/// The most memory that one decode may take for pixels; real pictures stay far
-/// below.
+/// The most memory that one decode may take for pixels; real pictures need
+/// far less.
 inline constexpr std::int64_t kMaxDecodeBytes = std::int64_t{1} << 30;
 
 }  // namespace vaultmere

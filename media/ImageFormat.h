@@ -16,16 +16,16 @@ struct ImageFormat {
   ImageContainer container = ImageContainer::jpeg;
   std::string_view mimeType;
   /// A RAW file whose container is TIFF, so that a TIFF reader finds a small
-  /// picture where the RAW reader doesn't know the camera.
+  /// picture where the RAW reader doesn't support the camera.
   bool rawInTiff = false;
 };
 
-/// Tells a still by its first bytes. The name's extension only tells the RAW
-/// kinds apart that are plain TIFF on the outside. Absent for anything else,
-/// whatever it calls itself. Any thread.
+/// Recognises a still by its first bytes. The name's extension only distinguishes
+/// the RAW kinds that have TIFF's signature. Absent for anything else, whatever
+/// its name. Any thread.
 [[nodiscard]] std::optional<ImageFormat> recogniseImage(const File& file);
 
-/// What a file's header says about the memory that its pixels take.
+/// From a file's header: the memory that its pixels take.
 struct DeclaredPixels {
   std::uint64_t width = 0;
   std::uint64_t height = 0;

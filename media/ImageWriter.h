@@ -9,8 +9,8 @@
 namespace vaultmere {
 
 /// Writes a bitmap as a JPEG without any metadata, over white where it is
-/// transparent. `quality` is 0 to 1, as 0.82. The file comes into being under a
-/// temporary name and is renamed, so a reader never sees half of it. Throws
+/// transparent. `quality` is 0 to 1, as 0.82. The file is written under a
+/// temporary name and renamed, so that a reader sees all of it or none. Throws
 /// FileError.
 void writeJpeg(const Bitmap& bitmap, const std::filesystem::path& path, double quality,
                Durability durability = Durability::powerCut);

@@ -9,9 +9,8 @@
 
 namespace vaultmere {
 
-/// What is read of an MP4, MOV or 3GP file beside the library: the library takes
-/// the sample counts at their word, and of several items with one key it keeps
-/// the last.
+/// What is read of an MP4, MOV or 3GP file beside the library: the library
+/// trusts the sample counts, and of several items with one key it keeps the last.
 struct IsoBmffItems {
   /// How large a track is shown before its matrix is applied, in square pixels.
   struct DisplaySize {
@@ -28,7 +27,7 @@ struct IsoBmffItems {
   /// items, `©xyz` and `loci`.
   std::vector<VideoText> locations;
   std::vector<DisplaySize> displaySizes;  ///< of the tracks that have one
-  /// The header's length is the mark for "not known".
+  /// The header's length is the value for "not known".
   bool endless = false;
 };
 

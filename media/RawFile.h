@@ -12,7 +12,7 @@
 
 namespace vaultmere {
 
-/// What a RAW file's header tells. Numbers are 0 and texts empty when unknown.
+/// The header of a RAW file. Numbers are 0 and texts empty when unknown.
 struct RawHeader {
   int width = 0;  ///< of the picture, before rotation
   int height = 0;

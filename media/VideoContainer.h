@@ -32,11 +32,11 @@ using VideoHandle = std::unique_ptr<T, VideoRelease>;
 
 /// The decoders that may be used, by the library's names with commas between:
 /// those of cameras, phones and common editors, and of sound where the container
-/// leaves its form to it.
+/// doesn't describe its form.
 extern const char* const kVideoDecoders;
 
-/// An opened video file. The library gets its bytes from us alone, and none
-/// after the deadline. One thread at a time.
+/// An opened video file. The library reads its bytes through this object
+/// only, and none after the deadline. One thread at a time.
 class VideoContainer {
  public:
   /// Null for what the library refuses, or takes too much memory for. Throws

@@ -18,7 +18,7 @@ struct FrameBudget;
 class VideoDecoder {
  public:
   /// Null when there are no pictures or none that we decode. Waits for other large
-  /// decodes when the pictures are large; the container's deadline heeds that.
+  /// decodes when the pictures are large; the container's deadline excludes that time.
   [[nodiscard]] static std::unique_ptr<VideoDecoder> open(VideoContainer& container);
   ~VideoDecoder();
 

@@ -9,9 +9,9 @@
 
 #include "media/Bitmap.h"
 
-// Video files: what their container tells, and single frames. Read are MP4, MOV
-// and 3GP, AVI, MPEG program and transport streams, Matroska and WebM, told by
-// their content whatever the file is called. Nothing but the file itself is
+// Video files: the metadata of their container, and single frames. Read are MP4, MOV
+// and 3GP, AVI, MPEG program and transport streams, Matroska and WebM,
+// recognised by their content. Nothing but the file itself is
 // opened, and nothing is sent or fetched. Any thread.
 namespace vaultmere {
 
@@ -40,7 +40,7 @@ struct VideoTrack {
   [[nodiscard]] int orientation() const;
 };
 
-/// What a container tells; what it doesn't tell, or can't be read, is absent.
+/// The metadata of a container; what it lacks or can't be read is absent.
 struct VideoProperties {
   std::optional<double> duration;    ///< seconds; finite, else as the container has it
   std::optional<VideoTrack> track;   ///< the first with pictures; a cover isn't one
@@ -49,7 +49,7 @@ struct VideoProperties {
 };
 
 /// Reads a container. All is absent for a file that can't be opened or is no
-/// video; of a damaged one comes what stands before the damage. Never fails.
+/// video; of a damaged one, what precedes the damage is read. Never fails.
 [[nodiscard]] VideoProperties readVideoProperties(const std::filesystem::path& path);
 
 /// The frame that is shown `seconds` after the start (of several the last), the

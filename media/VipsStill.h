@@ -43,7 +43,7 @@ class VipsStill {
   explicit VipsStill(std::span<const std::uint8_t> jpeg);
 
   /// Opens the first image as far as its header; pixels are decoded when they
-  /// are asked for. `shrink` is 1, 2, 4 or 8 and only heeded by the loaders that
+  /// are asked for. `shrink` is 1, 2, 4 or 8 and only used by the loaders that
   /// save work by it, see `canShrink`. Null when the loader refuses.
   [[nodiscard]] VipsImageHandle open(int shrink = 1) const;
 
@@ -66,7 +66,7 @@ struct PixelSize {
   int height = 0;
 };
 
-/// What the loader says about an opened image.
+/// The header of an opened image.
 struct VipsHeader {
   PixelSize size;
   int orientation = 1;  ///< EXIF code of the rotation that is still to be applied
@@ -85,7 +85,7 @@ struct VipsHeader {
 [[nodiscard]] VipsImageHandle imageOver(std::span<const std::uint8_t> pixels, int width, int height,
                                         int bands);
 
-/// When a decode is given up. No real picture takes this long, not even from a
+/// When a decode is cancelled. No real picture takes this long, not even from a
 /// slow network drive.
 struct Deadline {
   std::chrono::steady_clock::time_point at =

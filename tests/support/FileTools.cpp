@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cerrno>
 #include <chrono>
 #include <fstream>
@@ -53,17 +54,10 @@ void writeText(const fs::path& path, std::string_view bytes) {
 void writeNoise(const fs::path& path, std::size_t size, std::uint64_t seed) {
   std::ofstream file = create(path);
   std::mt19937_64 random(seed);
-  std::array<char, 8192> buffer{};
   for (std::size_t left = size; left > 0;) {
-    for (std::size_t at = 0; at < buffer.size(); at += 8) {
-      const std::uint64_t word = random();
-      for (std::size_t byte = 0; byte < 8; ++byte) {
-        buffer[at + byte] = static_cast<char>((word >> (8 * byte)) & 0xff);
-      }
-    }
-    const std::size_t now = std::min(left, buffer.size());
-    file.write(buffer.data(), signedSize(now));
-    left -= now;
+    const auto word = std::bit_cast<std::array<char, 8>>(random());
+    file.write(word.data(), signedSize(std::min(left, word.size())));
+    left -= std::min(left, word.size());
   }
   file.close();
   check(file, "write", path);

@@ -4,7 +4,8 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <random>
+
+#include "tests/support/DeterministicRandom.h"
 
 namespace vaultmere {
 
@@ -46,9 +47,8 @@ Painter spots(std::uint64_t seed) {
     double x, y, radius;
     Colour colour;
   };
-  std::mt19937_64 random(seed);
-  // The library's distributions differ between implementations; this doesn't.
-  const auto next = [&random] { return static_cast<double>(random() >> 11) * 0x1p-53; };
+  DeterministicRandom random(seed);
+  const auto next = [&random] { return random.fraction(); };
   const auto nextColour = [&next] {
     const auto channel = [&next] { return static_cast<std::uint8_t>(next() * 255.0); };
     const std::uint8_t red = channel();

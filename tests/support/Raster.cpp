@@ -17,27 +17,9 @@ struct Point {
 
 // Where a stored point lies in the picture as it is shown.
 Point shownAt(Point stored, int orientation) {
-  const auto [x, y] = stored;
-  switch (orientation) {
-    case 1:
-      return {x, y};
-    case 2:
-      return {1 - x, y};
-    case 3:
-      return {1 - x, 1 - y};
-    case 4:
-      return {x, 1 - y};
-    case 5:
-      return {y, x};
-    case 6:
-      return {1 - y, x};
-    case 7:
-      return {1 - y, 1 - x};
-    case 8:
-      return {y, 1 - x};
-    default:
-      throw std::runtime_error("an orientation is a number from 1 to 8");
-  }
+  const Point at = orientation < 5 ? stored : Point{stored.y, stored.x};
+  const int mirroring = (orientation - 1) % 4;  // none, left to right, both, top to bottom
+  return {mirroring == 1 || mirroring == 2 ? 1 - at.x : at.x, mirroring >= 2 ? 1 - at.y : at.y};
 }
 
 std::uint8_t luminance(Colour colour) {

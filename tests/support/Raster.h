@@ -13,7 +13,7 @@ struct RasterOptions {
   int height = 0;
   int bands = 3;          ///< 1 grey, 2 grey and alpha, 3 colours, 4 colours and alpha
   bool wide = false;      ///< two bytes a channel, in the machine's order, else one
-  int orientation = 1;    ///< EXIF code by which the painter's picture is rotated back
+  int orientation = 1;    ///< EXIF code, 1 to 8, by which the painter's picture is rotated back
   bool negative = false;  ///< the colours inverted, alpha as it is
 };
 

@@ -93,20 +93,6 @@ Picture painted(const StillOptions& options) {
   return picture;
 }
 
-const char* profileName(ColourProfile profile) {
-  switch (profile) {
-    case ColourProfile::srgb:
-      return "srgb";
-    case ColourProfile::displayP3:
-      return "p3";
-    case ColourProfile::cmyk:
-      return "cmyk";
-    case ColourProfile::none:
-      break;
-  }
-  return nullptr;
-}
-
 void setBlob(VipsImage* picture, const char* name, std::string_view bytes) {
   vips_image_set_blob_copy(picture, name, bytes.data(), bytes.size());
 }
@@ -122,8 +108,10 @@ Picture inked(Picture picture) {
 
 void setProfile(VipsImage* picture, ColourProfile profile) {
   vips_image_remove(picture, VIPS_META_ICC_NAME);
-  const char* name = profileName(profile);
-  if (name == nullptr) return;
+  if (profile == ColourProfile::none) return;
+  const char* name = profile == ColourProfile::srgb        ? "srgb"
+                     : profile == ColourProfile::displayP3 ? "p3"
+                                                           : "cmyk";
   VipsBlob* loaded = nullptr;
   if (vips_profile_load(name, &loaded, nullptr) != 0) fail("loading a profile");
   const Profile blob(loaded);
