@@ -18,7 +18,7 @@ help:
 	@echo "make lint    formatting and static analysis"
 
 packages:
-	@scripts/install-packages.sh program samples tests development
+	@scripts/install-packages.sh program tests development
 
 build: packages
 	cmake --preset release

@@ -48,7 +48,7 @@ choose_source() {
 }
 
 build_program() {
-  "$root/scripts/install-packages.sh" program samples
+  "$root/scripts/install-packages.sh" program
   (cd -- "$root" && cmake --preset demo && cmake --build --preset demo -j "${JOBS:-$(nproc)}")
 }
 

@@ -15,7 +15,7 @@ if [[ -z ${TEST_TMPDIR-} ]]; then
   if [[ -d /dev/shm && -w /dev/shm ]]; then TEST_TMPDIR=/dev/shm; fi
 fi
 
-scripts/install-packages.sh program samples tests
+scripts/install-packages.sh program tests
 cmake --preset release
 cmake --build --preset release -j "$jobs"
 TMPDIR=$TEST_TMPDIR ctest --preset release -j "$jobs"
