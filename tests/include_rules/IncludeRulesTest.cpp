@@ -40,7 +40,7 @@ const std::map<std::string, Names, std::less<>> kMayInclude{
 /// others may be included by any .cpp file.
 const std::pair<const char*, Names> kPlaces[] = {
     {R"(SQLiteCpp/.*|sqlite3\.h)", {"catalog"}},
-    {R"((vips|libraw|exiv2)/.*|lib(av|sw|postproc)\w*/.*)", {"media", "tests/support"}},
+    {R"((vips|libraw|exiv2|libheif)/.*|lib(av|sw|postproc)\w*/.*)", {"media", "tests/support"}},
     {R"((libmount|systemd)/.*)", {"platform"}},
     {R"(asio(/.*|\.hpp)|sys/(socket|un)\.h|(netinet|arpa|net)/.*|(netdb|ifaddrs)\.h)",
      {"platform", "gallery/http"}},

@@ -164,7 +164,9 @@ class PictureTrack {
     const long count = std::lround(options_.seconds * options_.framesPerSecond);
     for (long number = 0; number < count; ++number) {
       check(av_frame_make_writable(frame.get()), "a frame");
-      const std::vector<std::uint8_t> pixels = moved(first, number);
+      std::vector<std::uint8_t> pixels = moved(first, number);
+      constexpr std::size_t kOverRead = 64;  // the scaler reads beyond the last row
+      pixels.resize(pixels.size() + kOverRead);
       const std::array<const std::uint8_t*, 1> planes{pixels.data()};
       const std::array<int, 1> strides{3 * options_.width};
       sws_scale(scaler.get(), planes.data(), strides.data(), 0, options_.height, frame->data,
