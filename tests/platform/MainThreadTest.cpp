@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <memory>
 #include <optional>
 #include <string>
 #include <thread>
@@ -40,7 +41,7 @@ TEST(AsioMainThread, RunsPostsTimersAndSignals) {
 
 TEST(AsioMainThread, TimersAndCallersMayOutliveIt) {
   std::optional<AsioMainThread> main(std::in_place);
-  std::optional<MainThreadCallback> owner(std::in_place, *main);
+  auto owner = std::make_unique<MainThreadCallback>(*main);
   const Timer timer = main->after(seconds(100), [] {});
   bool wasCalled = false;
   const auto call = (*owner)([&] { wasCalled = true; });
