@@ -31,19 +31,20 @@ std::optional<LinearColour> tower(const Ramp& sky, const Noise& noise, double x,
   for (int row = 2; row >= 0; --row) {
     const double width = 0.03 + 0.018 * row;
     const double place = x / width + 0.37 * row;
-    const auto house = static_cast<long>(std::floor(place));
-    const double within = place - static_cast<double>(house);
+    const auto building = static_cast<long>(std::floor(place));
+    const double within = place - static_cast<double>(building);
     const double middle = 1 - std::pow(1.7 * std::abs(x - 0.52), 1.4);
-    const double tall = std::pow(noise.cell(house, row), 1.5);
+    const double tall = std::pow(noise.cell(building, row), 1.5);
     const double height = (0.06 + 0.5 * tall * std::max(middle, 0.1)) * (1.12 - 0.3 * row);
     if (within < 0.1 || y < kGround - height || y > kGround) continue;
     const LinearColour wall = mix(sky.at(0.85), rgb(0x0a0f1c), 0.6 + 0.16 * row);
     const double floors = (kGround - y) / 0.0135;
     const double panes = (within - 0.1) / 0.9 * (4 + row);
     const bool frame = floors - std::floor(floors) < 0.45 || panes - std::floor(panes) < 0.4;
-    const double lamp = noise.cell(7 * house + static_cast<long>(panes), static_cast<long>(floors));
+    const double lamp =
+        noise.cell(7 * building + static_cast<long>(panes), static_cast<long>(floors));
     if (frame || lamp < 0.66) return wall;
-    const double warm = noise.cell(house, static_cast<long>(floors));
+    const double warm = noise.cell(building, static_cast<long>(floors));
     return mix(wall, mix(rgb(0xffb84f), rgb(0xfff1cf), warm), 0.85);
   }
   return std::nullopt;
@@ -54,7 +55,7 @@ std::optional<LinearColour> tower(const Ramp& sky, const Noise& noise, double x,
 Painter skyline(const Ramp& sky, std::uint64_t seed) {
   return [sky, noise = Noise(seed)](double x, double y) {
     const auto shown = [&](double atX, double atY) {
-      if (const auto house = tower(sky, noise, atX, atY)) return *house;
+      if (const auto building = tower(sky, noise, atX, atY)) return *building;
       const double cloud = noise.rough(3 * atX, 9 * atY, 4);
       return mix(sky.at(atY / 0.76), sky.at(1), 0.5 * smoothstep(0.5, 0.75, cloud));
     };

@@ -17,7 +17,7 @@ namespace vaultmere {
 /// Brings files to their places in the archive.
 ///
 /// A file that is already at its place is adopted: it and its folders are
-/// flushed like those of a copy, since whoever wrote it may have been killed
+/// flushed like those of a copy, since the process that wrote it may have been killed
 /// before it did so. Nothing below the root is reached through a symbolic link.
 ///
 /// A value; copies share what they know of flushed folders. Any thread, several

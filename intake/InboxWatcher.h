@@ -27,7 +27,7 @@ struct WatchDependencies {
 };
 
 /// Watches the folder whose files are frozen by themselves. Says only that
-/// something may have changed: whoever listens looks at the folder itself.
+/// something may have changed: the listener looks at the folder itself.
 ///
 /// Notices come from the kernel, and from a poll of the folder's listing for
 /// file systems of which the kernel knows nothing. Main thread only, which

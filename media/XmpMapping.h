@@ -11,7 +11,7 @@ namespace vaultmere {
 
 /// Adds dates, position, camera and exposure from XMP, in EXIF's form, where EXIF
 /// has said nothing: a date by any of its date tags, a position by both numbers.
-/// Namespaces are those of XMP's specification, parts 1 and 2, and of CIPA
+/// Namespaces are those of ISO 16684-1, of Adobe's additional properties and of CIPA
 /// DC-010.
 void mapXmp(const Exiv2::XmpData& data, ImageProperties& properties);
 

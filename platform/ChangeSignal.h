@@ -10,8 +10,8 @@
 namespace vaultmere {
 
 /// Says that something has changed, at most once a turn of the main thread's
-/// event loop: however often `notify` is called meanwhile, whoever is connected
-/// hears of it once, posted. Main thread only.
+/// event loop: however often `notify` is called meanwhile, each connected function
+/// is called once, posted. Main thread only.
 class ChangeSignal {
  public:
   explicit ChangeSignal(MainThread& main) : toMain_(main) {}

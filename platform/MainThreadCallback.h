@@ -11,9 +11,9 @@
 namespace vaultmere {
 
 /// The way back to the main thread for an object that lives there. Wraps
-/// operations of the object for workers; whoever calls what was wrapped, on any
+/// operations of the object for workers; a call of what was wrapped, on any
 /// thread, has it posted with copies of the values. It does nothing when the
-/// object, and this member of it, is gone by its turn. Those who call may
+/// object, and this member of it, is gone by its turn. Callers may
 /// outlive the main thread; this may not.
 class MainThreadCallback {
  public:

@@ -28,7 +28,7 @@ struct SerialQueue::State : std::enable_shared_from_this<State> {
     return !isBusy && !line.empty() && std::holds_alternative<Operation>(line.front());
   }
 
-  /// Hands the first entry to whoever can run it: a posted operation to a task
+  /// Hands the first entry to a thread that can run it: a posted operation to a task
   /// of the pool and to the first waiting thread, whichever comes first. Needs
   /// the lock.
   void dispatch() {

@@ -22,7 +22,7 @@
 namespace vaultmere {
 
 /// The user's choices, read once and written back when they change. No value is
-/// limited here; whoever uses one limits it. Main thread only; no drive and no
+/// limited here; its user limits it. Main thread only; no drive and no
 /// file is touched on it.
 ///
 /// The keys and forms under which the values are stored never change.
