@@ -17,7 +17,7 @@
 #include "media/ImageDecoder.h"
 #include "media/ImageProperties.h"
 #include "media/VipsStill.h"
-#include "tests/media/BitmapChecks.h"
+#include "tests/support/BitmapChecks.h"
 #include "tests/support/FileTools.h"
 #include "tests/support/RawMaker.h"
 #include "tests/support/StillMaker.h"

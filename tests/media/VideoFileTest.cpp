@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "media/VideoFile.h"
-#include "tests/media/BitmapChecks.h"
+#include "tests/support/BitmapChecks.h"
 #include "tests/support/ClipMaker.h"
 #include "tests/support/FileTools.h"
 #include "tests/support/HeifFile.h"

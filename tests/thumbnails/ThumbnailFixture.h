@@ -3,13 +3,13 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <future>
 #include <memory>
 #include <optional>
 #include <string>
 
 #include "platform/Files.h"
+#include "tests/support/BitmapChecks.h"
 #include "tests/support/ClipMaker.h"
 #include "tests/support/FileTools.h"
 #include "tests/support/RawMaker.h"
@@ -19,39 +19,13 @@
 
 namespace vaultmere {
 
-/// The colours of a test picture's quarters, by their letters.
-inline constexpr Colour kRed{200, 40, 40};
-inline constexpr Colour kGreen{40, 180, 60};
-inline constexpr Colour kBlue{40, 60, 200};
-inline constexpr Colour kYellow{220, 200, 40};
-
-/// "RGBY" when it is seen upright.
-inline Painter upright() { return quarters(kRed, kGreen, kBlue, kYellow); }
 /// What has to be stored for it with the orientation 6.
 inline Painter turnedBack() { return quarters(kGreen, kYellow, kRed, kBlue); }
 
 /// "400x300 RGBY": the size and the colours from the top left to the bottom
 /// right.
 inline std::string describe(const Bitmap* bitmap) {
-  std::string letters;
-  for (const auto& [x, y] : {std::pair{0.25, 0.25}, {0.75, 0.25}, {0.25, 0.75}, {0.75, 0.75}}) {
-    const auto at =
-        (static_cast<std::size_t>(y * bitmap->height) * static_cast<std::size_t>(bitmap->width) +
-         static_cast<std::size_t>(x * bitmap->width)) *
-        4;
-    char letter = '-';
-    for (const auto& [name, colour] :
-         {std::pair{'R', kRed}, {'G', kGreen}, {'B', kBlue}, {'Y', kYellow}}) {
-      const auto isNear = [&](std::size_t channel, std::uint8_t wanted) {
-        return std::abs(bitmap->pixels.at(at + channel) - wanted) <= 45;
-      };
-      if (isNear(0, colour.red) && isNear(1, colour.green) && isNear(2, colour.blue)) {
-        letter = name;
-      }
-    }
-    letters += letter;
-  }
-  return std::to_string(bitmap->width) + "x" + std::to_string(bitmap->height) + " " + letters;
+  return sizeOf(*bitmap) + " " + cornersOf(*bitmap, 45);
 }
 
 /// The same, or the state of what isn't `made`.
