@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <span>
 #include <utility>
 
 namespace vaultmere {
@@ -43,19 +44,15 @@ std::size_t bodySize(const HttpResponse& response) {
   return response.body == nullptr ? 0 : response.body->size();
 }
 
-/// Reads at an offset; less than `size` at the file's end, or when it fails.
-std::string readAt(const File& file, std::size_t size, std::uint64_t offset) {
+/// Less than `size` at the file's end, nothing when it can't be read.
+std::string pieceOf(const File& file, std::size_t size, std::uint64_t offset) {
   std::string piece(size, '\0');
-  std::size_t filled = 0;
-  while (filled < size) {
-    const ssize_t count = ::pread(file.descriptor(), piece.data() + filled, size - filled,
-                                  static_cast<off_t>(offset + filled));
-    if (count <= 0 && !(count < 0 && errno == EINTR)) {
-      break;
-    }
-    filled += count > 0 ? static_cast<std::size_t>(count) : 0;
+  try {
+    piece.resize(
+        file.readAt(static_cast<std::int64_t>(offset), std::as_writable_bytes(std::span(piece))));
+  } catch (const FileError&) {
+    piece.clear();
   }
-  piece.resize(filled);
   return piece;
 }
 
@@ -278,7 +275,7 @@ void HttpConnection::readPieceLater(std::size_t size) {
   queue->submit(client_, [respondLater, weak = weak_from_this(), file = response_->file, size,
                           offset = fileOffset_](const AdmissionQueue::Permit&) {
     if (!weak.expired()) {
-      respondLater(readAt(*file, size, offset));
+      respondLater(pieceOf(*file, size, offset));
     }
   });
 }
