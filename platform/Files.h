@@ -153,7 +153,7 @@ enum class Durability {
 };
 
 /// Replaces a file whole: temporary name, flush, rename, flush of the folder.
-/// Whoever reads sees the old bytes or the new ones. The file is 0600.
+/// Readers see the old bytes or the new ones. The file is 0600.
 void writeFileAtomically(const fs::path& path, std::string_view bytes,
                          Durability durability = Durability::powerCut);
 

@@ -34,7 +34,7 @@ inline constexpr int kForegroundSlots = 2;
 /// original, kept as files, held for a while in memory. What is cached can be
 /// seen without the archive.
 ///
-/// Any thread may call. Whoever asks is called back exactly once, on a pool
+/// Any thread may call. Each request is called back exactly once, on a pool
 /// thread. Requests that are still waiting when this is destroyed are answered
 /// with `unavailable`.
 class ThumbnailProvider {
@@ -95,7 +95,7 @@ class ThumbnailProvider {
   [[nodiscard]] bool isSettled(const std::string& id) const;
 
   /// The file of what `display` shows: the original itself or the one that has
-  /// been made. Whoever opens it may still find it gone.
+  /// been made. It may be gone again when it is opened.
   void displayData(const PhotoRef& ref, std::function<void(std::optional<DisplayFile>)> callback);
 
   /// Makes the file for display when it is missing, also where a browser could
