@@ -126,10 +126,15 @@ Zone findZone(const std::optional<std::string>& variable, bool isLinked) {
   return {loaded([] { return date::current_zone(); }), false};
 }
 
+/// How often the system's zone is looked at: a page of a gallery has hundreds of
+/// dates, and a traveller changes the zone a few times a year.
+constexpr auto kSystemZoneInterval = 1s;
+
 /// The program's zone. Named zones live as long as the process.
 Zone currentZone() {
   struct Known {
     std::optional<std::string> variable;
+    std::chrono::steady_clock::time_point checked;  ///< when the system's file was looked at
     std::string link;
     std::chrono::system_clock::rep written = 0;  ///< when the system's file was
     Zone zone;
@@ -139,14 +144,20 @@ Zone currentZone() {
 
   const char* value = std::getenv("TZ");
   const auto variable = value == nullptr ? std::nullopt : std::optional<std::string>(value);
+  const auto now = std::chrono::steady_clock::now();
+  const std::lock_guard lock(mutex);
+  const bool isSame = known && known->variable == variable;
+  if (isSame && now - known->checked < kSystemZoneInterval) {
+    return known->zone;
+  }
   std::array<char, 256> buffer{};
   const std::string_view link = systemZoneLink(buffer);
   struct stat status {};
   const auto written = link.empty() && ::stat(kSystemZone, &status) == 0 ? status.st_mtime : 0;
-
-  const std::lock_guard lock(mutex);
-  if (!known || known->variable != variable || known->link != link || known->written != written) {
-    known = {variable, std::string(link), written, findZone(variable, !link.empty())};
+  if (isSame && known->link == link && known->written == written) {
+    known->checked = now;
+  } else {
+    known = {variable, now, std::string(link), written, findZone(variable, !link.empty())};
   }
   return known->zone;
 }
