@@ -137,9 +137,9 @@ bool isEmpty(const ImageProperties& properties) {
 
 }  // namespace
 
-ImageMetadata ImageMetadata::read(const std::filesystem::path& path) {
-  const auto properties = readImageProperties(path);
-  return properties ? of(*properties) : ImageMetadata{};
+ImageMetadata ImageMetadata::read(MediaService& media, const MediaFile& file) {
+  const auto answer = media.read(file, {.kind = MediaKind::still, .wantsProperties = true});
+  return answer.still ? of(*answer.still) : ImageMetadata{};
 }
 
 ImageMetadata ImageMetadata::of(const ImageProperties& properties) {

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include <filesystem>
 #include <optional>
 #include <string>
 
 #include "catalog/PhotoMetadata.h"
 #include "media/ImageProperties.h"
+#include "media/MediaService.h"
 
 namespace vaultmere {
 
@@ -16,10 +16,10 @@ struct ImageMetadata : FileMetadata {
   std::optional<std::string> gpsDateTime;       ///< the same form, UTC
   bool operator==(const ImageMetadata&) const = default;
 
-  /// Reads a file. All fields are absent for what can't be opened as an image;
-  /// only `mimeType` may be set for one without readable properties. Never
-  /// fails. Any thread.
-  [[nodiscard]] static ImageMetadata read(const std::filesystem::path& path);
+  /// Reads a file. All fields are absent for what isn't an image; only `mimeType`
+  /// may be set for one without readable properties. Throws MediaError. Any thread
+  /// but the main one.
+  [[nodiscard]] static ImageMetadata read(MediaService& media, const MediaFile& file);
 
   /// The record of properties that have been read already.
   [[nodiscard]] static ImageMetadata of(const ImageProperties& properties);

@@ -12,4 +12,7 @@ enum class MediaType { image, video, sidecar, junk };
 /// `extension` is lower-cased and without its dot.
 [[nodiscard]] MediaType mediaTypeOf(std::string_view extension);
 
+/// True for the extension of a camera's RAW file, in lower case, without its dot.
+[[nodiscard]] bool isRaw(std::string_view extension);
+
 }  // namespace vaultmere

@@ -7,8 +7,6 @@
 #include <array>
 #include <cmath>
 
-#include "media/ImageDecoder.h"
-
 namespace vaultmere::PixelStats {
 namespace {
 
@@ -55,8 +53,8 @@ Sums sumsOf(const Bitmap& image) {
 
 }  // namespace
 
-std::optional<Bitmap> downscaled(const std::filesystem::path& path, int maxPixels) {
-  return decodeScaled(path, maxPixels);
+std::optional<Bitmap> downscaled(MediaService& media, const MediaFile& file, int maxPixels) {
+  return media.scaled(file, maxPixels);
 }
 
 std::optional<Result> analyze(const Bitmap& image) {

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "media/Bitmap.h"
+#include "media/MediaService.h"
 
 // A still reduced to its mean colour, whether it is black and white, and the
 // name of a colour family. Any thread may call any of this.
@@ -32,8 +32,9 @@ struct Hsl {
 };
 
 /// The file's first image, upright, with a longer side of at most `maxPixels`;
-/// absent when it can't be opened or rendered.
-[[nodiscard]] std::optional<Bitmap> downscaled(const std::filesystem::path& path, int maxPixels);
+/// absent when it can't be rendered. Throws MediaError. Not for the main thread.
+[[nodiscard]] std::optional<Bitmap> downscaled(MediaService& media, const MediaFile& file,
+                                               int maxPixels);
 
 /// Looks at every pixel that isn't wholly transparent; absent when there is
 /// none. `isBW` comes from the pixels' own saturations, the family from the mean

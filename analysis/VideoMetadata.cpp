@@ -80,8 +80,9 @@ void setPosition(VideoMetadata& metadata, const std::string& text) {
 
 }  // namespace
 
-VideoMetadata VideoMetadata::read(const std::filesystem::path& path) {
-  return of(readVideoProperties(path));
+VideoMetadata VideoMetadata::read(MediaService& media, const MediaFile& file) {
+  const auto answer = media.read(file, {.kind = MediaKind::video, .wantsProperties = true});
+  return answer.video ? of(*answer.video) : VideoMetadata{};
 }
 
 VideoMetadata VideoMetadata::of(const VideoProperties& properties) {

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include <filesystem>
 #include <optional>
 #include <string>
 
 #include "catalog/PhotoMetadata.h"
-#include "media/VideoFile.h"
+#include "media/MediaService.h"
+#include "media/VideoProperties.h"
 
 namespace vaultmere {
 
@@ -17,9 +17,9 @@ struct VideoMetadata : FileMetadata {
   std::optional<std::string> captureDate;  ///< see `localDateString`
   bool operator==(const VideoMetadata&) const = default;
 
-  /// Reads a file. All fields are absent for one that is no video. Never fails.
-  /// Any thread.
-  [[nodiscard]] static VideoMetadata read(const std::filesystem::path& path);
+  /// Reads a file. All fields are absent for one that is no video. Throws
+  /// MediaError. Any thread but the main one.
+  [[nodiscard]] static VideoMetadata read(MediaService& media, const MediaFile& file);
 
   /// The record of properties that have been read already. Of several positions
   /// only the first counts, even when it can't be understood; of several dates

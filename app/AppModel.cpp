@@ -33,7 +33,7 @@ AppModel::AppModel(Options options)
           options_.main, [this] { return settings_.marginBytes(); }, options_.notify, gate_,
           options_.destination),
       totals_(options_.main, options_.catalogPool, changed_),
-      thumbnails_(options_.main, {options_.catalogPool, options_.originalsPool},
+      thumbnails_(options_.main, options_.media, {options_.catalogPool, options_.originalsPool},
                   options_.directories.data / "cache", [this] { return mayWarmThumbnails(); }),
       gallery_(settings_, thumbnails_.provider(), options_.directories.resources / "web", changed_),
       imports_({options_.main,
@@ -42,6 +42,7 @@ AppModel::AppModel(Options options)
                 std::make_shared<ImportLog>(options_.directories.data / "import-log.jsonl",
                                             options_.pool),
                 {options_.directories.data, options_.directories.settings},
+                options_.media,
                 options_.vision,
                 changed_,
                 [this] { thumbnails_.stopWarming(); },
@@ -56,6 +57,7 @@ AppModel::AppModel(Options options)
                      {options_.destination.background, options_.destination.watchMounts}) {
   connections_.emplace_back(settings_.changed().connect([this] { settingsChanged(); }));
   connections_.emplace_back(destination_.changed().connect([this] { destinationChanged(); }));
+  checkMedia();
   openCatalog();
   destination_.setDestination(settings_.destination());
   destination_.refresh();
@@ -67,6 +69,14 @@ AppModel::AppModel(Options options)
 }
 
 AppModel::~AppModel() { shutDown(); }
+
+void AppModel::checkMedia() {
+  options_.pool.post(
+      [&media = options_.media, tell = toMain_([this](const std::optional<std::string>& problem) {
+                                  mediaProblem_ = problem;
+                                  changed_.notify();
+                                })] { tell(media.problem()); });
+}
 
 void AppModel::openCatalog() {
   options_.pool.post([folder = options_.directories.data, pause = options_.pause,
@@ -102,6 +112,7 @@ void AppModel::useCatalog(const OpenedCatalog& opened) {
   status_ = "Ready";
   SelfTest{catalog_,
            {options_.directories.data, options_.directories.settings},
+           options_.media,
            options_.vision,
            processStop_.get_token()}
       .tryHooks(options_.environment, options_.pool);

@@ -18,6 +18,7 @@
 #include "catalog/PhotoBrowserModel.h"
 #include "catalog/VaultmereCatalog.h"
 #include "intake/WatchedFolderController.h"
+#include "media/MediaService.h"
 #include "media/Vision.h"
 #include "platform/AppDirectories.h"
 #include "platform/ChangeSignal.h"
@@ -48,6 +49,7 @@ class AppModel {
     ThreadPool& pool;           ///< imports and all short work
     ThreadPool& catalogPool;    ///< reads of the catalog and of the caches
     ThreadPool& originalsPool;  ///< reads of archived originals, which a dead drive may hold
+    MediaService& media;
     AppDirectories directories;
     DiagnosticEnvironment environment;
     Notify notify;
@@ -66,8 +68,11 @@ class AppModel {
 
   [[nodiscard]] ChangeSignal& changed() { return changed_; }
 
-  /// "Starting…", "Ready", or "Catalog error: " and why.
-  [[nodiscard]] const std::string& status() const { return status_; }
+  /// "Starting…", "Ready", or why the program isn't: "Catalog error: " and the
+  /// reason, or that no photo can be read.
+  [[nodiscard]] const std::string& status() const {
+    return catalog_ && mediaProblem_ ? *mediaProblem_ : status_;
+  }
   [[nodiscard]] const ArchiveBreakdown& archive() const { return totals_.archive(); }
 
   [[nodiscard]] SettingsStore& settings() { return settings_; }
@@ -89,6 +94,7 @@ class AppModel {
 
  private:
   struct OpenedCatalog;
+  void checkMedia();
   void openCatalog();
   void useCatalog(const OpenedCatalog& opened);
   void settingsChanged();
@@ -105,6 +111,7 @@ class AppModel {
   std::stop_source processStop_;
 
   std::string status_ = "Starting…";
+  std::optional<std::string> mediaProblem_;
   bool wasOnline_ = false;
   std::shared_ptr<const VaultmereCatalog> catalog_;
   std::shared_ptr<CatalogContext> ingestContext_;

@@ -27,7 +27,8 @@ constexpr unsigned kOriginalsThreads = kThumbnailSlots + 2;
 
 }  // namespace
 
-int runHeadless(const DiagnosticEnvironment& environment, std::chrono::milliseconds quitTimeout) {
+int runHeadless(const DiagnosticEnvironment& environment, const AppDirectories& directories,
+                std::chrono::milliseconds quitTimeout) {
   std::optional<ShutdownDeadline> deadline;  // first: it covers the end of all below
   AsioMainThread main;
   main.onSignals({SIGTERM, SIGINT}, [&main] {
@@ -35,13 +36,15 @@ int runHeadless(const DiagnosticEnvironment& environment, std::chrono::milliseco
     std::signal(SIGINT, SIG_DFL);
     main.stop();
   });
-  const AppDirectories directories = AppDirectories::ofUser();
   try {
     const auto lock = InstanceLock::acquire(directories.data);
     if (!lock) {
       logLine("Vaultmere is already running.");
       return 1;
     }
+    MediaService media({.process = {.program = directories.helpers / kMediaProgram},
+                        .foreground = batchWidth(activeProcessors()),
+                        .background = kThumbnailSlots - kForegroundSlots});
     ThreadPool pool(batchWidth(activeProcessors()) + kFurtherThreads);
     ThreadPool catalogPool(kCatalogThreads);
     ThreadPool originalsPool(kOriginalsThreads);
@@ -49,6 +52,7 @@ int runHeadless(const DiagnosticEnvironment& environment, std::chrono::milliseco
                     pool,
                     catalogPool,
                     originalsPool,
+                    media,
                     directories,
                     environment,
                     postDesktopNotification,

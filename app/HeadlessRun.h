@@ -4,6 +4,7 @@
 #include <chrono>
 
 #include "app/DiagnosticEnvironment.h"
+#include "platform/AppDirectories.h"
 
 namespace vaultmere {
 
@@ -16,6 +17,7 @@ inline constexpr std::chrono::seconds kQuitTimeout{5};
 /// ends with the process, as everything does at a second signal; that loses
 /// nothing either.
 int runHeadless(const DiagnosticEnvironment& environment,
+                const AppDirectories& directories = AppDirectories::ofUser(),
                 std::chrono::milliseconds quitTimeout = kQuitTimeout);
 
 }  // namespace vaultmere

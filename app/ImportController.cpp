@@ -92,6 +92,7 @@ bool ImportController::configure(const std::shared_ptr<CatalogContext>& context,
   const auto& gate = dependencies_.gate;
   const Ingestor::Factory ingestors(
       {.root = {*newRoot, [gate](dev_t device) { return gate->expectedDevice() == device; }},
+       .media = dependencies_.media,
        .gate = [gate](std::int64_t bytes) { return gate->allows(bytes); },
        .neverScanned = dependencies_.protectedFolders,
        .neverRemoved = {},
@@ -178,7 +179,9 @@ void ImportController::showProgress(const Run& run, const BatchProgress& progres
 }
 
 void ImportController::endDrop(const Run& run, const IngestCoordinator::BatchResult& batch) {
-  if (run.isShown) {
+  if (batch.refusal) {
+    refuse(*batch.refusal);
+  } else if (run.isShown) {
     finish(batch, run.stop.stop_requested() ? "Stopped" : "Imported");
   } else {
     dependencies_.ended(statsOf(batch).added);
@@ -186,7 +189,9 @@ void ImportController::endDrop(const Run& run, const IngestCoordinator::BatchRes
 }
 
 void ImportController::endPass(const Run& run, const IngestCoordinator::BatchResult& batch) {
-  if (run.isShown && !batch.results.empty()) {
+  if (batch.refusal) {
+    refuse(*batch.refusal);
+  } else if (run.isShown && !batch.results.empty()) {
     finish(batch, "Watch");
   } else if (run.isShown) {  // stopped before its first group
     clear();
@@ -201,6 +206,12 @@ void ImportController::finish(const IngestCoordinator::BatchResult& batch, const
   dependencies_.ended(stats.added);
   last_ = stats;
   status_ = summary(label, stats);
+  dependencies_.changed.notify();
+}
+
+void ImportController::refuse(const std::string& why) {
+  dependencies_.ended(0);
+  status_ = why;
   dependencies_.changed.notify();
 }
 

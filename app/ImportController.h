@@ -13,6 +13,7 @@
 #include "catalog/CatalogContext.h"
 #include "intake/IngestCoordinator.h"
 #include "intake/WatchedFolderController.h"
+#include "media/MediaService.h"
 #include "media/Vision.h"
 #include "platform/ChangeSignal.h"
 #include "platform/MainThread.h"
@@ -50,6 +51,7 @@ class ImportController {
     std::shared_ptr<SpaceGate> gate;
     std::shared_ptr<ImportLog> log;
     std::vector<std::filesystem::path> protectedFolders;  ///< never scanned
+    MediaService& media;
     const Vision* vision = nullptr;
     ChangeSignal& changed;
     /// An import is about to use the drives.
@@ -104,6 +106,7 @@ class ImportController {
   void endDrop(const Run& run, const IngestCoordinator::BatchResult& batch);
   void endPass(const Run& run, const IngestCoordinator::BatchResult& batch);
   void finish(const IngestCoordinator::BatchResult& batch, const char* label);
+  void refuse(const std::string& why);
   void clear();
 
   const Dependencies dependencies_;

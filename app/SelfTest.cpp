@@ -78,12 +78,17 @@ void SelfTest::run(const std::string& folder, const std::string& archive) const 
   const auto device = makeRoot(root);
   const Ingestor ingestor =
       Ingestor::Factory({.root = {root, [device](dev_t current) { return device == current; }},
+                         .media = media,
                          .gate = nullptr,
                          .neverScanned = protectedFolders,
                          .neverRemoved = protectedFolders,
                          .vision = vision,
                          .stop = stop})
           .make(CatalogWriter(context));
+  if (const auto problem = ingestor.problem()) {
+    logLine(fmt::format("Vaultmere: self-test not begun — {}", *problem));
+    return;
+  }
   logLine(fmt::format("SELFTEST_BEGIN dir={} archive={}", folder, archive));
   const auto first = ingestor.ingestFolder(folder, false);
   if (stop.stop_requested()) {

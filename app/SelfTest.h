@@ -8,6 +8,7 @@
 
 #include "app/DiagnosticEnvironment.h"
 #include "catalog/VaultmereCatalog.h"
+#include "media/MediaService.h"
 #include "media/Vision.h"
 #include "platform/ThreadPool.h"
 
@@ -20,6 +21,7 @@ namespace vaultmere {
 struct SelfTest {
   std::shared_ptr<const VaultmereCatalog> catalog;
   std::vector<std::filesystem::path> protectedFolders;
+  MediaService& media;
   const Vision* vision = nullptr;
   std::stop_token stop;  ///< ends the run, without further lines
 

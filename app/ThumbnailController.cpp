@@ -11,12 +11,13 @@
 
 namespace vaultmere {
 
-ThumbnailController::ThumbnailController(MainThread& main, ThumbnailProvider::Pools pools,
+ThumbnailController::ThumbnailController(MainThread& main, MediaService& media,
+                                         ThumbnailProvider::Pools pools,
                                          const std::filesystem::path& cacheFolder,
                                          std::function<bool()> mayWarm)
     : pools_(pools),
       mayWarm_(std::move(mayWarm)),
-      provider_(std::make_shared<ThumbnailProvider>(cacheFolder, pools)),
+      provider_(std::make_shared<ThumbnailProvider>(cacheFolder, media, pools)),
       toMain_(main) {}
 
 void ThumbnailController::setArchive(const std::optional<std::filesystem::path>& root,

@@ -20,7 +20,7 @@ namespace vaultmere {
 class ThumbnailController {
  public:
   /// `mayWarm` says whether the drives are free for it.
-  ThumbnailController(MainThread& main, ThumbnailProvider::Pools pools,
+  ThumbnailController(MainThread& main, MediaService& media, ThumbnailProvider::Pools pools,
                       const std::filesystem::path& cacheFolder, std::function<bool()> mayWarm);
   ~ThumbnailController() { stopWarming(); }
   ThumbnailController(const ThumbnailController&) = delete;

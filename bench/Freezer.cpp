@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "platform/Files.h"
+#include "tests/support/TestMedia.h"
 
 namespace vaultmere::bench {
 namespace {
@@ -17,7 +18,9 @@ constexpr unsigned kFurtherThreads = 3;
 }  // namespace
 
 Freezer::Freezer(const fs::path& folder)
-    : pool_(batchWidth(activeProcessors()) + kFurtherThreads), queue_(pool_) {
+    : media_(testMediaOptions()),
+      pool_(batchWidth(activeProcessors()) + kFurtherThreads),
+      queue_(pool_) {
   const fs::path root = folder / "archive";
   const fs::path data = folder / "data";
   makeDirectories(root);
@@ -26,6 +29,7 @@ Freezer::Freezer(const fs::path& folder)
   const dev_t expected = fileStatus(root)->stamp.device;
   const Ingestor::Factory ingestors(
       {.root = {root, [expected](dev_t device) { return device == expected; }},
+       .media = media_,
        .gate = nullptr,
        .neverScanned = {data},
        .neverRemoved = {data},

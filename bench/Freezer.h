@@ -24,6 +24,7 @@ class Freezer {
   void freeze(const std::filesystem::path& dropped, std::size_t count);
 
  private:
+  MediaService media_;
   ThreadPool pool_;
   TurnQueue queue_;
   std::unique_ptr<VaultmereCatalog> catalog_;

@@ -14,7 +14,7 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "media/VipsStill.h"
+#include "media/worker/VipsStill.h"
 
 namespace vaultmere::bench {
 namespace fs = std::filesystem;

@@ -18,6 +18,7 @@
 #include "bench/Measurement.h"
 #include "platform/ThreadPool.h"
 #include "tests/support/FileTools.h"
+#include "tests/support/TestMedia.h"
 #include "thumbnails/ThumbnailProvider.h"
 
 namespace vaultmere::bench {
@@ -30,7 +31,10 @@ constexpr std::size_t kRounds = 5;
 
 void makeOurs(const std::vector<PhotoRef>& items, const fs::path& folder, unsigned workers) {
   ThreadPool pool(workers);
-  ThumbnailProvider provider(folder, {pool, pool});
+  auto options = testMediaOptions();
+  options.foreground = workers;
+  MediaService media(options);
+  ThumbnailProvider provider(folder, media, {pool, pool});
   std::atomic<int> failed{0};
   std::latch done(static_cast<std::ptrdiff_t>(items.size()));
   for (const PhotoRef& item : items) {

@@ -5,8 +5,8 @@
 #include <string_view>
 
 #include "fuzz/MemoryFile.h"
-#include "media/HeifCompatibility.h"
-#include "media/HeifOrientation.h"
+#include "media/worker/HeifCompatibility.h"
+#include "media/worker/HeifOrientation.h"
 
 // The structure of HEIC, HEIF and AVIF files: what is read of it, and what is
 // shown to the library in its place.

@@ -3,8 +3,8 @@
 #include <cstdint>
 
 #include "fuzz/MemoryFile.h"
-#include "media/ImageFormat.h"
-#include "media/X3fFile.h"
+#include "media/worker/ImageFormat.h"
+#include "media/worker/X3fFile.h"
 
 // What is told of a still by its first bytes, and the RAW files that no library
 // reads.

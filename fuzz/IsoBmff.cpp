@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "fuzz/MemoryFile.h"
-#include "media/IsoBmffReader.h"
+#include "media/worker/IsoBmffReader.h"
 
 // The boxes of MP4, MOV and 3GP files.
 

@@ -22,9 +22,8 @@ constexpr std::size_t kMaxIdle = 4;
 std::vector<fs::path> pathsBelow(const fs::path& root, const PhotoRef& ref) {
   std::vector<fs::path> paths;
   if (ref.archivePath) {
-    const fs::path relative = fs::path(*ref.archivePath).lexically_relative(root);
-    if (!relative.empty() && *relative.begin() != "..") {
-      paths.push_back(relative);
+    if (auto relative = pathBelow(root, *ref.archivePath)) {
+      paths.push_back(std::move(*relative));
     }
   }
   if (ref.targetPath && !ref.targetPath->empty()) {

@@ -22,31 +22,45 @@ void takeLibraryValues(AnalyzedPhoto& photo, const PhotosMeta& meta) {
   photo.photoTypeFlags = meta.photoTypeFlags;
 }
 
-void takePixels(AnalyzedPhoto& photo, const fs::path& file, const Vision* vision) {
-  if (const auto small = PixelStats::downscaled(file, PixelStats::kSamplePixels)) {
-    if (const auto stats = PixelStats::analyze(*small)) {
-      photo.avgHex = stats->hex;
-      photo.avgR = stats->avgR;
-      photo.avgG = stats->avgG;
-      photo.avgB = stats->avgB;
-      photo.colorFamily = stats->colorFamily;
-      photo.isBW = stats->isBW;
-    }
+std::optional<Bitmap> bitmapOf(const std::optional<MediaPicture>& picture) {
+  return picture ? std::optional(Bitmap{picture->width, picture->height, picture->bytes})
+                 : std::nullopt;
+}
+
+void takeColours(AnalyzedPhoto& photo, const std::optional<Bitmap>& sample) {
+  if (const auto stats = sample ? PixelStats::analyze(*sample) : std::nullopt) {
+    photo.avgHex = stats->hex;
+    photo.avgR = stats->avgR;
+    photo.avgG = stats->avgG;
+    photo.avgB = stats->avgB;
+    photo.colorFamily = stats->colorFamily;
+    photo.isBW = stats->isBW;
   }
-  if (vision == nullptr) {
-    return;
+}
+
+/// All that is wanted of a still, in one request.
+ImageMetadata readStill(AnalyzedPhoto& photo, const MediaFile& file, MediaService& media,
+                        const Vision* vision) {
+  MediaRequest request{.kind = MediaKind::still,
+                       .wantsProperties = true,
+                       .pictures = {{.maxPixels = PixelStats::kSamplePixels}}};
+  if (vision != nullptr) {
+    request.pictures.push_back({.maxPixels = kVisionPixels});
   }
-  if (const auto rendering = PixelStats::downscaled(file, kVisionPixels)) {
+  const MediaAnswer answer = media.read(file, request);
+  takeColours(photo, bitmapOf(answer.pictures.front()));
+  if (const auto rendering = vision ? bitmapOf(answer.pictures.back()) : std::nullopt) {
     VisionAnalysis seen = analyzeVision(vision, *rendering, 1);
     photo.labels = std::move(seen.labels);
     photo.aestheticScore = seen.aestheticScore;
   }
+  return answer.still ? ImageMetadata::of(*answer.still) : ImageMetadata{};
 }
 
 }  // namespace
 
-GroupAnalysis analyzeGroup(const AssetGroup& group, const PhotosMeta* meta, const Vision* vision,
-                           const std::stop_token& stop) {
+GroupAnalysis analyzeGroup(const AssetGroup& group, const PhotosMeta* meta, MediaService& media,
+                           const Vision* vision, const std::stop_token& stop) {
   GroupAnalysis analysis;
   AnalyzedPhoto& photo = analysis.photo;
   HashedFile hashed = hashFile(group.primary, PageCache::use, stop);
@@ -63,14 +77,15 @@ GroupAnalysis analyzeGroup(const AssetGroup& group, const PhotosMeta* meta, cons
     takeLibraryValues(photo, *meta);
   }
   CaptureDateCandidates dates;
+  const File opened = File::openForReading(group.primary);
+  const MediaFile file{opened, photo.id};
   if (isVideo) {
-    const VideoMetadata metadata = VideoMetadata::read(group.primary);
+    const VideoMetadata metadata = VideoMetadata::read(media, file);
     photo.file() = metadata;
     dates.exif = metadata.captureDate;
   } else {
-    const ImageMetadata metadata = ImageMetadata::read(group.primary);
+    const ImageMetadata metadata = readStill(photo, file, media, vision);
     photo.file() = metadata;
-    takePixels(photo, group.primary, vision);
     dates.exif = metadata.dateTimeOriginal;
     dates.gps = metadata.gpsDateTime;
   }

@@ -7,6 +7,7 @@
 #include "catalog/AnalyzedPhoto.h"
 #include "intake/AssetGroup.h"
 #include "intake/PhotosMeta.h"
+#include "media/MediaService.h"
 #include "media/Vision.h"
 #include "platform/Files.h"
 
@@ -22,8 +23,10 @@ struct GroupAnalysis {
 /// Hashes the primary file and learns what it can about the group. `meta` is
 /// the photo library's, or null; `vision` may be null, and then no rendering
 /// is made for it. Throws FileError when the primary can't be read, or with
-/// ECANCELED after a stop; nothing else fails, it stays absent.
+/// ECANCELED after a stop, and MediaError when no file can be looked into; nothing
+/// else fails, it stays absent.
 [[nodiscard]] GroupAnalysis analyzeGroup(const AssetGroup& group, const PhotosMeta* meta,
-                                         const Vision* vision, const std::stop_token& stop);
+                                         MediaService& media, const Vision* vision,
+                                         const std::stop_token& stop);
 
 }  // namespace vaultmere

@@ -59,6 +59,10 @@ void IngestCoordinator::ingestDropped(std::vector<fs::path> locations, bool dele
       done({});
       return;
     }
+    if (auto problem = self->options_.ingestor.problem()) {
+      done({.refusal = std::move(problem)});
+      return;
+    }
     if (observer.started) {
       observer.started();
     }
@@ -113,10 +117,16 @@ void IngestCoordinator::drainInbox(InboxScan scan, std::stop_token stop, Observe
     keepSettled(scan, self->options_.now(), self->options_.settleSeconds);
     const auto result = [unsettled = scan.unsettled,
                          listing = scan.listing](std::vector<Ingestor::Result> results) {
-      return BatchResult{std::move(results), 0, unsettled, listing};
+      return BatchResult{std::move(results), 0, unsettled, listing, std::nullopt};
     };
     if (scan.groups.empty()) {
       done(result({}));
+      return;
+    }
+    if (auto problem = self->options_.ingestor.problem()) {
+      done({.unsettled = scan.unsettled + scan.groups.size(),
+            .listing = scan.listing,
+            .refusal = std::move(problem)});
       return;
     }
     if (observer.started) {

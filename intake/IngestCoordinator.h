@@ -5,7 +5,9 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <stop_token>
+#include <string>
 #include <vector>
 
 #include "intake/ImportLog.h"
@@ -75,6 +77,8 @@ class IngestCoordinator : public std::enable_shared_from_this<IngestCoordinator>
     std::size_t unsettled = 0;  ///< of a pass: groups that still change
     /// Of a pass whose scan found such: see `FolderListing::fingerprint`.
     std::uint64_t listing = 0;
+    /// Why nothing was begun, in words for the user; see `Ingestor::problem`.
+    std::optional<std::string> refusal{};
   };
   using Done = std::function<void(BatchResult)>;
 

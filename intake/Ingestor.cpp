@@ -71,7 +71,8 @@ Ingestor::Result Ingestor::process(const AssetGroup& group, bool deleteSource,
 
 Ingestor::Processed Ingestor::archiveAndRecord(const AssetGroup& group, const PhotosMeta* meta,
                                                bool sourcesGo) const {
-  GroupAnalysis analysis = analyzeGroup(group, meta, options_.vision, options_.stop);
+  GroupAnalysis analysis =
+      analyzeGroup(group, meta, options_.media, options_.vision, options_.stop);
   AnalyzedPhoto& photo = analysis.photo;
   Processed processed;
   if (options_.gate && !options_.gate(photo.sizeBytes + photo.liveMotionSize.value_or(0))) {

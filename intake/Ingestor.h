@@ -33,6 +33,7 @@ class Ingestor {
  public:
   struct Options {
     ArchiveRoot root;
+    MediaService& media;  ///< reads the files
     /// Whether a copy of so many bytes may go ahead; null means always.
     std::function<bool(std::int64_t bytes)> gate;
     /// Folders besides the archive that no scan enters: the program's data.
@@ -78,6 +79,9 @@ class Ingestor {
   /// its junk. A folder that can't be listed adds nothing. A stop ends it early.
   [[nodiscard]] std::vector<Result> ingestFolder(const std::filesystem::path& folder,
                                                  bool deleteSource) const;
+
+  /// Why nothing can be archived, in words for the user; absent when it can.
+  [[nodiscard]] std::optional<std::string> problem() const { return options_.media.problem(); }
 
   /// The folders that scans for this ingestor leave out, as they are now.
   [[nodiscard]] ProtectedFolders unscannedFolders() const;

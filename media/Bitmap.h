@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include <cstdint>
-#include <vector>
+#include "media/PixelBuffer.h"
 
 namespace vaultmere {
 
@@ -11,7 +10,7 @@ namespace vaultmere {
 struct Bitmap {
   int width = 0;
   int height = 0;
-  std::vector<std::uint8_t> pixels;  ///< 4 × width × height bytes
+  PixelBuffer pixels;  ///< 4 × width × height bytes
 };
 
 }  // namespace vaultmere

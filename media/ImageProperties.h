@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include <filesystem>
 #include <map>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <variant>
 #include <vector>
 
@@ -31,9 +29,5 @@ struct ImageProperties {
   PropertyDictionary gps;             ///< Latitude, LatitudeRef, DateStamp, …
   PropertyDictionary exifAux;         ///< LensModel
 };
-
-/// Reads them; absent when the file can't be opened as an image. What can't be
-/// read is left out. Any thread.
-[[nodiscard]] std::optional<ImageProperties> readImageProperties(const std::filesystem::path& path);
 
 }  // namespace vaultmere

@@ -51,10 +51,11 @@ fs::path baseFolder(const char* variable, const char* belowHome) {
   return (folder ? *folder : homeFolder() / belowHome) / kFolderName;
 }
 
-fs::path resourceFolder() {
+/// A folder beside that of the program, if there is one, else the latter.
+fs::path installedFolder(const char* name) {
   std::error_code unknown;
   const fs::path program = fs::read_symlink("/proc/self/exe", unknown).parent_path();
-  const fs::path installed = program.parent_path() / "share/vaultmere";
+  const fs::path installed = program.parent_path() / name;
   return fs::is_directory(installed, unknown) ? installed : program;
 }
 
@@ -62,7 +63,7 @@ fs::path resourceFolder() {
 
 AppDirectories AppDirectories::ofUser() {
   return {baseFolder("XDG_DATA_HOME", ".local/share"), baseFolder("XDG_CONFIG_HOME", ".config"),
-          resourceFolder()};
+          installedFolder("share/vaultmere"), installedFolder("libexec/vaultmere")};
 }
 
 std::optional<InstanceLock> InstanceLock::acquire(const fs::path& folder) {

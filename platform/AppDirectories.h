@@ -15,6 +15,9 @@ struct AppDirectories {
   /// What comes with the program, to be read only: `share/vaultmere` beside the
   /// folder of the program, or that folder itself where it hasn't been installed.
   std::filesystem::path resources{};
+  /// Programs that only this one runs: `libexec/vaultmere` beside the folder of the
+  /// program, or that folder itself where it hasn't been installed.
+  std::filesystem::path helpers{};
 
   /// By the XDG base directory rules; a relative or missing variable counts as
   /// unset, and without a HOME the password database is asked. Makes nothing.

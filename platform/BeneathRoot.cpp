@@ -76,4 +76,10 @@ File openBeneath(const fs::path& root, const fs::path& relative) {
   return File::adoptRegular(opened, shown);
 }
 
+std::optional<fs::path> pathBelow(const fs::path& root, const fs::path& file) {
+  fs::path relative = file.lexically_relative(root);
+  const bool isBelow = !relative.empty() && *relative.begin() != ".." && relative != ".";
+  return isBelow ? std::optional(std::move(relative)) : std::nullopt;
+}
+
 }  // namespace vaultmere

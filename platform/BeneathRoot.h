@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <optional>
+
 #include "platform/Files.h"
 
 // Access to what lies below a folder, without leaving it: nothing below the
@@ -13,5 +15,9 @@ namespace vaultmere {
 /// EINVAL when `relative` is empty, absolute or has "..", else as
 /// File::openForReading. Any thread.
 [[nodiscard]] File openBeneath(const fs::path& root, const fs::path& relative);
+
+/// The path of a file below a folder, by their names alone; absent when it lies
+/// elsewhere.
+[[nodiscard]] std::optional<fs::path> pathBelow(const fs::path& root, const fs::path& file);
 
 }  // namespace vaultmere

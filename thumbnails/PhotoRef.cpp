@@ -1,15 +1,19 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "thumbnails/PhotoRef.h"
 
-#include "platform/Files.h"
+#include "platform/BeneathRoot.h"
 #include "platform/Text.h"
 
 namespace vaultmere {
 namespace {
 
-bool isFile(const fs::path& path) {
-  const auto status = fileStatus(path);
-  return status && status->kind == FileKind::regular;
+std::optional<File> openBelowOrAnywhere(const fs::path& path, const std::optional<fs::path>& root) {
+  try {
+    const auto relative = root ? pathBelow(*root, path) : std::nullopt;
+    return relative ? openBeneath(*root, *relative) : File::openForReading(path);
+  } catch (const FileError&) {
+    return std::nullopt;
+  }
 }
 
 }  // namespace
@@ -20,17 +24,16 @@ PhotoRef photoRefOf(const Photo& photo) {
 
 std::string bareExtension(const std::string& ext) { return asciiLower(trimmed(ext, ".")); }
 
-std::optional<fs::path> originalOf(const PhotoRef& ref,
-                                   const std::optional<fs::path>& archiveRoot) {
-  if (ref.archivePath && !ref.archivePath->empty() && isFile(*ref.archivePath)) {
-    return *ref.archivePath;
+std::optional<File> openOriginal(const PhotoRef& ref, const std::optional<fs::path>& archiveRoot) {
+  if (ref.archivePath && !ref.archivePath->empty()) {
+    if (auto file = openBelowOrAnywhere(*ref.archivePath, archiveRoot)) {
+      return file;
+    }
   }
   if (archiveRoot && ref.targetPath && !ref.targetPath->empty()) {
     // A path that begins at "/" would otherwise replace the root.
-    fs::path file = *archiveRoot / fs::path(*ref.targetPath).relative_path();
-    if (isFile(file)) {
-      return file;
-    }
+    return openBelowOrAnywhere(*archiveRoot / fs::path(*ref.targetPath).relative_path(),
+                               archiveRoot);
   }
   return std::nullopt;
 }

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "catalog/Photo.h"
+#include "platform/Files.h"
 
 namespace vaultmere {
 
@@ -27,10 +28,11 @@ struct PhotoRef {
 /// The form that `PhotoRef` has an extension in: ".JPG" gives "jpg".
 [[nodiscard]] std::string bareExtension(const std::string& ext);
 
-/// The item's file in the archive: where it was copied to, else where it
-/// belongs below `archiveRoot`. Absent when neither is there, as with a drive
-/// that isn't plugged in. Touches the drive: not for the main thread.
-[[nodiscard]] std::optional<std::filesystem::path> originalOf(
+/// Opens the item's file in the archive: where it was copied to, else where it
+/// belongs below `archiveRoot`. What lies below the root is reached through no
+/// symbolic link. Absent when neither can be opened, as with a drive that isn't
+/// plugged in. Touches the drive: not for the main thread.
+[[nodiscard]] std::optional<File> openOriginal(
     const PhotoRef& ref, const std::optional<std::filesystem::path>& archiveRoot);
 
 }  // namespace vaultmere

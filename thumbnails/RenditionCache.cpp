@@ -9,10 +9,6 @@
 #include <vector>
 
 #include "analysis/MediaTypes.h"
-#include "media/DecoderVersion.h"
-#include "media/ImageDecoder.h"
-#include "media/ImageWriter.h"
-#include "media/VideoFile.h"
 #include "platform/Files.h"
 
 namespace vaultmere {
@@ -35,28 +31,26 @@ bool isContentHash(std::string_view id) {
   return id.size() == 64 && id.find_first_not_of("0123456789abcdef") == std::string_view::npos;
 }
 
-std::optional<Bitmap> frameOf(const fs::path& video, int maxPixels) {
-  auto frame = videoFrame(video, kFrameSeconds, maxPixels);
-  return frame ? std::move(frame) : videoFrame(video, 0, maxPixels);
-}
-
-std::optional<Bitmap> stillOf(const fs::path& still, Rendering rendering) {
-  const int maxPixels = maxPixelsOf(rendering);
-  return rendering == Rendering::thumbnail ? decodeThumbnail(still, maxPixels)
-                                           : decodeScaled(still, maxPixels);
-}
-
-std::optional<Bitmap> pictureOf(const fs::path& original, Rendering rendering, bool isVideo) {
-  return isVideo ? frameOf(original, maxPixelsOf(rendering)) : stillOf(original, rendering);
+MediaRequest requestFor(Rendering rendering, const PhotoRef& ref) {
+  PictureRequest picture{.maxPixels = maxPixelsOf(rendering)};
+  const bool isDisplay = rendering == Rendering::display;
+  if (mediaTypeOf(ref.ext) == MediaType::video) {
+    picture.seconds = {kFrameSeconds, 0};
+    picture.jpegQuality = kFrameQuality;
+    return {.kind = MediaKind::video, .pictures = {picture}};
+  }
+  picture.mayBeEmbedded = !isDisplay;
+  picture.jpegQuality = kStillQuality;
+  return {.pictures = {picture},
+          .timeout = isDisplay && isRaw(ref.ext) ? kRawDisplayTimeout : kMediaTimeout};
 }
 
 /// Whether a file can be read, and is still the one that `stamp` is of.
-bool canBeRead(const fs::path& path, const FileStamp& stamp) {
+bool canBeRead(const File& file, const FileStamp& stamp) {
   try {
-    File file = File::openForReading(path);
     std::vector<std::byte> buffer(kFileChunk);
     for (std::int64_t done = 0; done < kMaxProof;) {
-      const std::size_t count = file.read(buffer);
+      const std::size_t count = file.readAt(done, buffer);
       if (count == 0) {
         break;
       }
@@ -68,10 +62,17 @@ bool canBeRead(const fs::path& path, const FileStamp& stamp) {
   }
 }
 
+/// The bytes of a JPEG.
+std::string_view textOf(const PixelBuffer& bytes) {
+  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
 }  // namespace
 
-RenditionCache::RenditionCache(fs::path folder)
-    : folder_(std::move(folder)), undecodable_(folder_ / "undecodable.txt", decoderVersion) {}
+RenditionCache::RenditionCache(fs::path folder, MediaService& media)
+    : folder_(std::move(folder)),
+      media_(media),
+      undecodable_(folder_ / "undecodable.txt", [&media] { return media.decoderVersion(); }) {}
 
 fs::path RenditionCache::folderOf(Rendering rendering) const {
   return folder_ / (rendering == Rendering::thumbnail ? "thumbs" : "display");
@@ -93,33 +94,38 @@ std::optional<fs::path> RenditionCache::existing(Rendering rendering, std::strin
 }
 
 RenditionState RenditionCache::make(Rendering rendering, const PhotoRef& ref,
-                                    const std::optional<fs::path>& original) {
+                                    const std::optional<File>& original, Priority priority) {
   try {
     const auto target = file(rendering, ref.id);
-    const auto status = target && original ? fileStatus(*original) : std::nullopt;
-    if (!status) {
+    if (!target || !original) {
       return undecodable_.contains(rendering, ref.id) ? RenditionState::undecodable
                                                       : RenditionState::unavailable;
     }
-    if (undecodable_.contains(rendering, ref.id, status->stamp)) {
+    const FileStamp stamp = original->status().stamp;
+    if (undecodable_.contains(rendering, ref.id, stamp)) {
       return RenditionState::undecodable;
     }
-    const bool isVideo = mediaTypeOf(ref.ext) == MediaType::video;
-    auto picture = pictureOf(*original, rendering, isVideo);
-    if (!picture) {
+    const MediaFile source{*original, ref.id};
+    const MediaRequest request = requestFor(rendering, ref);
+    MediaAnswer answer = media_.read(source, request, priority);
+    if (answer.failure == MediaFailure::tookTooLong) {
+      return RenditionState::unavailable;  // its drive may be the reason
+    }
+    if (!answer.pictures.front() && !answer.failure) {
       // The decoders don't tell a file that they can't read from one that they
       // don't understand: read it, which also puts it in memory, and try again.
-      if (!canBeRead(*original, status->stamp)) {
+      if (!canBeRead(*original, stamp)) {
         return RenditionState::unavailable;
       }
-      picture = pictureOf(*original, rendering, isVideo);
+      answer = media_.read(source, request, priority);
     }
+    const auto& picture = answer.pictures.front();
     if (!picture) {
-      undecodable_.add(rendering, ref.id, status->stamp);
+      undecodable_.add(rendering, ref.id, stamp);
       return RenditionState::undecodable;
     }
     makeDirectories(folderOf(rendering), 0700);
-    writeJpeg(*picture, *target, isVideo ? kFrameQuality : kStillQuality, Durability::crash);
+    writeFileAtomically(*target, textOf(picture->bytes), Durability::crash);
     return RenditionState::made;
   } catch (const std::exception&) {
     return RenditionState::unavailable;
@@ -131,9 +137,8 @@ bool RenditionCache::isSettled(Rendering rendering, const std::string& id) {
 }
 
 bool RenditionCache::isUndecodable(Rendering rendering, const std::string& id,
-                                   const fs::path& original) {
-  const auto status = fileStatus(original);
-  return status && undecodable_.contains(rendering, id, status->stamp);
+                                   const File& original) {
+  return undecodable_.contains(rendering, id, original.status().stamp);
 }
 
 std::uint64_t RenditionCache::size() const {

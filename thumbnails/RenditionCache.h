@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "media/MediaService.h"
+#include "platform/Files.h"
 #include "thumbnails/PhotoRef.h"
 #include "thumbnails/Rendering.h"
 #include "thumbnails/UndecodableFiles.h"
@@ -19,7 +21,7 @@ namespace vaultmere {
 /// stands "undecodable.txt", see UndecodableFiles. Any thread but the main one.
 class RenditionCache {
  public:
-  explicit RenditionCache(std::filesystem::path folder);
+  RenditionCache(std::filesystem::path folder, MediaService& media);
 
   /// Where the file is or would be. Absent unless `id` is 64 lower-case hex
   /// digits, which is what keeps ids from outside in the folder.
@@ -34,14 +36,14 @@ class RenditionCache {
   /// a failure nothing is left of it. A failure is `undecodable`, and is
   /// remembered, only when the original can be read and hasn't changed.
   [[nodiscard]] RenditionState make(Rendering rendering, const PhotoRef& ref,
-                                    const std::optional<std::filesystem::path>& original);
+                                    const std::optional<File>& original, Priority priority);
 
   /// Whether the file has been made or is known to be impossible. Asks the local
   /// disk only, never for the original.
   [[nodiscard]] bool isSettled(Rendering rendering, const std::string& id);
   /// Whether `original` is known to be undecodable as it is now.
   [[nodiscard]] bool isUndecodable(Rendering rendering, const std::string& id,
-                                   const std::filesystem::path& original);
+                                   const File& original);
 
   /// The bytes of all files; what can't be read counts as nothing.
   [[nodiscard]] std::uint64_t size() const;
@@ -53,6 +55,7 @@ class RenditionCache {
   [[nodiscard]] std::filesystem::path folderOf(Rendering rendering) const;
 
   const std::filesystem::path folder_;
+  MediaService& media_;
   UndecodableFiles undecodable_;
 };
 

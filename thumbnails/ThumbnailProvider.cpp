@@ -9,7 +9,6 @@
 #include <utility>
 #include <vector>
 
-#include "media/ImageDecoder.h"
 #include "platform/Files.h"
 #include "thumbnails/BitmapCache.h"
 #include "thumbnails/RenditionCache.h"
@@ -45,20 +44,6 @@ const BrowserFormat* browserFormat(std::string_view ext) {
   return nullptr;
 }
 
-bool canBeRead(const fs::path& path) {
-  try {
-    (void)File::openForReading(path);
-    return true;
-  } catch (const FileError&) {
-    return false;
-  }
-}
-
-ThumbnailProvider::Image load(const std::optional<fs::path>& file) {
-  auto bitmap = file ? decodeScaled(*file, kFullSize) : std::nullopt;
-  return bitmap ? std::make_shared<const Bitmap>(std::move(*bitmap)) : nullptr;
-}
-
 }  // namespace
 
 std::string_view browserMimeType(std::string_view ext) {
@@ -67,8 +52,12 @@ std::string_view browserMimeType(std::string_view ext) {
 }
 
 struct ThumbnailProvider::Core : std::enable_shared_from_this<Core> {
-  Core(fs::path cacheFolder, Pools thePools, std::shared_ptr<AsyncSemaphore> theSlots)
-      : pools(thePools), slots(std::move(theSlots)), files(std::move(cacheFolder)) {}
+  Core(fs::path cacheFolder, MediaService& theMedia, Pools thePools,
+       std::shared_ptr<AsyncSemaphore> theSlots)
+      : media(theMedia),
+        pools(thePools),
+        slots(std::move(theSlots)),
+        files(std::move(cacheFolder), theMedia) {}
 
   using Made = std::function<void(RenditionState)>;
 
@@ -111,9 +100,10 @@ struct ThumbnailProvider::Core : std::enable_shared_from_this<Core> {
     pools.cached.post([self = shared_from_this(), ref, job, priority] {
       const bool isCached = self->files.existing(Rendering::thumbnail, ref.id).has_value();
       if (!isCached && self->isArchiveOnline) {
-        self->slots->wait([self, ref, job] { self->makeThumb(ref, *job); }, priority);
+        self->slots->wait([self, ref, job, priority] { self->makeThumb(ref, *job, priority); },
+                          priority);
       } else if (self->take(*job)) {
-        self->finish(ref, *job, self->ensureFile(Rendering::thumbnail, ref));
+        self->finish(ref, *job, self->ensureFile(Rendering::thumbnail, ref, priority));
       }
     });
   }
@@ -124,10 +114,11 @@ struct ThumbnailProvider::Core : std::enable_shared_from_this<Core> {
   }
 
   /// With a permit.
-  void makeThumb(const PhotoRef& ref, Job& job) {
+  void makeThumb(const PhotoRef& ref, Job& job, Priority priority) {
     const bool isMine = take(job);
-    const RenditionState state =
-        isMine && !isShutDown ? ensureFile(Rendering::thumbnail, ref) : RenditionState::unavailable;
+    const RenditionState state = isMine && !isShutDown
+                                     ? ensureFile(Rendering::thumbnail, ref, priority)
+                                     : RenditionState::unavailable;
     slots->signal();
     if (isMine) {
       finish(ref, job, state);
@@ -147,9 +138,29 @@ struct ThumbnailProvider::Core : std::enable_shared_from_this<Core> {
     }
   }
 
-  RenditionState ensureFile(Rendering rendering, const PhotoRef& ref) {
+  RenditionState ensureFile(Rendering rendering, const PhotoRef& ref,
+                            Priority priority = Priority::foreground) {
     return files.existing(rendering, ref.id) ? RenditionState::made
-                                             : files.make(rendering, ref, original(ref));
+                                             : files.make(rendering, ref, original(ref), priority);
+  }
+
+  /// A still at its full size; null when it can't be decoded.
+  Image load(const MediaFile& file) {
+    try {
+      auto bitmap = media.scaled(file, kFullSize);
+      return bitmap ? std::make_shared<const Bitmap>(std::move(*bitmap)) : nullptr;
+    } catch (const MediaError&) {
+      return nullptr;
+    }
+  }
+
+  Image loadMade(Rendering rendering, const std::string& id) {
+    const auto path = files.file(rendering, id);
+    try {
+      return path ? load({File::openForReading(*path)}) : nullptr;
+    } catch (const FileError&) {
+      return nullptr;
+    }
   }
 
   /// What `ensureFile` has made, from memory or from its file.
@@ -157,7 +168,7 @@ struct ThumbnailProvider::Core : std::enable_shared_from_this<Core> {
     const std::string name = nameOf(rendering, ref);
     Image image = state == RenditionState::made ? memory.find(name) : nullptr;
     if (state == RenditionState::made && !image) {
-      image = load(files.file(rendering, ref.id));
+      image = loadMade(rendering, ref.id);
       if (!image) {
         return {};
       }
@@ -170,7 +181,7 @@ struct ThumbnailProvider::Core : std::enable_shared_from_this<Core> {
     if (browserFormat(ref.ext) != nullptr) {
       const auto file = original(ref);
       if (file && !files.isUndecodable(Rendering::display, ref.id, *file)) {
-        if (Image image = load(file)) {
+        if (Image image = load({*file, ref.id})) {
           return {RenditionState::made, std::move(image)};
         }
       }
@@ -183,9 +194,8 @@ struct ThumbnailProvider::Core : std::enable_shared_from_this<Core> {
 
   std::optional<DisplayFile> findDisplayFile(const PhotoRef& ref) {
     if (const BrowserFormat* format = browserFormat(ref.ext)) {
-      const auto file = original(ref);
-      if (file && canBeRead(*file)) {
-        return DisplayFile{*file, format->mimeType};
+      if (const auto file = original(ref)) {
+        return DisplayFile{file->path(), format->mimeType};
       }
     }
     if (ensureFile(Rendering::display, ref) != RenditionState::made) {
@@ -200,13 +210,14 @@ struct ThumbnailProvider::Core : std::enable_shared_from_this<Core> {
     return ref.id + (rendering == Rendering::thumbnail ? "-t" : "-d");
   }
 
-  std::optional<fs::path> original(const PhotoRef& ref) {
+  std::optional<File> original(const PhotoRef& ref) {
     std::unique_lock lock(mutex);
     const auto root = archiveRoot;
     lock.unlock();
-    return isArchiveOnline ? originalOf(ref, root) : std::nullopt;
+    return isArchiveOnline ? openOriginal(ref, root) : std::nullopt;
   }
 
+  MediaService& media;
   const Pools pools;
   const std::shared_ptr<AsyncSemaphore> slots;
   RenditionCache files;
@@ -219,10 +230,10 @@ struct ThumbnailProvider::Core : std::enable_shared_from_this<Core> {
   std::unordered_map<PhotoRef, std::shared_ptr<Job>> making;
 };
 
-ThumbnailProvider::ThumbnailProvider(fs::path cacheFolder, Pools pools,
+ThumbnailProvider::ThumbnailProvider(fs::path cacheFolder, MediaService& media, Pools pools,
                                      std::shared_ptr<AsyncSemaphore> slots)
     : core_(std::make_shared<Core>(
-          std::move(cacheFolder), pools,
+          std::move(cacheFolder), media, pools,
           slots ? std::move(slots)
                 : std::make_shared<AsyncSemaphore>(pools.originals, kThumbnailSlots,
                                                    kForegroundSlots))) {}

@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "media/Bitmap.h"
+#include "media/MediaService.h"
 #include "platform/AsyncSemaphore.h"
 #include "platform/ThreadPool.h"
 #include "thumbnails/PhotoRef.h"
@@ -58,9 +59,9 @@ class ThumbnailProvider {
   };
 
   /// `cacheFolder` holds the two folders of files, which are made when they are
-  /// needed. `slots` has the permits for making thumbnails, on the pool for
-  /// originals; null for `kThumbnailSlots` of its own.
-  ThumbnailProvider(std::filesystem::path cacheFolder, Pools pools,
+  /// needed. `media` outlives this object and its requests. `slots` has the permits for making
+  /// thumbnails, on the pool for originals; null for `kThumbnailSlots` of its own.
+  ThumbnailProvider(std::filesystem::path cacheFolder, MediaService& media, Pools pools,
                     std::shared_ptr<AsyncSemaphore> slots = nullptr);
   ~ThumbnailProvider();
   ThumbnailProvider(const ThumbnailProvider&) = delete;

@@ -29,12 +29,15 @@ std::string textOf(const fs::path& file) {
 
 }  // namespace
 
-UndecodableFiles::UndecodableFiles(fs::path file, std::string (*decoders)())
-    : file_(std::move(file)), decoders_(decoders) {}
+UndecodableFiles::UndecodableFiles(fs::path file, std::function<std::string()> decoders)
+    : file_(std::move(file)), decoders_(std::move(decoders)) {}
 
 void UndecodableFiles::add(Rendering rendering, const std::string& id, const FileStamp& original) {
   const std::lock_guard lock(mutex_);
   load();
+  if (!isLoaded_) {
+    return;
+  }
   const Key key{rendering, id};
   entries_[key] = versionOf(original);
   try {
@@ -81,10 +84,15 @@ std::string UndecodableFiles::lineOf(const Key& key, const Version& version) {
 /// Writes the file anew when it has lines that don't count: of other decoders,
 /// replaced ones, and one that broke off.
 void UndecodableFiles::load() {
-  if (std::exchange(isLoaded_, true)) {
+  if (isLoaded_) {
     return;
   }
-  header_ = std::string(kHeader) + decoders_() + "\n";
+  try {
+    header_ = std::string(kHeader) + decoders_() + "\n";
+    isLoaded_ = true;
+  } catch (const std::exception&) {
+    return;
+  }
   const std::string text = textOf(file_);
   if (text.starts_with(header_)) {
     std::istringstream lines(text.substr(header_.size()));

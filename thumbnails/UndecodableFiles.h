@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <string>
@@ -30,8 +31,9 @@ class UndecodableFiles {
  public:
   static constexpr std::string_view kHeader = "undecodable 1 ";  ///< on disk: never changes
 
-  /// `decoders` gives the version, and is called once, at the first use.
-  UndecodableFiles(std::filesystem::path file, std::string (*decoders)());
+  /// `decoders` gives the version; it is called at the first use, and again at the
+  /// next one as long as it throws std::exception, while nothing is remembered.
+  UndecodableFiles(std::filesystem::path file, std::function<std::string()> decoders);
 
   void add(Rendering rendering, const std::string& id, const FileStamp& original);
   /// Whether it is remembered, whatever has become of the original since.
@@ -58,7 +60,7 @@ class UndecodableFiles {
   [[nodiscard]] const Version* find(Rendering rendering, const std::string& id);
 
   const std::filesystem::path file_;
-  std::string (*const decoders_)();
+  const std::function<std::string()> decoders_;
   std::mutex mutex_;  // guards the rest
   bool isLoaded_ = false;
   std::string header_;

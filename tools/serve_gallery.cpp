@@ -52,6 +52,8 @@ void serve(const Options& options) {
   using namespace vaultmere;
   AsioMainThread main;
   main.onSignals({SIGTERM, SIGINT}, [&main] { main.stop(); });
+  const AppDirectories directories = AppDirectories::ofUser();
+  MediaService media({.process = {.program = directories.helpers / kMediaProgram}});
   ThreadPool pool(activeProcessors() + 2);
   const std::filesystem::path folder = options.at("--support");
   if (!fileStatus(folder / "Vaultmere.sqlite")) {
@@ -62,14 +64,14 @@ void serve(const Options& options) {
           folder, nullptr,
           [](std::chrono::milliseconds time) { std::this_thread::sleep_for(time); }},
       pool);
-  const auto thumbnails =
-      std::make_shared<ThumbnailProvider>(folder / "cache", ThumbnailProvider::Pools{pool, pool});
+  const auto thumbnails = std::make_shared<ThumbnailProvider>(folder / "cache", media,
+                                                              ThumbnailProvider::Pools{pool, pool});
   const auto gallery = std::make_shared<CatalogGallery>(catalog, thumbnails);
   if (const auto archive = options.find("--archive"); archive != options.end()) {
     thumbnails->setArchiveRoot(archive->second);
     gallery->setArchive(archive->second);
   }
-  GalleryServer server(gallery, {.page = AppDirectories::ofUser().resources / "web"});
+  GalleryServer server(gallery, {.page = directories.resources / "web"});
   const auto password = options.find("--password");
   server.start(portOf(options.at("--port")),
                password == options.end() ? std::string() : password->second);

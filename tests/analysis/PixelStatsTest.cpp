@@ -5,6 +5,7 @@
 #include "tests/support/FileTools.h"
 #include "tests/support/StillMaker.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/TestMedia.h"
 
 namespace vaultmere {
 namespace {
@@ -13,11 +14,11 @@ using Pixel = std::array<std::uint8_t, 4>;
 
 /// One row of pixels.
 Bitmap rowOf(const std::vector<Pixel>& pixels) {
-  Bitmap bitmap{static_cast<int>(pixels.size()), 1, {}};
+  std::vector<std::uint8_t> bytes;
   for (const Pixel& pixel : pixels) {
-    bitmap.pixels.insert(bitmap.pixels.end(), pixel.begin(), pixel.end());
+    bytes.insert(bytes.end(), pixel.begin(), pixel.end());
   }
-  return bitmap;
+  return {static_cast<int>(pixels.size()), 1, std::move(bytes)};
 }
 
 TEST(PixelStats, TellsMeanBlackAndWhiteAndFamily) {
@@ -87,6 +88,10 @@ TEST(PixelStats, NamesColourFamilies) {
 
 TEST(PixelStats, RendersFilesFirst) {
   const TemporaryFolder folder;
+  const auto downscaled = [&](const char* name) {
+    return PixelStats::downscaled(testMedia(), {File::openForReading(folder / name)},
+                                  PixelStats::kSamplePixels);
+  };
   StillOptions options;
   options.width = 640;
   options.height = 320;
@@ -94,7 +99,7 @@ TEST(PixelStats, RendersFilesFirst) {
   for (const int orientation : {1, 6}) {
     options.metadata.orientation = orientation;
     makeStill(folder / "a.jpg", options);
-    const auto image = PixelStats::downscaled(folder / "a.jpg", PixelStats::kSamplePixels);
+    const auto image = downscaled("a.jpg");
     ASSERT_TRUE(image);
     EXPECT_EQ(image->width, orientation == 1 ? 64 : 32);
     const auto result = PixelStats::analyze(*image);
@@ -103,7 +108,7 @@ TEST(PixelStats, RendersFilesFirst) {
     EXPECT_EQ(result->colorFamily, "Red");
   }
   writeText(folder / "text.jpg", "no picture");
-  EXPECT_FALSE(PixelStats::downscaled(folder / "text.jpg", PixelStats::kSamplePixels));
+  EXPECT_FALSE(downscaled("text.jpg"));
 }
 
 }  // namespace

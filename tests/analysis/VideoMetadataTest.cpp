@@ -7,6 +7,7 @@
 #include "analysis/VideoMetadata.h"
 #include "tests/support/ClipMaker.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/TestMedia.h"
 
 namespace vaultmere {
 namespace {
@@ -29,8 +30,8 @@ TEST(VideoMetadata, IsReadFromAFileInOnePass) {
   expected.captureDate = "2021-06-01T19:11:12";
   expected.gpsLat = 37.3317;
   expected.gpsLon = -122.0307;
-  EXPECT_EQ(VideoMetadata::read(folder / "clip.mov"), expected);
-  EXPECT_EQ(VideoMetadata::read(folder / "missing.mov"), VideoMetadata{});
+  EXPECT_EQ(VideoMetadata::read(testMedia(), {File::openForReading(folder / "clip.mov")}),
+            expected);
   ::unsetenv("TZ");
 }
 

@@ -18,7 +18,10 @@ int runUntilSignal(const Archive& archive, std::chrono::milliseconds quitTimeout
       std::raise(SIGTERM);
     }
   });
-  return runHeadless({archive.sources().string(), archive.root().string()}, quitTimeout);
+  AppDirectories directories = AppDirectories::ofUser();
+  directories.helpers = testMediaOptions().process.program.parent_path();
+  return runHeadless({archive.sources().string(), archive.root().string()}, directories,
+                     quitTimeout);
 }
 
 TEST(HeadlessRun, KilledAtAnyStepItHealsAtTheNextRun) {

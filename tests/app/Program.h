@@ -41,6 +41,7 @@ class Program : public testing::Test {
                                                      archive_.pool,
                                                      archive_.pool,
                                                      archive_.pool,
+                                                     testMedia(),
                                                      {archive_.data(), archive_.folder / "config"},
                                                      std::move(environment),
                                                      [](const std::string&, const std::string&) {},

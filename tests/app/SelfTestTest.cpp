@@ -16,7 +16,7 @@ TEST(SelfTest, RowsHaveAbsoluteNormalPathsHoweverTheArchiveIsGiven) {
     const fs::path before = fs::current_path();
     fs::create_directories(archive.root() / "new");
     fs::current_path(archive.folder.path());
-    SelfTest{archive.catalog, {archive.data()}, nullptr, {}}.run("sources", given);
+    SelfTest{archive.catalog, {archive.data()}, testMedia(), nullptr, {}}.run("sources", given);
     fs::current_path(before);
     EXPECT_TRUE(log.contains("SELFTEST_END count=1 redup=1/1"));
     const std::string path = archive.catalog->viewContext().perform([](Connection& connection) {

@@ -4,6 +4,7 @@
 #include "tests/gallery/GalleryFixture.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/StillMaker.h"
+#include "tests/support/TestMedia.h"
 
 namespace vaultmere {
 namespace {
@@ -40,9 +41,9 @@ class CatalogGalleryTest : public GalleryFixture {
   const std::shared_ptr<const VaultmereCatalog> catalog_ = std::make_shared<VaultmereCatalog>(
       VaultmereCatalog::Options{folder_ / "data", nullptr, [](std::chrono::milliseconds) {}},
       pool_);
-  const std::shared_ptr<ThumbnailProvider> thumbnails_ =
-      std::make_shared<ThumbnailProvider>(folder_ / "cache", ThumbnailProvider::Pools{pool_, pool_},
-                                          std::make_shared<AsyncSemaphore>(pool_, 2));
+  const std::shared_ptr<ThumbnailProvider> thumbnails_ = std::make_shared<ThumbnailProvider>(
+      folder_ / "cache", testMedia(), ThumbnailProvider::Pools{pool_, pool_},
+      std::make_shared<AsyncSemaphore>(pool_, 2));
   const std::shared_ptr<CatalogGallery> gallery_ =
       std::make_shared<CatalogGallery>(catalog_, thumbnails_);
 };

@@ -15,6 +15,7 @@
 #include "platform/Sha256.h"
 #include "tests/support/FileTools.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/TestMedia.h"
 
 namespace vaultmere {
 
@@ -46,6 +47,7 @@ struct Archive {
 
   [[nodiscard]] Ingestor::Options options() const {
     return {.root = {root(), nullptr},
+            .media = testMedia(),
             .gate = nullptr,
             .neverScanned = {data()},
             .neverRemoved = {},

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "media/ByteView.h"
-#include "media/HeifBoxes.h"
+#include "media/worker/ByteView.h"
+#include "media/worker/HeifBoxes.h"
 
 namespace vaultmere {
 

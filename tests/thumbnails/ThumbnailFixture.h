@@ -15,6 +15,7 @@
 #include "tests/support/RawMaker.h"
 #include "tests/support/StillMaker.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/TestMedia.h"
 #include "thumbnails/ThumbnailProvider.h"
 
 namespace vaultmere {
@@ -100,7 +101,8 @@ class ThumbnailFixture : public testing::Test {
   TemporaryFolder folder_;
   ThreadPool pool_{2};
   std::shared_ptr<ThumbnailProvider> makeProvider() {
-    return std::make_shared<ThumbnailProvider>(cache(), ThumbnailProvider::Pools{pool_, pool_});
+    return std::make_shared<ThumbnailProvider>(cache(), testMedia(),
+                                               ThumbnailProvider::Pools{pool_, pool_});
   }
   std::shared_ptr<ThumbnailProvider> provider_ = makeProvider();
 

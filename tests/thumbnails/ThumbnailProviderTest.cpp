@@ -2,7 +2,7 @@
 #include <cerrno>
 #include <latch>
 
-#include "media/ImageDecoder.h"
+#include "tests/support/DecodeFile.h"
 #include "tests/support/FaultPlan.h"
 #include "tests/thumbnails/ThumbnailFixture.h"
 
@@ -19,16 +19,16 @@ class ThumbnailProviderTest : public ThumbnailFixture {
   void holdTheOnlySlot() {
     slots_ = std::make_shared<AsyncSemaphore>(onePool_, 1);
     provider_ = std::make_shared<ThumbnailProvider>(
-        cache(), ThumbnailProvider::Pools{onePool_, onePool_}, slots_);
+        cache(), testMedia(), ThumbnailProvider::Pools{onePool_, onePool_}, slots_);
     std::promise<void> taken;
     slots_->wait([&] { taken.set_value(); });
     taken.get_future().wait();
   }
 
-  /// Whether a request opens the original. If so, that fails.
-  bool opensOriginal(const PhotoRef& ref) {
+  /// Whether a request has the original decoded. If so, that fails.
+  bool decodesOriginal(const PhotoRef& ref) {
     const auto plan =
-        FaultPlan::failing("open", 1, EIO, fs::path(*ref.archivePath).filename().native());
+        FaultPlan::failing("decode", 1, EIO, fs::path(*ref.archivePath).filename().native());
     (void)request(ref);
     (void)display(ref);
     return plan.wasHit();
@@ -47,7 +47,7 @@ TEST_F(ThumbnailProviderTest, ShowsWhatIsCachedWithoutTheArchive) {
   EXPECT_EQ(describe(shown.get()), "400x300 RGBY");
   EXPECT_EQ(provider_->cached(made), shown);
   provider_->setArchiveOnline(false);
-  EXPECT_FALSE(opensOriginal(missed)) << "a dead drive would hold the thread";
+  EXPECT_FALSE(decodesOriginal(missed)) << "a dead drive would hold the thread";
   EXPECT_EQ(thumbnail(missed) + display(missed) + displayData(missed),
             "unavailableunavailablenone");
   provider_->setArchiveOnline(true);
@@ -79,7 +79,7 @@ TEST_F(ThumbnailProviderTest, DecodesAnUndecodableFileAgainOnlyForAReason) {
   const struct {
     const char* name;
     std::function<void()> change;
-    bool isOpened;
+    bool isDecoded;
   } rows[] = {
       {"asked again", [] {}, false},
       {"next start", [&] { restart(); }, false},
@@ -101,7 +101,7 @@ TEST_F(ThumbnailProviderTest, DecodesAnUndecodableFileAgainOnlyForAReason) {
     EXPECT_EQ(thumbnail(broken), "undecodable") << row.name;
     EXPECT_EQ(display(broken), "undecodable") << row.name;
     row.change();
-    EXPECT_EQ(opensOriginal(broken), row.isOpened) << row.name;
+    EXPECT_EQ(decodesOriginal(broken), row.isDecoded) << row.name;
   }
   EXPECT_EQ(thumbnail(broken), "undecodable");
   unplug();
@@ -110,24 +110,12 @@ TEST_F(ThumbnailProviderTest, DecodesAnUndecodableFileAgainOnlyForAReason) {
 
 TEST_F(ThumbnailProviderTest, DoesNotTakeAFailingDriveForAnUndecodableFile) {
   const PhotoRef ref = item(1, "a.jpg");
-  const struct {
-    const char* bytes;
-    const char* step;
-    std::size_t number;
-    const char* state;
-  } rows[] = {
-      {"no picture", "open", 2, "unavailable"},  // the first one is the decoder's
-      {"no picture", "read", 2, "unavailable"},
-      {"", "open", 1, "400x300 RGBY"},  // a short disturbance
-  };
-  for (const auto& row : rows) {
-    provider_->clearCache();
-    *row.bytes == '\0' ? void(fs::rename(*picture(2).archivePath, *ref.archivePath))
-                       : writeText(*ref.archivePath, row.bytes);
-    const auto plan = FaultPlan::failing(row.step, row.number, EIO, "a.jpg");
-    EXPECT_EQ(thumbnail(ref), row.state) << row.step << row.bytes;
-    EXPECT_TRUE(plan.wasHit()) << row.step << row.bytes;
-    EXPECT_EQ(provider_->isSettled(ref.id), *row.bytes == '\0') << row.step;
+  writeText(*ref.archivePath, "no picture");
+  for (const char* step : {"open", "decode", "read"}) {
+    const auto plan = FaultPlan::failing(step, 1, EIO, "a.jpg");
+    EXPECT_EQ(thumbnail(ref), "unavailable") << step;
+    EXPECT_TRUE(plan.wasHit()) << step;
+    EXPECT_FALSE(provider_->isSettled(ref.id)) << step;
   }
 }
 

@@ -56,7 +56,7 @@ class ThumbnailWarmerTest : public ThumbnailFixture {
   }
   /// The originals that the next run opens.
   std::set<std::string> opened() {
-    const Strings files = seen("open", 4, 3);
+    const Strings files = seen("openat2", 4, 3);
     std::set<std::string> originals;
     std::copy_if(files.begin(), files.end(), std::inserter(originals, originals.end()),
                  [](const std::string& stem) { return stem.size() < 64; });

@@ -14,6 +14,7 @@
 #include "catalog/VaultmereCatalog.h"
 #include "tests/catalog/LibraryGenerator.h"
 #include "tests/support/ClipMaker.h"
+#include "tests/support/DecodeFile.h"
 #include "tests/support/StillMaker.h"
 
 namespace vaultmere {
@@ -67,7 +68,7 @@ Scene paint(const fs::path& folder, int number) {
   scene.original = write("original.jpg", 1280);
   scene.clip = folder / fmt::format("{}.mp4", number);
   makeClip(scene.clip, {.width = 640, .height = 480, .seconds = 0.3, .painter = painter});
-  const auto sample = PixelStats::downscaled(scene.thumbnail, PixelStats::kSamplePixels);
+  const auto sample = decodeScaled(scene.thumbnail, PixelStats::kSamplePixels);
   scene.colour = PixelStats::analyze(sample.value()).value();
   return scene;
 }

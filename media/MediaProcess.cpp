@@ -1,0 +1,211 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "media/MediaProcess.h"
+
+#include <fmt/format.h>
+
+#include <csignal>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+#include <system_error>
+
+#include "media/MediaExit.h"
+
+// NOLINTNEXTLINE(readability-redundant-declaration): unistd.h has it for some standards only
+extern "C" char** environ;
+
+namespace vaultmere {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+/// How often the memory of a process is looked at while it works.
+constexpr milliseconds kMemoryInterval{50};
+
+/// For the end of a process that has closed its socket.
+constexpr milliseconds kEndTimeout{2000};
+
+/// The locale; the libraries' own switches; in builds with sanitizers theirs.
+std::vector<std::string> mediaEnvironment() {
+  std::vector<std::string> variables{
+      // ImageMagick would map its files into memory, where a drive that is pulled
+      // out ends the process; a limit of none makes it read them.
+      "MAGICK_MAP_LIMIT=0",
+      // Several processes work at once, and each has one file at a time.
+      "OMP_NUM_THREADS=1",
+      "MALLOC_ARENA_MAX=2",
+  };
+  for (char** variable = environ; *variable != nullptr; ++variable) {
+    const std::string_view text = *variable;
+    const std::string_view name = text.substr(0, text.find('='));
+    if (name == "LANG" || name == "LANGUAGE" || name.starts_with("LC_") ||
+        name.ends_with("SAN_OPTIONS")) {
+      variables.emplace_back(text);
+    }
+  }
+  return variables;
+}
+
+std::string signalName(int signal) {
+  const char* name = ::sigabbrev_np(signal);
+  return name == nullptr ? std::to_string(signal) : fmt::format("SIG{}", name);
+}
+
+}  // namespace
+
+/// Ends an answer half-way.
+struct MediaProcess::Failure {
+  MediaFailure kind;
+  std::string words;
+};
+
+MediaProcess::MediaProcess(Options options)
+    : MediaProcess(std::move(options), PacketSocket::makePair()) {}
+
+MediaProcess::MediaProcess(Options options, std::pair<PacketSocket, PacketSocket> ends)
+    : options_(std::move(options)), socket_(std::move(ends.first)), process_([&]() -> ChildProcess {
+        try {
+          return ChildProcess({.program = options_.program,
+                               .arguments = options_.arguments,
+                               .environment = mediaEnvironment(),
+                               .descriptor = ends.second.descriptor()});
+        } catch (const FileError& error) {
+          throw MediaError(error.what());
+        }
+      }()) {}
+
+void MediaProcess::awaitReady() {
+  if (isReady_) {
+    return;
+  }
+  const auto fail = [&](const std::string& words) {
+    process_.kill();
+    throw MediaError(fmt::format("start “{}”: {}", options_.program.native(), words));
+  };
+  try {
+    auto [reply, descriptor] = nextReply(steady_clock::now() + options_.startTimeout);
+    auto* ready = std::get_if<MediaReady>(&reply);
+    if (ready == nullptr) {
+      fail("it is of another version");
+    } else {
+      ready_ = std::move(*ready);
+      isReady_ = true;
+    }
+  } catch (const Failure& failure) {
+    fail(failure.words);
+  }
+}
+
+MediaProcess::Outcome MediaProcess::ask(const File& file, const MediaRequest& request,
+                                        milliseconds timeout) {
+  Outcome outcome;
+  outcome.answer.pictures.resize(request.pictures.size());
+  ++requests_;
+  try {
+    try {
+      socket_.send(encodeMediaRequest(request), file.descriptor(), false);
+    } catch (const std::system_error&) {
+      throw endFailure();
+    }
+    readAnswer(request, outcome.answer, steady_clock::now() + timeout);
+  } catch (const Failure& failure) {
+    process_.kill();
+    outcome.answer.failure = failure.kind;
+    outcome.failure = failure.words;
+  }
+  return outcome;
+}
+
+void MediaProcess::readAnswer(const MediaRequest& request, MediaAnswer& answer,
+                              steady_clock::time_point until) {
+  const Failure wrong{MediaFailure::answeredWrongly, "decoder answered wrongly"};
+  if (request.wantsProperties) {
+    auto [reply, descriptor] = nextReply(until);
+    auto* facts = std::get_if<MediaFacts>(&reply);
+    if (facts == nullptr || descriptor.get() >= 0) {
+      throw wrong;
+    }
+    answer.still = std::move(facts->still);
+    answer.video = std::move(facts->video);
+  }
+  for (std::size_t i = 0; i < request.pictures.size(); ++i) {
+    auto [reply, descriptor] = nextReply(until);
+    const auto* head = std::get_if<MediaPictureHead>(&reply);
+    if (head == nullptr) {
+      if (!std::holds_alternative<MediaNoPicture>(reply)) {
+        throw wrong;
+      }
+      continue;
+    }
+    const PictureRequest& wanted = request.pictures[i];
+    const auto pixelBytes =
+        static_cast<std::uint64_t>(head->width) * static_cast<std::uint64_t>(head->height) * 4;
+    if (head->width > wanted.maxPixels || head->height > wanted.maxPixels ||
+        (!wanted.jpegQuality && head->bytes != pixelBytes)) {
+      throw wrong;
+    }
+    try {
+      answer.pictures[i] = {head->width, head->height,
+                            PixelBuffer(mapSealed(std::move(descriptor), head->bytes))};
+    } catch (const FileError& error) {
+      throw error.code() == ENOMEM ? Failure{MediaFailure::tooMuchMemory, "too much memory"}
+                                   : wrong;
+    }
+  }
+}
+
+std::pair<MediaReply, Descriptor> MediaProcess::nextReply(steady_clock::time_point until) {
+  auto received = receive(until);
+  auto reply = parseMediaReply(received.packet.bytes);
+  if (!reply) {
+    throw Failure{MediaFailure::answeredWrongly, "decoder answered wrongly"};
+  }
+  return {std::move(*reply), std::move(received.packet.descriptor)};
+}
+
+/// The next message; a failure when there is none, or the process is to be killed.
+PacketSocket::Received MediaProcess::receive(steady_clock::time_point until) {
+  for (;;) {
+    const auto left = std::chrono::ceil<milliseconds>(until - steady_clock::now());
+    if (left <= milliseconds::zero()) {
+      throw Failure{MediaFailure::tookTooLong, "took too long"};
+    }
+    try {
+      auto received = socket_.receive(kMaxMediaMessageBytes, std::min(left, kMemoryInterval));
+      if (received.state == PacketSocket::State::packet) {
+        return received;
+      }
+      if (received.state == PacketSocket::State::closed) {
+        throw endFailure();
+      }
+    } catch (const std::system_error&) {
+      throw Failure{MediaFailure::answeredWrongly, "decoder answered wrongly"};
+    }
+    if (process_.residentBytes() > options_.maxResidentBytes) {
+      throw Failure{MediaFailure::tooMuchMemory, "too much memory"};
+    }
+  }
+}
+
+/// Why the process has closed its socket.
+MediaProcess::Failure MediaProcess::endFailure() {
+  const auto end = process_.wait(kEndTimeout);
+  if (!end) {
+    return {MediaFailure::crashed, "decoder closed its connection"};
+  }
+  if (end->signal == 0 && end->status == kMediaExitMemory) {
+    return {MediaFailure::tooMuchMemory, "too much memory"};
+  }
+  return {MediaFailure::crashed, end->signal != 0
+                                     ? fmt::format("decoder crashed ({})", signalName(end->signal))
+                                     : fmt::format("decoder ended (status {})", end->status)};
+}
+
+bool MediaProcess::end(milliseconds timeout) {
+  process_.kill();
+  return process_.wait(timeout).has_value();
+}
+
+}  // namespace vaultmere

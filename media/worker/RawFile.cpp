@@ -1,0 +1,143 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "media/worker/RawFile.h"
+
+#include <fmt/format.h>
+#include <libraw/libraw.h>
+
+#include <array>
+#include <chrono>
+#include <ctime>
+
+namespace vaultmere {
+namespace {
+
+constexpr unsigned kMaxRawMegabytes = 1024;
+
+/// No real file takes this long to read or develop.
+constexpr std::chrono::minutes kMaxRawTime{5};
+
+/// The EXIF code for LibRaw's flip: bits for mirrored, upside down, transposed.
+int orientationOfFlip(int flip) {
+  constexpr std::array kCodes{1, 2, 4, 3, 5, 8, 6, 7};
+  return kCodes.at(static_cast<std::size_t>(flip & 7));
+}
+
+/// LibRaw has turned the EXIF text into a moment by the process's zone; the
+/// same zone gives the text back.
+std::string exifText(std::time_t moment) {
+  std::tm local{};
+  if (moment <= 0 || ::localtime_r(&moment, &local) == nullptr) {
+    return {};
+  }
+  return fmt::format("{:04}:{:02}:{:02} {:02}:{:02}:{:02}", local.tm_year + 1900, local.tm_mon + 1,
+                     local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec);
+}
+
+template <std::size_t N>
+std::string textOf(const char (&field)[N]) {
+  return {field, ::strnlen(field, N)};
+}
+
+RawHeader headerOf(const libraw_data_t& data) {
+  RawHeader header;
+  header.width = data.sizes.width;
+  header.height = data.sizes.height;
+  header.orientation = orientationOfFlip(data.sizes.flip);
+  header.make = textOf(data.idata.make);
+  header.model = textOf(data.idata.model);
+  header.lens = textOf(data.lens.Lens);
+  header.dateTime = exifText(data.other.timestamp);
+  header.iso = data.other.iso_speed;
+  header.fNumber = data.other.aperture;
+  header.exposureTime = data.other.shutter;
+  header.focalLength = data.other.focal_len;
+  return header;
+}
+
+}  // namespace
+
+struct RawFile::Reader {
+  // Its own handlers would print to standard error.
+  LibRaw raw{LIBRAW_OPIONS_NO_MEMERR_CALLBACK | LIBRAW_OPIONS_NO_DATAERR_CALLBACK};
+  std::chrono::steady_clock::time_point deadline = std::chrono::steady_clock::now() + kMaxRawTime;
+
+  Reader() {
+    libraw_output_params_t& params = raw.imgdata.params;
+    params.max_raw_memory_mb = kMaxRawMegabytes;
+    params.use_camera_wb = 1;
+    params.output_bps = 8;
+    params.user_flip = 0;  // the renderer rotates the few pixels that are left
+    params.user_qual = 0;  // the picture is scaled down in any case
+    raw.set_progress_handler(
+        [](void* self, LibRaw_progress, int, int) {
+          return std::chrono::steady_clock::now() > static_cast<Reader*>(self)->deadline ? 1 : 0;
+        },
+        this);
+  }
+};
+
+RawFile::RawFile(std::unique_ptr<Reader> reader)
+    : reader_(std::move(reader)), header_(headerOf(reader_->raw.imgdata)) {}
+
+RawFile::~RawFile() = default;
+
+std::unique_ptr<RawFile> RawFile::open(const File& file) {
+  try {
+    auto reader = std::make_unique<Reader>();
+    const std::string path = fmt::format("/proc/self/fd/{}", file.descriptor());
+    if (reader->raw.open_file(path.c_str()) != LIBRAW_SUCCESS) {
+      return nullptr;
+    }
+    return std::unique_ptr<RawFile>(new RawFile(std::move(reader)));
+  } catch (...) {
+    return nullptr;
+  }
+}
+
+std::span<const std::uint8_t> RawFile::preview() {
+  LibRaw& raw = reader_->raw;
+  const libraw_thumbnail_t& thumbnail = raw.imgdata.thumbnail;
+  try {
+    if (thumbnail.thumb == nullptr && raw.unpack_thumb() != LIBRAW_SUCCESS) {
+      return {};
+    }
+  } catch (...) {
+    return {};
+  }
+  if (thumbnail.tformat != LIBRAW_THUMBNAIL_JPEG || thumbnail.thumb == nullptr) {
+    return {};
+  }
+  return {reinterpret_cast<const std::uint8_t*>(thumbnail.thumb), thumbnail.tlength};
+}
+
+std::uint64_t RawFile::developBytes(bool half) const {
+  const libraw_image_sizes_t& sizes = reader_->raw.imgdata.sizes;
+  const auto area = [](std::uint64_t width, std::uint64_t height) { return width * height; };
+  constexpr std::uint64_t kSensorBytes = 2;
+  constexpr std::uint64_t kPixelBytes = 4 * 2 + 3;  // four channels of 16 bits, then RGB
+  return area(sizes.raw_width, sizes.raw_height) * kSensorBytes +
+         area(sizes.width, sizes.height) * kPixelBytes / (half ? 4 : 1);
+}
+
+std::optional<DevelopedRaw> RawFile::develop(bool half) {
+  LibRaw& raw = reader_->raw;
+  raw.imgdata.params.half_size = half ? 1 : 0;
+  try {
+    if (raw.unpack() != LIBRAW_SUCCESS || raw.dcraw_process() != LIBRAW_SUCCESS) {
+      return std::nullopt;
+    }
+    const std::unique_ptr<libraw_processed_image_t, void (*)(libraw_processed_image_t*)> image(
+        raw.dcraw_make_mem_image(), &LibRaw::dcraw_clear_mem);
+    if (!image || image->type != LIBRAW_IMAGE_BITMAP || image->bits != 8 ||
+        (image->colors != 1 && image->colors != 3)) {
+      return std::nullopt;
+    }
+    DevelopedRaw result{image->width, image->height, image->colors, {}};
+    result.pixels.assign(image->data, image->data + image->data_size);
+    return result;
+  } catch (...) {
+    return std::nullopt;
+  }
+}
+
+}  // namespace vaultmere

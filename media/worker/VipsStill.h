@@ -1,0 +1,109 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "media/Bitmap.h"
+#include "media/worker/ImageFormat.h"
+#include "platform/Files.h"
+
+// NOLINTBEGIN(bugprone-reserved-identifier): the library's own names
+struct _VipsImage;
+struct _VipsSource;
+// NOLINTEND(bugprone-reserved-identifier)
+
+// libvips for the image files of this directory.
+namespace vaultmere {
+
+/// Starts the library once, with its cache off and one thread an image (several
+/// images run at once), and keeps its warnings off standard error.
+void prepareVips();
+
+struct VipsRelease {
+  void operator()(_VipsImage* image) const noexcept;
+  void operator()(_VipsSource* source) const noexcept;
+};
+using VipsImageHandle = std::unique_ptr<_VipsImage, VipsRelease>;
+
+/// The library's words for what has gone wrong last, taken out of its buffer.
+[[nodiscard]] std::string takeVipsError();
+
+/// A still that can be opened several times, each time by the one loader of its
+/// container. One thread at a time.
+class VipsStill {
+ public:
+  /// `file` must stay open as long as this and what it has opened.
+  VipsStill(const File& file, const ImageFormat& format);
+  /// A JPEG in memory, which must stay as long.
+  explicit VipsStill(std::span<const std::uint8_t> jpeg);
+
+  /// Opens the first image as far as its header; pixels are decoded when they
+  /// are asked for. `shrink` is 1, 2, 4 or 8 and only used by the loaders that
+  /// save work by it, see `canShrink`. Null when the loader refuses.
+  [[nodiscard]] VipsImageHandle open(int shrink = 1) const;
+
+  /// Opens the small picture that a HEIC may have beside its image, rotated by the
+  /// container like the image; it opens the image when there is none. Null for
+  /// other containers.
+  [[nodiscard]] VipsImageHandle openThumbnail() const;
+
+  /// True when decoding at a half, a quarter or an eighth costs less.
+  [[nodiscard]] bool canShrink() const;
+
+ private:
+  ImageFormat format_;
+  std::unique_ptr<_VipsSource, VipsRelease> source_;
+  std::string magickName_;  ///< for the two containers that ImageMagick reads
+};
+
+struct PixelSize {
+  int width = 0;
+  int height = 0;
+};
+
+/// The header of an opened image.
+struct VipsHeader {
+  PixelSize size;
+  int orientation = 1;  ///< EXIF code of the rotation that is still to be applied
+  std::uint64_t bytesPerPixel = 0;
+  /// The decoder keeps all coefficients: a progressive JPEG.
+  bool keepsCoefficients = false;
+};
+[[nodiscard]] VipsHeader headerOf(const VipsImageHandle& image);
+
+/// A block of metadata that the loader has found, such as "exif-data"; empty
+/// when there is none.
+[[nodiscard]] std::string blockOf(const VipsImageHandle& image, const char* name);
+
+/// An image over pixels of 1 or 3 bytes each, which must outlive it. Null when
+/// there are too few of them.
+[[nodiscard]] VipsImageHandle imageOver(std::span<const std::uint8_t> pixels, int width, int height,
+                                        int bands);
+
+/// When a decode is cancelled, before the process is killed for taking too long.
+struct Deadline {
+  std::chrono::steady_clock::time_point at =
+      std::chrono::steady_clock::now() + std::chrono::seconds(8);
+
+  [[nodiscard]] bool isOver() const { return std::chrono::steady_clock::now() > at; }
+};
+
+/// The rows of a damaged image that can be decoded, and grey for the others, in
+/// memory. Null when not even the first can, and when it takes too long.
+[[nodiscard]] VipsImageHandle readableRows(const VipsImageHandle& image, const Deadline& deadline);
+
+/// The size that an image of `size` is shown in: rotated by the EXIF code, its
+/// longer side at most `maxPixels`, neither side below 1, never enlarged.
+[[nodiscard]] PixelSize fitted(PixelSize size, int maxPixels, int orientation);
+
+/// Decodes an image, rotates it by the EXIF code and scales it to exactly `size`,
+/// in sRGB. Absent when that fails, or takes too long.
+[[nodiscard]] std::optional<Bitmap> render(const VipsImageHandle& image, PixelSize size,
+                                           int orientation, const Deadline& deadline);
+
+}  // namespace vaultmere
