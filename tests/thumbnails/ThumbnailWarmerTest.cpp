@@ -54,9 +54,9 @@ class ThumbnailWarmerTest : public ThumbnailFixture {
   Strings warm(std::size_t maxConcurrent, std::size_t batchSize) {
     return seen("rename", maxConcurrent, batchSize);
   }
-  /// The originals that the next run opens.
+  /// The originals that the next run looks into.
   std::set<std::string> opened() {
-    const Strings files = seen("openat2", 4, 3);
+    const Strings files = seen("decode", 4, 3);
     std::set<std::string> originals;
     std::copy_if(files.begin(), files.end(), std::inserter(originals, originals.end()),
                  [](const std::string& stem) { return stem.size() < 64; });
