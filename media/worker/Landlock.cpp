@@ -90,7 +90,7 @@ void allowReading(const Descriptor& ruleset, const char* path) {
 
 }  // namespace
 
-int restrictFiles() {
+int restrictFiles(std::span<const std::filesystem::path> readable) {
   const auto abi = static_cast<int>(
       ::syscall(SYS_landlock_create_ruleset, nullptr, 0, LANDLOCK_CREATE_RULESET_VERSION));
   if (abi < 1) {
@@ -104,6 +104,9 @@ int restrictFiles() {
   }
   for (const char* path : kReadable) {
     allowReading(ruleset, path);
+  }
+  for (const std::filesystem::path& path : readable) {
+    allowReading(ruleset, path.c_str());
   }
   if (kHasSanitizer) {
     for (const char* path : kReadableForSanitizer) {

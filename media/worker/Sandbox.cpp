@@ -134,7 +134,7 @@ SandboxReport lockIn(const SandboxOptions& options) {
   }
   limitResources(options);
   dropPrivileges();
-  report.landlockAbi = restrictFiles();
+  report.landlockAbi = restrictFiles(options.readable);
   report.isSeccompOn = filterSystemCalls();
   return report;
 }

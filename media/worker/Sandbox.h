@@ -2,7 +2,9 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <string>
+#include <vector>
 
 // The confinement of a process that decodes foreign media. A decoder that a
 // hostile file takes over has this process, and nothing beyond it.
@@ -31,6 +33,9 @@ struct SandboxOptions {
   std::uint64_t maxOpenFiles = 32;
   /// Runs only when nothing else wants the processor or the disk. Not to be undone.
   bool isBackground = false;
+  /// Files and folders, with what is in them, that stay readable besides the system's
+  /// libraries: the program's own configuration of a library. Missing ones are skipped.
+  std::vector<std::filesystem::path> readable{};
 };
 
 /// What the kernel had for it.
@@ -55,6 +60,9 @@ struct SandboxReport {
 ///   configuration, no TCP, no signals to others;
 /// - a filter of system calls, on all threads: what isn't needed fails with EPERM,
 ///   what no decoder could mean ends the process (SIGSYS).
+///
+/// Nothing can be written but files in memory: a library that keeps large pictures in
+/// temporary files must be told before to keep them in memory, or refuses them.
 ///
 /// What goes on working: threads, open descriptors (`read`, `pread`, `mmap`, `poll`,
 /// `sendmsg`, `recvmsg`), files in memory with their seals, also through their path

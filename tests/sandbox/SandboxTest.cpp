@@ -15,6 +15,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <future>
 #include <memory>
 #include <string>
 #include <thread>
@@ -311,6 +312,8 @@ TEST_F(Sandbox, LeavesWhatDecodingNeeds) {
   ASSERT_EQ(::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends), 0);
   const Descriptor first(ends[0]);
   const Descriptor second(ends[1]);
+  writeText(folder / "own" / "file", "the program's");
+  const SandboxOptions options{.isBackground = true, .readable = {folder / "own", "/missing"}};
   const Descriptor passed(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
   const std::string again = "/proc/self/fd/" + std::to_string(passed.get());
   const struct {
@@ -322,15 +325,33 @@ TEST_F(Sandbox, LeavesWhatDecodingNeeds) {
       {"a sealed file in memory", &sharingMemory, "works"},
       {"a passed file", [&] { return passing(ends, passed.get()); }, "works"},
       {"a passed file opened anew", [&] { return opening(again, O_RDONLY); }, "EACCES"},
+      {"a folder of the program's own", [&] { return opening(folder / "own" / "file", O_RDONLY); },
+       "works"},
       {"its own priority", [] { return ::sched_getscheduler(0) == SCHED_IDLE ? 0 : 1; }, "works"},
       {"a better one", [] { return errnoOf(::setpriority(PRIO_PROCESS, 0, 0)); }, "EPERM"},
   };
   for (const auto& row : rows) {
-    EXPECT_EQ(
-        endingOf([&] { return static_cast<void>(lockIn({.isBackground = true})), row.attempt(); }),
-        row.ending)
+    EXPECT_EQ(endingOf([&] { return static_cast<void>(lockIn(options)), row.attempt(); }),
+              row.ending)
         << row.name;
   }
+}
+
+TEST_F(Sandbox, EarlierThreadsAreFilteredAndReported) {
+  EXPECT_EQ(endingOf([&] {
+              std::promise<void> locked;
+              int ending = 0;
+              std::thread earlier([&] {
+                locked.get_future().wait();
+                ending = connecting(tcp);
+              });
+              const SandboxReport report = lockIn();
+              locked.set_value();
+              earlier.join();
+              const bool isReported = !report.gaps().empty() || kHasSanitizer;
+              return isReported ? ending : ENOTRECOVERABLE;
+            }),
+            "EPERM");
 }
 
 }  // namespace
