@@ -26,7 +26,7 @@ namespace vaultmere {
 namespace {
 
 constexpr std::uint64_t kMebibyte = std::uint64_t{1} << 20;
-constexpr std::uint64_t kMostData = 2048 * kMebibyte;
+constexpr std::uint64_t kMostData = 3072 * kMebibyte;
 constexpr std::uint64_t kLeastData = 768 * kMebibyte;
 
 template <typename Result>

@@ -10,10 +10,11 @@
 // hostile file takes over has this process, and nothing beyond it.
 namespace vaultmere {
 
-/// Private writable memory for a decoder's process: twice what one decode may
-/// take for pixels (`kMaxDecodeBytes`, 1 GiB), since the libraries keep a second
-/// copy while they rotate or convert. On a small machine half of its memory, but
-/// never less than a picture of 50 megapixels needs.
+/// Private writable memory for a decoder's process, in bytes: three times what one
+/// decode may take for pixels (`kMaxDecodeBytes`, 1 GiB), since an interlaced picture
+/// is whole in memory while it is converted, and its bitmap beside it. On a small
+/// machine half of its memory, but at least 768 MiB: what a progressive JPEG of 60
+/// megapixels takes.
 [[nodiscard]] std::uint64_t defaultMaxData();
 
 /// Sizes in bytes.
@@ -25,9 +26,10 @@ struct SandboxOptions {
   /// what a decode was seen to map; it only stops what reserves without end. No
   /// limit in builds with a sanitizer.
   std::uint64_t maxAddressSpace = std::uint64_t{16} << 30;
-  /// Of one file in memory (memfd): the pixels of one answer, or the copy of a
-  /// picture for a library that reads by path. Growing it further fails with EFBIG.
-  std::uint64_t maxFileSize = (std::uint64_t{1} << 30) + (std::uint64_t{1} << 20);
+  /// Of one file in memory (memfd), such as the pixels of one answer: those of the
+  /// largest RGB picture that is decoded, with a fourth byte each, and some more.
+  /// Growing it further fails with EFBIG.
+  std::uint64_t maxFileSize = std::uint64_t{3} << 29;
   /// Standard streams, the socket, a request's file, its answer, and what a library
   /// opens meanwhile; it bounds also how many files in memory there can be at once.
   std::uint64_t maxOpenFiles = 32;
