@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 
+#include "media/EmbeddedMetadata.h"
 #include "media/ImageDecoder.h"
 #include "media/ImageProperties.h"
 #include "media/RawFile.h"
@@ -130,6 +131,22 @@ TEST(SandboxedDecoding, EveryFormatIsShown) {
     ASSERT_EQ(endingOf([&] { return row.make(), 0; }), "works") << row.name;
     EXPECT_EQ(showConfined(path, row.show), "works") << row.name;
   }
+}
+
+TEST(SandboxedDecoding, PassedFilesAreReadByTheirDescriptor) {
+  const TemporaryFolder folder;
+  const fs::path path = folder / "sample.dng";
+  ASSERT_EQ(endingOf([&] { return makeDng(path), 0; }), "works");
+  EXPECT_EQ(
+      endingOf([&] {
+        const File file = File::openForReading(path);
+        static_cast<void>(lockIn());
+        ImageProperties properties;
+        readEmbeddedMetadata(file, {ImageContainer::raw, "image/x-adobe-dng", true}, properties);
+        const auto raw = RawFile::open(file);
+        return properties.tiff.contains("Make") && raw && raw->develop(false) ? 0 : EILSEQ;
+      }),
+      "works");
 }
 
 }  // namespace
