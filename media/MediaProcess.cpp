@@ -35,6 +35,8 @@ std::vector<std::string> mediaEnvironment() {
       "MAGICK_MAP_LIMIT=0",
       // Several processes work at once, and each has one file at a time.
       "OMP_NUM_THREADS=1",
+      // There are no temporary files: large pictures stay in memory.
+      "VIPS_DISC_THRESHOLD=2g",
       "MALLOC_ARENA_MAX=2",
   };
   for (char** variable = environ; *variable != nullptr; ++variable) {
