@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
-#include <ranges>
 #include <span>
 
 #include "platform/Calendar.h"
@@ -68,8 +67,8 @@ std::string tail(const File& file, std::size_t limit) {
   }
   std::string text;
   text.reserve(bytes);
-  for (const std::string& piece : pieces | std::views::reverse) {
-    text += piece;
+  for (auto piece = pieces.rbegin(); piece != pieces.rend(); ++piece) {
+    text += *piece;
   }
   return start == 0 ? text : text.substr(std::min(text.size(), text.find('\n')));
 }
