@@ -65,11 +65,11 @@ GroupAnalysis analyzeGroup(const AssetGroup& group, const PhotosMeta* meta, cons
   CaptureDateCandidates dates;
   if (isVideo) {
     const VideoMetadata metadata = VideoMetadata::read(group.primary);
-    photo.file() = metadata;
+    photo.file() = static_cast<const FileMetadata&>(metadata);
     dates.exif = metadata.captureDate;
   } else {
     const ImageMetadata metadata = ImageMetadata::read(group.primary);
-    photo.file() = metadata;
+    photo.file() = static_cast<const FileMetadata&>(metadata);
     takePixels(photo, group.primary, vision);
     dates.exif = metadata.dateTimeOriginal;
     dates.gps = metadata.gpsDateTime;

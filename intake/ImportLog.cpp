@@ -12,7 +12,7 @@ namespace vaultmere {
 namespace {
 
 /// The file is read backwards in pieces of this many bytes.
-constexpr std::int64_t kPiece = 64 * 1024;
+constexpr std::int64_t kPiece = std::int64_t{64} << 10;
 /// A line takes some 300 bytes. Further back than this nothing is read, so that
 /// a file without line breaks doesn't fill the memory.
 constexpr std::size_t kMaxRead = std::size_t{64} << 20;
