@@ -6,6 +6,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <string>
 #include <string_view>
@@ -25,6 +26,9 @@ namespace {
 std::vector<std::string> confine(bool isBackground) {
   vaultmere::SandboxOptions options;
   options.isBackground = isBackground;
+  if (const char* configuration = std::getenv("MAGICK_CONFIGURE_PATH")) {
+    options.readable.emplace_back(configuration);
+  }
   const std::string gaps = vaultmere::lockIn(options).gaps();
   return gaps.empty() ? std::vector<std::string>{} : std::vector{gaps};
 }
