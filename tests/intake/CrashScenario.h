@@ -67,9 +67,9 @@ struct Sources {
 };
 
 /// Runs `run` in a process of its own that is killed at its n-th step, for each
-/// n that it has; then once more to its end, after which everything must be as
-/// if nothing had happened.
-inline void killAtEveryStep(const std::function<void(Archive&)>& run) {
+/// n that it has, or each `stride`-th; then once more to its end, after which
+/// everything must be as if nothing had happened.
+inline void killAtEveryStep(const std::function<void(Archive&)>& run, std::size_t stride = 1) {
   const auto inChild = [&](Archive& archive, std::size_t number) {
     const pid_t child = ::fork();
     if (child == 0) {
@@ -83,7 +83,7 @@ inline void killAtEveryStep(const std::function<void(Archive&)>& run) {
   };
   constexpr std::size_t never = 0;
   bool wasKilled = true;
-  for (std::size_t number = 1; wasKilled && !testing::Test::HasFailure(); ++number) {
+  for (std::size_t number = 1; wasKilled && !testing::Test::HasFailure(); number += stride) {
     SCOPED_TRACE(number);
     Archive archive;
     const Sources sources(archive);
