@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "care/DuplicateMember.h"
+
+#include <algorithm>
+#include <numeric>
+#include <string_view>
+
+#include "analysis/MediaTypes.h"
+
+namespace vaultmere {
+namespace {
+
+std::int64_t formatRank(std::string_view ext) {
+  ext.remove_prefix(ext.empty() ? 0 : 1);
+  if (isRaw(ext)) {
+    return 4;
+  }
+  if (ext == "heic" || ext == "heif" || ext == "avif") {
+    return 3;
+  }
+  return ext == "png" || ext == "tiff" || ext == "tif" ? 2 : 1;
+}
+
+}  // namespace
+
+KeeperRank keeperRank(const DuplicateMember& member) {
+  return {std::int64_t{member.width} * member.height, member.fromPhotos ? 1 : 0,
+          formatRank(member.ext), member.hasCamera ? 1 : 0, member.sizeBytes};
+}
+
+void rankMembers(std::vector<DuplicateMember>& members) {
+  std::stable_sort(members.begin(), members.end(),
+                   [](const auto& a, const auto& b) { return keeperRank(a) > keeperRank(b); });
+}
+
+const DuplicateMember& stackTarget(const std::vector<DuplicateMember>& members) {
+  const auto live = std::find_if(members.begin(), members.end(), [](const auto& member) {
+    return member.ref.mediaType == "live_photo";
+  });
+  if (live != members.end()) {
+    return *live;
+  }
+  const auto rendered = std::find_if(members.begin(), members.end(),
+                                     [](const auto& member) { return !member.isRaw; });
+  return rendered != members.end() ? *rendered : members.front();
+}
+
+std::int64_t reclaimableBytes(const std::vector<DuplicateMember>& members) {
+  return std::accumulate(
+      members.begin() + (members.empty() ? 0 : 1), members.end(), std::int64_t{0},
+      [](std::int64_t sum, const auto& member) { return sum + member.sizeBytes; });
+}
+
+}  // namespace vaultmere
