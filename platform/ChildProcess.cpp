@@ -101,6 +101,13 @@ ChildProcess::ChildProcess(const Options& options) {
   plan.startAfresh();
   id_ = plan.run(options);
   handle_ = Descriptor(static_cast<int>(::syscall(SYS_pidfd_open, id_, 0)));
+  if (handle_.get() < 0) {
+    const int error = errno;
+    kill();
+    while (::waitpid(id_, nullptr, 0) < 0 && errno == EINTR) {
+    }
+    throw FileError("start", options.program, error);
+  }
 }
 
 ChildProcess::~ChildProcess() {
