@@ -28,7 +28,7 @@ using std::chrono::steady_clock;
 constexpr milliseconds kMemoryInterval{50};
 
 /// For the end of a process that has closed its socket.
-constexpr milliseconds kEndTimeout{2000};
+constexpr milliseconds kEndTimeout{500};
 
 /// What the head of a JPEG file and its tables may take beside the pixels.
 constexpr std::uint64_t kJpegOverhead = std::uint64_t{64} << 10;
