@@ -6,7 +6,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
+#include <thread>
 #include <vector>
 
 #include "platform/FaultPoint.h"
@@ -59,6 +61,11 @@ fs::path installedFolder(const char* name) {
   return fs::is_directory(installed, unknown) ? installed : program;
 }
 
+/// A process that was being started when the program was killed holds what the
+/// program had open until it has become another program.
+constexpr std::chrono::milliseconds kLockTimeout{500};
+constexpr std::chrono::milliseconds kLockInterval{5};
+
 }  // namespace
 
 AppDirectories AppDirectories::ofUser() {
@@ -69,9 +76,14 @@ AppDirectories AppDirectories::ofUser() {
 std::optional<InstanceLock> InstanceLock::acquire(const fs::path& folder) {
   makePrivateFolder(folder);
   File file = File::openForAppending(folder / "lock");
+  const auto end = std::chrono::steady_clock::now() + kLockTimeout;
   int code = faultAt("flock", file.path());
   while (code == 0 && ::flock(file.descriptor(), LOCK_EX | LOCK_NB) == -1) {
     code = errno == EINTR ? 0 : errno;
+    if (code == EWOULDBLOCK && std::chrono::steady_clock::now() < end) {
+      std::this_thread::sleep_for(kLockInterval);
+      code = 0;
+    }
   }
   if (code == EWOULDBLOCK) {
     return std::nullopt;
