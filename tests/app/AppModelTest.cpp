@@ -58,6 +58,7 @@ TEST_F(AppModelTest, RefusesToFreezeWithoutTheMediaProgram) {
   }
   fs::create_symlink(testMediaOptions().process.program, program);
   EXPECT_EQ(drop({file}), "Imported: 1 new");
+  EXPECT_EQ(model.status(), "Ready");
   EXPECT_FALSE(fs::exists(file));
 }
 
