@@ -18,6 +18,11 @@ namespace {
 
 constexpr const char* kFolderName = "Vaultmere";
 
+/// When a program has been killed while it started another one, that one holds
+/// what it inherits until it begins: some milliseconds.
+constexpr int kLockAttempts = 10;
+constexpr std::chrono::milliseconds kLockInterval{20};
+
 std::optional<fs::path> absoluteVariable(const char* name) {
   const char* value = std::getenv(name);
   if (value == nullptr || *value != '/') {
@@ -61,11 +66,6 @@ fs::path installedFolder(const char* name) {
   return fs::is_directory(installed, unknown) ? installed : program;
 }
 
-/// A process that was being started when the program was killed holds what the
-/// program had open until it has become another program.
-constexpr std::chrono::milliseconds kLockTimeout{500};
-constexpr std::chrono::milliseconds kLockInterval{5};
-
 }  // namespace
 
 AppDirectories AppDirectories::ofUser() {
@@ -76,13 +76,13 @@ AppDirectories AppDirectories::ofUser() {
 std::optional<InstanceLock> InstanceLock::acquire(const fs::path& folder) {
   makePrivateFolder(folder);
   File file = File::openForAppending(folder / "lock");
-  const auto end = std::chrono::steady_clock::now() + kLockTimeout;
   int code = faultAt("flock", file.path());
+  int attempts = kLockAttempts;
   while (code == 0 && ::flock(file.descriptor(), LOCK_EX | LOCK_NB) == -1) {
-    code = errno == EINTR ? 0 : errno;
-    if (code == EWOULDBLOCK && std::chrono::steady_clock::now() < end) {
+    if (errno == EWOULDBLOCK && --attempts > 0) {
       std::this_thread::sleep_for(kLockInterval);
-      code = 0;
+    } else if (errno != EINTR) {
+      code = errno;
     }
   }
   if (code == EWOULDBLOCK) {

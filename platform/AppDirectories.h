@@ -28,8 +28,8 @@ struct AppDirectories {
 class InstanceLock {
  public:
   /// Makes the folder (0700) when it's missing. Absent when another process,
-  /// or this one, holds it, and still does half a second later. Throws FileError when the folder
-  /// can't be made or locked.
+  /// or this one, holds it. Throws FileError when the folder can't be made or
+  /// locked.
   [[nodiscard]] static std::optional<InstanceLock> acquire(const std::filesystem::path& folder);
 
  private:

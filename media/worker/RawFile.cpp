@@ -7,6 +7,9 @@
 #include <array>
 #include <chrono>
 #include <ctime>
+#include <optional>
+
+#include "media/worker/FileMapping.h"
 
 namespace vaultmere {
 namespace {
@@ -57,6 +60,7 @@ RawHeader headerOf(const libraw_data_t& data) {
 }  // namespace
 
 struct RawFile::Reader {
+  std::optional<FileMapping> bytes;  // outlives the library
   // Its own handlers would print to standard error.
   LibRaw raw{LIBRAW_OPIONS_NO_MEMERR_CALLBACK | LIBRAW_OPIONS_NO_DATAERR_CALLBACK};
   std::chrono::steady_clock::time_point deadline = std::chrono::steady_clock::now() + kMaxRawTime;
@@ -84,8 +88,10 @@ RawFile::~RawFile() = default;
 std::unique_ptr<RawFile> RawFile::open(const File& file) {
   try {
     auto reader = std::make_unique<Reader>();
-    const std::string path = fmt::format("/proc/self/fd/{}", file.descriptor());
-    if (reader->raw.open_file(path.c_str()) != LIBRAW_SUCCESS) {
+    const std::span<const std::uint8_t> bytes = reader->bytes.emplace(file).bytes();
+    // It takes memory that it could write to, and only reads.
+    auto* const start = const_cast<std::uint8_t*>(bytes.data());
+    if (reader->raw.open_buffer(start, bytes.size()) != LIBRAW_SUCCESS) {
       return nullptr;
     }
     return std::unique_ptr<RawFile>(new RawFile(std::move(reader)));

@@ -38,7 +38,8 @@ inline std::vector<std::pair<pid_t, char>> childProcesses() {
       continue;
     }
     std::ifstream in(entry.path() / "stat");
-    const std::string text{std::istreambuf_iterator<char>(in), {}};
+    std::string text;
+    std::getline(in, text);  // nothing if it is over by now
     const auto end = text.rfind(')');
     if (end != std::string::npos && std::stoi(text.substr(end + 4)) == ::getpid()) {
       children.emplace_back(std::stoi(name), text[end + 2]);

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
+#include <algorithm>
 #include <csignal>
 #include <functional>
 #include <future>
@@ -52,19 +53,29 @@ class MediaServiceTest : public testing::Test {
     const MediaAnswer answer = read("well");
     return answer.still && answer.pictures.at(0) && !answer.failure;
   }
+  /// Those that this test has started.
+  std::vector<std::pair<pid_t, char>> processes() const {
+    auto children = childProcesses();
+    std::erase_if(children, [&](const auto& child) {
+      return std::any_of(others.begin(), others.end(),
+                         [&](const auto& other) { return other.first == child.first; });
+    });
+    return children;
+  }
   /// The one process that runs, idle.
-  static pid_t theProcess() {
+  pid_t theProcess() const {
     std::vector<std::pair<pid_t, char>> children;
     EXPECT_TRUE(eventually([&] {
-      children = childProcesses();
+      children = processes();
       return children.size() == 1 && children[0].second == 'S';
     }));
     return children.at(0).first;
   }
-  static bool nothingRuns() {
-    return eventually([] { return childProcesses().empty(); });
+  bool nothingRuns() const {
+    return eventually([&] { return processes().empty(); });
   }
 
+  const std::vector<std::pair<pid_t, char>> others = childProcesses();  ///< of other tests
   TemporaryFolder folder;
   LogCapture log;
   std::unique_ptr<MediaService> media;
@@ -144,7 +155,7 @@ TEST_F(MediaServiceTest, AFaultCostsItsFileNoMoreThanItsAnswer) {
 
 TEST_F(MediaServiceTest, AProcessThatEndsBetweenTwoFilesCostsNone) {
   const std::pair<const char*, std::function<void()>> rows[] = {
-      {"killed", [] { ::kill(theProcess(), SIGKILL); }},
+      {"killed", [this] { ::kill(theProcess(), SIGKILL); }},
       {"answered, and ended", [this] { EXPECT_FALSE(read("answer-then-exit").failure); }},
       {"answered too much", [this] { EXPECT_FALSE(read("one-too-many").failure); }},
   };
@@ -154,7 +165,7 @@ TEST_F(MediaServiceTest, AProcessThatEndsBetweenTwoFilesCostsNone) {
     const pid_t before = theProcess();
     end();
     EXPECT_TRUE(eventually([&] {
-      const auto children = childProcesses();
+      const auto children = processes();
       return children.size() != 1 || children[0].second == 'Z' || children[0].second == 'S';
     }));
     EXPECT_TRUE(answersWell());
@@ -262,9 +273,9 @@ TEST_F(MediaServiceTest, TooManyOpenFilesAreNoFaultOfTheFile) {
     ::getrlimit(RLIMIT_NOFILE, &before);
     const rlimit few{100, before.rlim_max};
     ::setrlimit(RLIMIT_NOFILE, &few);
-    std::vector<Descriptor> others;
+    std::vector<Descriptor> filling;
     for (int next = ::dup(0); next >= 0; next = ::dup(0)) {
-      others.emplace_back(next);
+      filling.emplace_back(next);
     }
     EXPECT_THROW(static_cast<void>(media->read({file, "hash"}, everything())), MediaError);
     ::setrlimit(RLIMIT_NOFILE, &before);
@@ -283,8 +294,8 @@ TEST_F(MediaServiceTest, ProcessesInheritOneDescriptorAndNoSecrets) {
   EXPECT_EQ(answer.still->exif.at("folder"), PropertyValue("/"));
   EXPECT_EQ(answer.still->exif.at("descriptors"), PropertyValue("0 1 2 3 4 "));  // 4: its file
   const auto environment = std::get<std::string>(answer.still->exif.at("environment"));
-  EXPECT_NE(environment.find("LC_TIME=C "), std::string::npos);
-  for (const char* name : {"SECRET", "PATH=", "HOME=", "LD_"}) {
+  EXPECT_NE(environment.find(" LC_TIME=C "), std::string::npos);
+  for (const char* name : {" SECRET=", " PATH=", " HOME=", " LD_"}) {
     EXPECT_EQ(environment.find(name), std::string::npos) << environment;
   }
 }

@@ -70,10 +70,14 @@ struct Worker {
   }
 }
 
-[[noreturn]] void crash() {
-  std::raise(SIGSEGV);
-  std::abort();
+/// As without a sanitizer, which would end the process in its own way.
+[[noreturn]] void endBy(int signal) {
+  std::signal(signal, SIG_DFL);
+  std::raise(signal);
+  ::_exit(1);
 }
+
+[[noreturn]] void crash() { endBy(SIGSEGV); }
 
 [[noreturn]] void takeAllMemory() {
   constexpr std::size_t piece = std::size_t{4} << 20;
@@ -94,7 +98,7 @@ ImageProperties inherited() {
       descriptors += std::to_string(number) + " ";
     }
   }
-  std::string environment;
+  std::string environment = " ";
   for (char** variable = environ; *variable != nullptr; ++variable) {
     environment += std::string(*variable) + " ";
   }
@@ -110,7 +114,7 @@ using Fault = std::function<void(Worker&)>;
 /// What is wrong with a message in place of the properties, or of the picture.
 const std::map<std::string_view, Fault> kFaults{
     {"crash", [](Worker&) { crash(); }},
-    {"abort", [](Worker&) { std::abort(); }},
+    {"abort", [](Worker&) { endBy(SIGABRT); }},
     {"hang", [](Worker&) { hang(); }},
     {"memory", [](Worker&) { takeAllMemory(); }},
     {"no-memory", [](Worker&) { ::_exit(kMediaExitMemory); }},
