@@ -18,12 +18,12 @@
 namespace vaultmere {
 
 /// Media processes with faults: see tests/media/faulty/main.cpp. `start` is what
-/// they do at their start. All limits are short.
-inline MediaPool::Options faultyMediaOptions(const char* start = "") {
+/// they do at their start. Little memory is too much.
+inline MediaPool::Options faultyMediaOptions(std::string start = "") {
   using namespace std::chrono_literals;
   return {.process = {.program = VAULTMERE_FAULTY_MEDIA_PROGRAM,
                       .arguments = {start},
-                      .startTimeout = 300ms,
+                      .startTimeout = start == "never-ready" ? 100ms : 10s,
                       .maxResidentBytes = std::size_t{100} << 20},
           .idleTimeout = 1h};
 }
