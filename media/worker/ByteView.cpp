@@ -7,11 +7,10 @@
 
 namespace vaultmere {
 
-std::string readAt(const File& file, std::uint64_t offset, std::size_t count) {
-  std::string bytes(count, '\0');
+std::size_t readAt(const File& file, std::uint64_t offset, std::span<std::uint8_t> bytes) {
   std::size_t have = 0;
-  while (have < count) {
-    const ssize_t got = ::pread(file.descriptor(), bytes.data() + have, count - have,
+  while (have < bytes.size()) {
+    const ssize_t got = ::pread(file.descriptor(), bytes.data() + have, bytes.size() - have,
                                 static_cast<off_t>(offset + have));
     if (got < 0 && errno == EINTR) {
       continue;
@@ -21,7 +20,12 @@ std::string readAt(const File& file, std::uint64_t offset, std::size_t count) {
     }
     have += static_cast<std::size_t>(got);
   }
-  bytes.resize(have);
+  return have;
+}
+
+std::string readAt(const File& file, std::uint64_t offset, std::size_t count) {
+  std::string bytes(count, '\0');
+  bytes.resize(readAt(file, offset, {reinterpret_cast<std::uint8_t*>(bytes.data()), bytes.size()}));
   return bytes;
 }
 

@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "media/worker/ByteView.h"
+#include "media/worker/MetadataSource.h"
 #include "media/worker/XmpMapping.h"
 #include "platform/Text.h"
 
@@ -249,8 +250,8 @@ ImageHandle openImage(const File& file, const ImageFormat& format, std::string& 
     return nullptr;
   }
   if (bytes.empty()) {
-    const std::string path = fmt::format("/proc/self/fd/{}", file.descriptor());
-    return ImageHandle(Exiv2::ImageFactory::open(path, false).release());
+    return ImageHandle(
+        Exiv2::ImageFactory::open(Exiv2::BasicIo::AutoPtr(new MetadataSource(file))).release());
   }
   const auto* const data = reinterpret_cast<const Exiv2::byte*>(bytes.data());
   return ImageHandle(Exiv2::ImageFactory::open(data, static_cast<long>(bytes.size())).release());

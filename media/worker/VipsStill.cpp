@@ -2,11 +2,11 @@
 #include "media/worker/VipsStill.h"
 
 #include <fmt/format.h>
+#include <unistd.h>
 #include <vips/vips.h>
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <mutex>
 #include <stdexcept>
 #include <utility>
@@ -179,9 +179,6 @@ VipsImageHandle inSrgb(VipsImageHandle image) {
 void prepareVips() {
   static std::once_flag once;
   std::call_once(once, [] {
-    // ImageMagick would map its files into memory, where a drive that is pulled
-    // out ends the process; a limit of none makes it read them.
-    ::setenv("MAGICK_MAP_LIMIT", "0", 0);
     if (vips_init("vaultmere") != 0) {
       throw std::runtime_error("libvips: " + takeVipsError());
     }
@@ -206,8 +203,10 @@ VipsStill::VipsStill(const File& file, const ImageFormat& format) : format_(form
   prepareVips();
   const bool bmp = format.container == ImageContainer::bmp;
   if (bmp || format.container == ImageContainer::psd) {
-    // The prefix binds ImageMagick to one coder, whatever else the bytes look like.
-    magickName_ = fmt::format("{}:/proc/self/fd/{}", bmp ? "bmp" : "psd", file.descriptor());
+    // The prefix binds ImageMagick to one coder, whatever else the bytes look like. It
+    // reads the descriptor from where that stands, and opens no path.
+    magickName_ = fmt::format("{}:fd:{}", bmp ? "bmp" : "psd", file.descriptor());
+    descriptor_ = file.descriptor();
   } else {
     source_.reset(sourceOver(file, format.container));
   }
@@ -253,7 +252,9 @@ VipsImageHandle VipsStill::open(int shrink) const {
       break;
     case ImageContainer::bmp:
     case ImageContainer::psd:
-      vips_magickload(magickName_.c_str(), &image, "access", access, nullptr);
+      if (::lseek(descriptor_, 0, SEEK_SET) == 0) {
+        vips_magickload(magickName_.c_str(), &image, "access", access, nullptr);
+      }
       break;
   }
   if (image == nullptr) {

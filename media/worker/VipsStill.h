@@ -59,6 +59,7 @@ class VipsStill {
   ImageFormat format_;
   std::unique_ptr<_VipsSource, VipsRelease> source_;
   std::string magickName_;  ///< for the two containers that ImageMagick reads
+  int descriptor_ = -1;     ///< the same
 };
 
 struct PixelSize {
