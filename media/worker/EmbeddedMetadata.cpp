@@ -315,42 +315,58 @@ void mapRawSize(const Exiv2::ExifData& data, ImageProperties& properties) {
 
 }  // namespace
 
-void readEmbeddedMetadata(const File& file, const ImageFormat& format,
-                          ImageProperties& properties) {
+struct EmbeddedMetadata::Opened {
+  std::string bytes;
+  ImageHandle image;  // may look at `bytes`
+  bool isDamaged = false;
+};
+
+EmbeddedMetadata::EmbeddedMetadata(const File& file, const ImageFormat& format)
+    : container_(format.container) {
   prepareExiv2();
   try {
-    std::string bytes;
-    const ImageHandle image = openImage(file, format, bytes);
-    if (!image) {
+    auto opened = std::make_unique<Opened>();
+    opened->image = openImage(file, format, opened->bytes);
+    if (!opened->image) {
       return;
     }
     try {
-      image->readMetadata();
+      opened->image->readMetadata();
     } catch (const std::exception&) {
-      // A damaged file: what came before the damage has been kept.
+      opened->isDamaged = true;  // what came before the damage has been kept
     }
-    if (tellsSize(format.container)) {
-      mapSize(*image, properties);
-    } else if (format.container == ImageContainer::raw) {
-      mapRawSize(image->exifData(), properties);
-    }
-    mapExif(image->exifData(), properties);
-    mapXmp(image->xmpData(), properties);
+    opened_ = std::move(opened);
   } catch (const std::exception&) {
     // Not for this library, or gone while it was read.
   }
 }
 
-std::string largestPreview(const File& file, const ImageFormat& format) {
-  prepareExiv2();
+EmbeddedMetadata::~EmbeddedMetadata() = default;
+
+void EmbeddedMetadata::addTo(ImageProperties& properties) const {
+  if (!opened_) {
+    return;
+  }
+  const Exiv2::Image& image = *opened_->image;
   try {
-    std::string bytes;
-    const ImageHandle image = openImage(file, format, bytes);
-    if (!image) {
-      return {};
+    if (tellsSize(container_)) {
+      mapSize(image, properties);
+    } else if (container_ == ImageContainer::raw) {
+      mapRawSize(image.exifData(), properties);
     }
-    image->readMetadata();
-    const Exiv2::PreviewManager previews(*image);
+    mapExif(image.exifData(), properties);
+    mapXmp(image.xmpData(), properties);
+  } catch (const std::exception&) {
+    // What has been mapped stays.
+  }
+}
+
+std::string EmbeddedMetadata::largestPreview() const {
+  if (!opened_ || opened_->isDamaged) {
+    return {};
+  }
+  try {
+    const Exiv2::PreviewManager previews(*opened_->image);
     const Exiv2::PreviewPropertiesList list = previews.getPreviewProperties();  // smallest first
     for (auto at = list.rbegin(); at != list.rend(); ++at) {
       if (at->mimeType_ == "image/jpeg" && at->size_ <= kMaxPreviewBytes) {
@@ -359,7 +375,7 @@ std::string largestPreview(const File& file, const ImageFormat& format) {
       }
     }
   } catch (const std::exception&) {
-    // Not for this library, or damaged.
+    // Damaged.
   }
   return {};
 }

@@ -218,7 +218,30 @@ VipsStill::VipsStill(std::span<const std::uint8_t> jpeg)
   source_.reset(vips_source_new_from_memory(jpeg.data(), jpeg.size()));
 }
 
-VipsImageHandle VipsStill::open(int shrink) const {
+const VipsImageHandle& VipsStill::unread() {
+  if (!unread_) {
+    unread_ = load(1);
+  }
+  return unread_;
+}
+
+std::optional<VipsHeader> VipsStill::header() {
+  if (!header_) {
+    header_.emplace(unread() ? std::optional(headerOf(unread_)) : std::nullopt);
+  }
+  return *header_;
+}
+
+std::string VipsStill::block(const char* name) {
+  return unread() ? blockOf(unread_, name) : std::string();
+}
+
+VipsImageHandle VipsStill::open(int shrink) {
+  VipsImageHandle opened = std::move(unread_);
+  return opened && shrink == 1 ? std::move(opened) : load(shrink);
+}
+
+VipsImageHandle VipsStill::load(int shrink) const {
   VipsSource* source = source_.get();
   if (source == nullptr && magickName_.empty()) {
     return nullptr;

@@ -33,35 +33,6 @@ using VipsImageHandle = std::unique_ptr<_VipsImage, VipsRelease>;
 /// The library's words for what has gone wrong last, taken out of its buffer.
 [[nodiscard]] std::string takeVipsError();
 
-/// A still that can be opened several times, each time by the one loader of its
-/// container. One thread at a time.
-class VipsStill {
- public:
-  /// `file` must stay open as long as this and what it has opened.
-  VipsStill(const File& file, const ImageFormat& format);
-  /// A JPEG in memory, which must stay as long.
-  explicit VipsStill(std::span<const std::uint8_t> jpeg);
-
-  /// Opens the first image as far as its header; pixels are decoded when they
-  /// are asked for. `shrink` is 1, 2, 4 or 8 and only used by the loaders that
-  /// save work by it, see `canShrink`. Null when the loader refuses.
-  [[nodiscard]] VipsImageHandle open(int shrink = 1) const;
-
-  /// Opens the small picture that a HEIC may have beside its image, rotated by the
-  /// container like the image; it opens the image when there is none. Null for
-  /// other containers.
-  [[nodiscard]] VipsImageHandle openThumbnail() const;
-
-  /// True when decoding at a half, a quarter or an eighth costs less.
-  [[nodiscard]] bool canShrink() const;
-
- private:
-  ImageFormat format_;
-  std::unique_ptr<_VipsSource, VipsRelease> source_;
-  std::string magickName_;  ///< for the two containers that ImageMagick reads
-  int descriptor_ = -1;     ///< the same
-};
-
 struct PixelSize {
   int width = 0;
   int height = 0;
@@ -76,6 +47,49 @@ struct VipsHeader {
   bool keepsCoefficients = false;
 };
 [[nodiscard]] VipsHeader headerOf(const VipsImageHandle& image);
+
+/// A still that can be opened several times, each time by the one loader of its
+/// container. One thread at a time.
+class VipsStill {
+ public:
+  /// `file` must stay open as long as this and what it has opened.
+  VipsStill(const File& file, const ImageFormat& format);
+  /// A JPEG in memory, which must stay as long.
+  explicit VipsStill(std::span<const std::uint8_t> jpeg);
+
+  /// The first image's header, read once. Absent when the loader refuses.
+  [[nodiscard]] std::optional<VipsHeader> header();
+
+  /// A block of metadata beside that image, such as "exif-data"; empty when there is
+  /// none.
+  [[nodiscard]] std::string block(const char* name);
+
+  /// The first image; its pixels are decoded when they are asked for, from the top
+  /// and once. `shrink` is 1, 2, 4 or 8 and only used by the loaders that save work
+  /// by it, see `canShrink`. One at a time: the one that was opened before isn't to be
+  /// decoded any more. Null when the loader refuses.
+  [[nodiscard]] VipsImageHandle open(int shrink = 1);
+
+  /// Opens the small picture that a HEIC may have beside its image, rotated by the
+  /// container like the image; it opens the image when there is none. Null for
+  /// other containers.
+  [[nodiscard]] VipsImageHandle openThumbnail() const;
+
+  /// True when decoding at a half, a quarter or an eighth costs less.
+  [[nodiscard]] bool canShrink() const;
+
+ private:
+  [[nodiscard]] VipsImageHandle load(int shrink) const;
+  [[nodiscard]] const VipsImageHandle& unread();
+
+  ImageFormat format_;
+  std::unique_ptr<_VipsSource, VipsRelease> source_;
+  std::string magickName_;  ///< for the two containers that ImageMagick reads
+  int descriptor_ = -1;     ///< the same
+  /// Opened for its header; the next to be decoded in full size.
+  VipsImageHandle unread_;
+  std::optional<std::optional<VipsHeader>> header_;
+};
 
 /// A block of metadata that the loader has found, such as "exif-data"; empty
 /// when there is none.
