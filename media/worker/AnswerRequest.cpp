@@ -2,6 +2,7 @@
 #include "media/worker/AnswerRequest.h"
 
 #include <algorithm>
+#include <span>
 #include <string>
 #include <utility>
 
@@ -31,19 +32,22 @@ std::optional<Bitmap> pictureOf(VideoFile& video, const PictureRequest& request)
   return std::nullopt;
 }
 
+MemoryFile copyOf(std::span<const std::uint8_t> bytes) {
+  MemoryFile file(bytes.size());
+  std::copy(bytes.begin(), bytes.end(), file.bytes().begin());
+  return file;
+}
+
 /// The bytes that are to be sent of a picture; absent when there are none.
-std::optional<MemoryFile> bytesOf(Bitmap picture, const PictureRequest& request) {
+std::optional<MemoryFile> bytesOf(const Bitmap& picture, const PictureRequest& request) {
   if (!request.jpegQuality) {
-    const auto pixels = picture.pixels.file();
-    return pixels ? std::optional(std::move(*pixels)) : std::nullopt;
+    const auto& made = picture.pixels.file();
+    return made ? std::move(*made) : copyOf(picture.pixels.bytes());
   }
   const std::string jpeg = encodeJpeg(picture, *request.jpegQuality);
-  if (jpeg.empty()) {
-    return std::nullopt;
-  }
-  MemoryFile bytes(jpeg.size());
-  std::copy(jpeg.begin(), jpeg.end(), bytes.bytes().begin());
-  return bytes;
+  return jpeg.empty() ? std::nullopt
+                      : std::optional(copyOf(
+                            {reinterpret_cast<const std::uint8_t*>(jpeg.data()), jpeg.size()}));
 }
 
 template <typename Opened>

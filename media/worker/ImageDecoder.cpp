@@ -9,6 +9,8 @@
 #include <string>
 #include <utility>
 
+#include "media/worker/Rendering.h"
+
 namespace vaultmere {
 namespace {
 

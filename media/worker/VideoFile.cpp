@@ -7,9 +7,9 @@
 #include <string_view>
 
 #include "media/worker/FrameConverter.h"
+#include "media/worker/Rendering.h"
 #include "media/worker/VideoContainer.h"
 #include "media/worker/VideoDecoder.h"
-#include "media/worker/VipsStill.h"
 #include "platform/Text.h"
 
 extern "C" {

@@ -8,7 +8,6 @@
 #include <span>
 #include <string>
 
-#include "media/Bitmap.h"
 #include "media/worker/ImageFormat.h"
 #include "platform/Files.h"
 
@@ -36,6 +35,7 @@ using VipsImageHandle = std::unique_ptr<_VipsImage, VipsRelease>;
 struct PixelSize {
   int width = 0;
   int height = 0;
+  bool operator==(const PixelSize&) const = default;
 };
 
 /// The header of an opened image.
@@ -111,14 +111,5 @@ struct Deadline {
 /// The rows of a damaged image that can be decoded, and grey for the others, in
 /// memory. Null when not even the first can, and when it takes too long.
 [[nodiscard]] VipsImageHandle readableRows(const VipsImageHandle& image, const Deadline& deadline);
-
-/// The size that an image of `size` is shown in: rotated by the EXIF code, its
-/// longer side at most `maxPixels`, neither side below 1, never enlarged.
-[[nodiscard]] PixelSize fitted(PixelSize size, int maxPixels, int orientation);
-
-/// Decodes an image, rotates it by the EXIF code and scales it to exactly `size`,
-/// in sRGB. Absent when that fails, or takes too long.
-[[nodiscard]] std::optional<Bitmap> render(const VipsImageHandle& image, PixelSize size,
-                                           int orientation, const Deadline& deadline);
 
 }  // namespace vaultmere
