@@ -113,7 +113,8 @@ void ImportController::importDropped(std::vector<std::filesystem::path> location
     return;
   }
   dependencies_.begins();
-  const auto run = std::make_shared<Run>(ImportSource::drop, drops_.get_token());
+  const auto run =
+      std::make_shared<Run>(Run{.source = ImportSource::drop, .stop = drops_.get_token()});
   coordinator_->ingestDropped(
       std::move(locations), deleteSource, run->stop, observerOf(run),
       toMain_([this, run](const IngestCoordinator::BatchResult& batch) { endDrop(*run, batch); }));
@@ -130,7 +131,7 @@ bool ImportController::drainWatchedFolder(IngestCoordinator::InboxScan scan, std
   if (!coordinator_) {
     return false;
   }
-  const auto run = std::make_shared<Run>(ImportSource::watch, stop);
+  const auto run = std::make_shared<Run>(Run{.source = ImportSource::watch, .stop = stop});
   coordinator_->drainInbox(
       std::move(scan), std::move(stop), observerOf(run),
       toMain_([this, run, done = std::move(done)](const IngestCoordinator::BatchResult& batch) {

@@ -25,7 +25,7 @@ constexpr std::array<std::pair<std::string_view, bool Photo::*>, 8> kTypeFlags{{
 
 Photo rowOf(const AnalyzedPhoto& from) {
   Photo row;
-  static_cast<PhotoMetadata&>(row) = from;
+  static_cast<PhotoMetadata&>(row) = static_cast<const PhotoMetadata&>(from);
   row.processedAt = parseCatalogDate(from.processedAt);
   if (from.captureDate) {
     row.captureDate = parseCatalogDate(*from.captureDate);

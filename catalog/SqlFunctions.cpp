@@ -128,30 +128,34 @@ class ValueCounter {
   std::unordered_map<std::string, std::int64_t, TextHash, std::equal_to<>> texts_;
 };
 
-/// The aggregate's own memory holds a pointer, null before the first row.
-ValueCounter** slotOf(sqlite3_context* context, int bytes) {
-  return static_cast<ValueCounter**>(sqlite3_aggregate_context(context, bytes));
+/// What the library keeps for one aggregate, zeroed before the first row.
+struct Tally {
+  ValueCounter* counter;
+};
+
+Tally* tallyOf(sqlite3_context* context, int bytes) {
+  return static_cast<Tally*>(sqlite3_aggregate_context(context, bytes));
 }
 
 void tallyStep(sqlite3_context* context, int, sqlite3_value** arguments) {
   guarded(context, [&] {
-    ValueCounter** const slot = slotOf(context, sizeof(ValueCounter*));
-    if (slot == nullptr) {
+    Tally* const tally = tallyOf(context, sizeof(Tally));
+    if (tally == nullptr) {
       throw std::bad_alloc();
     }
-    if (*slot == nullptr) {
-      *slot = new ValueCounter;
+    if (tally->counter == nullptr) {
+      tally->counter = new ValueCounter;
     }
-    (*slot)->add(arguments[0]);
+    tally->counter->add(arguments[0]);
   });
 }
 
 /// Also called for a statement that ends before its last row.
 void tallyFinal(sqlite3_context* context) {
-  ValueCounter** const slot = slotOf(context, 0);
-  const std::unique_ptr<ValueCounter> tally(slot == nullptr ? nullptr : *slot);
+  const Tally* const tally = tallyOf(context, 0);
+  const std::unique_ptr<ValueCounter> counter(tally == nullptr ? nullptr : tally->counter);
   guarded(context, [&] {
-    const std::string json = tally ? tally->json() : "[]";
+    const std::string json = counter ? counter->json() : "[]";
     sqlite3_result_text64(context, json.data(), json.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
   });
 }

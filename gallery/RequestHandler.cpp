@@ -31,7 +31,8 @@ constexpr std::string_view kEmptyObject = "{}";
 HttpResponse shortResponse(std::string bytes) { return {.head = std::move(bytes)}; }
 
 HttpResponse jsonResponse(std::shared_ptr<const std::string> json) {
-  return {.head = okHead(kJson, json->size()), .body = std::move(json)};
+  std::string head = okHead(kJson, json->size());
+  return {.head = std::move(head), .body = std::move(json)};
 }
 
 HttpResponse fileResponse(std::string head, std::shared_ptr<File> file, std::uint64_t size) {

@@ -3,8 +3,6 @@
 
 #include <fmt/format.h>
 
-#include <ranges>
-
 #include "intake/ArchiveLayout.h"
 #include "intake/FileHash.h"
 #include "intake/VerifiedCopy.h"
@@ -39,8 +37,8 @@ Archiver::Presence Archiver::ensureArchived(const Item& item) const {
     // A file that came while we copied may be another one's motion file.
     presence = adopt(item, folders.back(), item.sourceGoes || !wasThere);
   }
-  for (const OpenFolder& folder : folders | std::views::reverse) {
-    flushes_->flush(folder);
+  for (auto folder = folders.rbegin(); folder != folders.rend(); ++folder) {
+    flushes_->flush(*folder);
   }
   return presence;
 }

@@ -81,11 +81,11 @@ GroupAnalysis analyzeGroup(const AssetGroup& group, const PhotosMeta* meta, Medi
   const MediaFile file{opened, photo.id};
   if (isVideo) {
     const VideoMetadata metadata = VideoMetadata::read(media, file);
-    photo.file() = metadata;
+    photo.file() = static_cast<const FileMetadata&>(metadata);
     dates.exif = metadata.captureDate;
   } else {
     const ImageMetadata metadata = readStill(photo, file, media, vision);
-    photo.file() = metadata;
+    photo.file() = static_cast<const FileMetadata&>(metadata);
     dates.exif = metadata.dateTimeOriginal;
     dates.gps = metadata.gpsDateTime;
   }

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
-#include <ranges>
 #include <span>
 
 #include "platform/Calendar.h"
@@ -13,7 +12,7 @@ namespace vaultmere {
 namespace {
 
 /// The file is read backwards in pieces of this many bytes.
-constexpr std::int64_t kPiece = 64 * 1024;
+constexpr std::int64_t kPiece = std::int64_t{64} << 10;
 /// A line takes some 300 bytes. Further back than this nothing is read, so that
 /// a file without line breaks doesn't fill the memory.
 constexpr std::size_t kMaxRead = std::size_t{64} << 20;
@@ -68,8 +67,8 @@ std::string tail(const File& file, std::size_t limit) {
   }
   std::string text;
   text.reserve(bytes);
-  for (const std::string& piece : pieces | std::views::reverse) {
-    text += piece;
+  for (auto piece = pieces.rbegin(); piece != pieces.rend(); ++piece) {
+    text += *piece;
   }
   return start == 0 ? text : text.substr(std::min(text.size(), text.find('\n')));
 }

@@ -106,7 +106,11 @@ void MediaPool::startLacking(Share& share, std::unique_lock<std::mutex>& lock) {
     std::unique_ptr<MediaProcess> process;
     std::string failure;
     try {
-      process = std::make_unique<MediaProcess>(options_.process);
+      MediaProcess::Options options = options_.process;
+      if (&share == &shareOf(Priority::background)) {
+        options.arguments.emplace_back(kBackgroundArgument);
+      }
+      process = std::make_unique<MediaProcess>(std::move(options));
     } catch (const std::exception& error) {
       failure = error.what();
     }

@@ -28,13 +28,17 @@ constexpr milliseconds kMemoryInterval{50};
 constexpr milliseconds kEndTimeout{2000};
 
 /// The locale; the libraries' own switches; in builds with sanitizers theirs.
-std::vector<std::string> mediaEnvironment() {
+std::vector<std::string> mediaEnvironment(const std::filesystem::path& program) {
   std::vector<std::string> variables{
       // ImageMagick would map its files into memory, where a drive that is pulled
       // out ends the process; a limit of none makes it read them.
       "MAGICK_MAP_LIMIT=0",
+      // Its limits, beside the program.
+      "MAGICK_CONFIGURE_PATH=" + (program.parent_path() / "imagemagick").native(),
       // Several processes work at once, and each has one file at a time.
       "OMP_NUM_THREADS=1",
+      // There are no temporary files: large pictures stay in memory.
+      "VIPS_DISC_THRESHOLD=2g",
       "MALLOC_ARENA_MAX=2",
   };
   for (char** variable = environ; *variable != nullptr; ++variable) {
@@ -69,7 +73,7 @@ MediaProcess::MediaProcess(Options options, std::pair<PacketSocket, PacketSocket
         try {
           return ChildProcess({.program = options_.program,
                                .arguments = options_.arguments,
-                               .environment = mediaEnvironment(),
+                               .environment = mediaEnvironment(options_.program),
                                .descriptor = ends.second.descriptor()});
         } catch (const FileError& error) {
           throw MediaError(error.what());

@@ -23,6 +23,9 @@ class MediaError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+/// Tells the program that its work isn't urgent.
+inline constexpr const char* kBackgroundArgument = "--background";
+
 /// One process that reads media files, and this program's side of its socket.
 /// Nothing that it sends is believed before it has been checked. One thread at a
 /// time.

@@ -6,7 +6,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
+#include <thread>
 #include <vector>
 
 #include "platform/FaultPoint.h"
@@ -15,6 +17,11 @@ namespace vaultmere {
 namespace {
 
 constexpr const char* kFolderName = "Vaultmere";
+
+/// When a program has been killed while it started another one, that one holds
+/// what it inherits until it begins: some milliseconds.
+constexpr int kLockAttempts = 10;
+constexpr std::chrono::milliseconds kLockInterval{20};
 
 std::optional<fs::path> absoluteVariable(const char* name) {
   const char* value = std::getenv(name);
@@ -70,8 +77,13 @@ std::optional<InstanceLock> InstanceLock::acquire(const fs::path& folder) {
   makePrivateFolder(folder);
   File file = File::openForAppending(folder / "lock");
   int code = faultAt("flock", file.path());
+  int attempts = kLockAttempts;
   while (code == 0 && ::flock(file.descriptor(), LOCK_EX | LOCK_NB) == -1) {
-    code = errno == EINTR ? 0 : errno;
+    if (errno == EWOULDBLOCK && --attempts > 0) {
+      std::this_thread::sleep_for(kLockInterval);
+    } else if (errno != EINTR) {
+      code = errno;
+    }
   }
   if (code == EWOULDBLOCK) {
     return std::nullopt;

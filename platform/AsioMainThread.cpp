@@ -79,7 +79,7 @@ Timer AsioMainThread::every(Duration interval, Task task) {
 
 TimePoint AsioMainThread::now() const { return std::chrono::system_clock::now(); }
 
-void AsioMainThread::onSignals(std::initializer_list<int> numbers, Task task) {
+void AsioMainThread::onSignals(std::initializer_list<int> numbers, const Task& task) {
   asio::signal_set& set = loop_->signals.emplace_back(loop_->context);
   for (const int number : numbers) {
     set.add(number);

@@ -20,7 +20,7 @@ class AsioMainThread final : public MainThread {
   [[nodiscard]] TimePoint now() const override;
 
   /// Runs `task` on this thread at each of these signals, from now on.
-  void onSignals(std::initializer_list<int> numbers, Task task);
+  void onSignals(std::initializer_list<int> numbers, const Task& task);
   /// Runs tasks and timers until `stop`.
   void run();
   /// Ends `run` after the running task. Any thread.

@@ -62,7 +62,7 @@ struct FolderNotifier::State {
   /// Takes what the kernel has; true when there was anything. An end of the
   /// watch, by removal or a move, makes the folder count as missing.
   bool takeEvents() {
-    alignas(inotify_event) std::array<char, 64 * 1024> buffer{};
+    alignas(inotify_event) std::array<char, std::size_t{64} << 10> buffer{};
     bool any = false;
     for (;;) {
       const ssize_t count = ::read(inotify, buffer.data(), buffer.size());

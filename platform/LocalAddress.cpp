@@ -70,6 +70,7 @@ std::vector<std::string> defaultRoutes(std::string_view table) {
   std::stable_sort(routes.begin(), routes.end(),
                    [](const RouteLine& a, const RouteLine& b) { return a.metric < b.metric; });
   std::vector<std::string> interfaces;
+  interfaces.reserve(routes.size());
   for (const RouteLine& route : routes) {
     interfaces.push_back(route.interface);
   }

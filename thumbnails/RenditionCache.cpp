@@ -111,13 +111,13 @@ RenditionState RenditionCache::make(Rendering rendering, const PhotoRef& ref,
     if (answer.failure == MediaFailure::tookTooLong) {
       return RenditionState::unavailable;  // its drive may be the reason
     }
-    if (!answer.pictures.front() && !answer.failure) {
+    if (!answer.pictures.front()) {
       // The decoders don't tell a file that they can't read from one that they
       // don't understand: read it, which also puts it in memory, and try again.
       if (!canBeRead(*original, stamp)) {
         return RenditionState::unavailable;
       }
-      answer = media_.read(source, request, priority);
+      answer = media_.read(source, request, priority);  // after a failure the same again
     }
     const auto& picture = answer.pictures.front();
     if (!picture) {

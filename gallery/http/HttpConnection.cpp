@@ -127,7 +127,7 @@ void HttpConnection::handle() {
     return;
   }
   expectsBody_ = request->expectsBody;
-  request_ = std::make_shared<OpenRequest>(*std::move(request), client_);
+  request_.reset(new OpenRequest{.request = *std::move(request), .client = client_});
   host_.handle(PendingRequest(
       request_, [weak = weak_from_this(), weakLoop = loop_.weak_from_this()](auto response) {
         if (const auto loop = weakLoop.lock()) {

@@ -7,10 +7,11 @@
 
 namespace vaultmere {
 
-std::size_t readAt(const File& file, std::uint64_t offset, std::span<std::uint8_t> bytes) {
+std::string readAt(const File& file, std::uint64_t offset, std::size_t count) {
+  std::string bytes(count, '\0');
   std::size_t have = 0;
-  while (have < bytes.size()) {
-    const ssize_t got = ::pread(file.descriptor(), bytes.data() + have, bytes.size() - have,
+  while (have < count) {
+    const ssize_t got = ::pread(file.descriptor(), bytes.data() + have, count - have,
                                 static_cast<off_t>(offset + have));
     if (got < 0 && errno == EINTR) {
       continue;
@@ -20,12 +21,7 @@ std::size_t readAt(const File& file, std::uint64_t offset, std::span<std::uint8_
     }
     have += static_cast<std::size_t>(got);
   }
-  return have;
-}
-
-std::string readAt(const File& file, std::uint64_t offset, std::size_t count) {
-  std::string bytes(count, '\0');
-  bytes.resize(readAt(file, offset, {reinterpret_cast<std::uint8_t*>(bytes.data()), bytes.size()}));
+  bytes.resize(have);
   return bytes;
 }
 

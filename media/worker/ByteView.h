@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <span>
 #include <string>
 #include <string_view>
 
@@ -17,9 +16,6 @@ namespace vaultmere {
 /// Up to `count` bytes from `offset` on; fewer at the end of the file, none when
 /// they can't be read. The file's own position stays where it is.
 [[nodiscard]] std::string readAt(const File& file, std::uint64_t offset, std::size_t count);
-/// The same into memory that is there; how many bytes were read.
-[[nodiscard]] std::size_t readAt(const File& file, std::uint64_t offset,
-                                 std::span<std::uint8_t> bytes);
 
 /// Unsigned numbers of 1 to 8 bytes at offsets in a run of bytes.
 class ByteView {

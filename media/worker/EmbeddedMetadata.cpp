@@ -12,13 +12,14 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "media/worker/ByteView.h"
-#include "media/worker/MetadataSource.h"
+#include "media/worker/FileMapping.h"
 #include "media/worker/XmpMapping.h"
 #include "platform/Text.h"
 
@@ -26,11 +27,6 @@ namespace vaultmere {
 namespace {
 
 using Groups = std::initializer_list<const char*>;
-
-/// Exiv2 maps TIFF-like files into memory, where a drive that is pulled out ends
-/// the process, so they are read instead. Larger ones, which only big scans are,
-/// it may map.
-constexpr std::uint64_t kMaxWholeFile = std::uint64_t{256} << 20;
 
 /// Exiv2 loads each box or chunk whole, pictures included, and is spared those
 /// of files that are larger than this.
@@ -236,25 +232,29 @@ void mapExif(const Exiv2::ExifData& data, ImageProperties& properties) {
 
 using ImageHandle = std::unique_ptr<Exiv2::Image>;
 
-/// The file as Exiv2 should see it: by the descriptor that has been checked, or
-/// read into `bytes`, which must outlive the image. Null when it is too large.
-ImageHandle openImage(const File& file, const ImageFormat& format, std::string& bytes) {
+/// What Exiv2 reads of a file; must outlive the image.
+struct ImageBytes {
+  std::string copy;
+  std::optional<FileMapping> mapping;
+};
+
+/// The file as Exiv2 should see it. Null when it is too large.
+ImageHandle openImage(const File& file, const ImageFormat& format, ImageBytes& bytes) {
   const auto size = static_cast<std::uint64_t>(file.status().stamp.size);
   const bool tiffLike =
       format.container == ImageContainer::tiff || format.container == ImageContainer::raw;
   if (format.container == ImageContainer::heif || format.mimeType == "image/x-canon-cr3") {
-    bytes = readAt(file, 0, kBoxedHeadBytes);
-  } else if (tiffLike && size <= kMaxWholeFile) {
-    bytes = readAt(file, 0, static_cast<std::size_t>(size));
+    bytes.copy = readAt(file, 0, kBoxedHeadBytes);
   } else if (!tiffLike && format.container != ImageContainer::jpeg && size > kMaxChunkedFile) {
     return nullptr;
   }
-  if (bytes.empty()) {
-    return ImageHandle(
-        Exiv2::ImageFactory::open(Exiv2::BasicIo::AutoPtr(new MetadataSource(file))).release());
+  std::span<const std::uint8_t> data{reinterpret_cast<const std::uint8_t*>(bytes.copy.data()),
+                                     bytes.copy.size()};
+  if (data.empty()) {
+    data = bytes.mapping.emplace(file).bytes();
   }
-  const auto* const data = reinterpret_cast<const Exiv2::byte*>(bytes.data());
-  return ImageHandle(Exiv2::ImageFactory::open(data, static_cast<long>(bytes.size())).release());
+  return ImageHandle(
+      Exiv2::ImageFactory::open(data.data(), static_cast<long>(data.size())).release());
 }
 
 /// The containers in which Exiv2's size is the first image's, not that of a
@@ -316,8 +316,8 @@ void mapRawSize(const Exiv2::ExifData& data, ImageProperties& properties) {
 }  // namespace
 
 struct EmbeddedMetadata::Opened {
-  std::string bytes;
-  ImageHandle image;  // may look at `bytes`
+  ImageBytes bytes;
+  ImageHandle image;
   bool isDamaged = false;
 };
 

@@ -33,11 +33,14 @@ std::vector<std::uint8_t> overWhite(const Bitmap& bitmap) {
 std::string encodeJpeg(const Bitmap& bitmap, double quality) {
   const std::vector<std::uint8_t> colours = overWhite(bitmap);
   const VipsImageHandle image = imageOver(colours, bitmap.width, bitmap.height, 3);
+  if (!image) {
+    return {};
+  }
   const int percent = static_cast<int>(std::lround(std::clamp(quality, 0.01, 1.0) * 100));
   void* bytes = nullptr;
   std::size_t size = 0;
-  if (!image || vips_jpegsave_buffer(image.get(), &bytes, &size, "Q", percent, "strip", TRUE,
-                                     "optimize_coding", TRUE, nullptr) != 0) {
+  if (vips_jpegsave_buffer(image.get(), &bytes, &size, "Q", percent, "strip", TRUE,
+                           "optimize_coding", TRUE, nullptr) != 0) {
     vips_error_clear();
     return {};
   }

@@ -4,79 +4,14 @@
 #include <fmt/format.h>
 #include <libraw/libraw.h>
 
-#include <algorithm>
 #include <array>
-#include <cctype>
 #include <chrono>
-#include <cstdio>
 #include <ctime>
-#include <string_view>
 
-#include "media/worker/FileCursor.h"
+#include "media/worker/FileMapping.h"
 
 namespace vaultmere {
 namespace {
-
-/// A file as LibRaw reads it, by its descriptor.
-class RawSource final : public LibRaw_abstract_datastream {
- public:
-  explicit RawSource(const File& file) : cursor_(file) {}
-
-  int valid() override { return 1; }
-  /// How many items of `size` bytes were read.
-  int read(void* out, std::size_t size, std::size_t count) override {
-    const std::size_t item = std::max<std::size_t>(size, 1);
-    if (count > kMaxReadBytes / item) {
-      return 0;
-    }
-    return static_cast<int>(cursor_.read({static_cast<std::uint8_t*>(out), item * count}) / item);
-  }
-  int seek(INT64 offset, int whence) override { return cursor_.seek(offset, whence) ? 0 : -1; }
-  INT64 tell() override { return cursor_.position(); }
-  INT64 size() override { return cursor_.size(); }
-  int get_char() override { return cursor_.get(); }
-  int eof() override { return cursor_.position() >= cursor_.size() ? 1 : 0; }
-  void* make_jas_stream() override { return nullptr; }
-
-  /// A line without its end.
-  char* gets(char* line, int size) override {
-    int length = 0;
-    int character = EOF;
-    while (length + 1 < size && (character = cursor_.get()) != EOF && character != '\n') {
-      line[length++] = static_cast<char>(character);
-    }
-    if (size > 0) {
-      line[length] = '\0';
-    }
-    return size > 0 && (length > 0 || character != EOF) ? line : nullptr;
-  }
-
-  /// One number, as in text headers; `format` is "%d" or "%f".
-  int scanf_one(const char* format, void* value) override {
-    constexpr std::size_t kMaxDigits = 24;
-    std::string digits;
-    int character = cursor_.get();
-    while (std::isspace(character) != 0) {
-      character = cursor_.get();
-    }
-    while (character != EOF && std::isspace(character) == 0 && digits.size() < kMaxDigits) {
-      digits += static_cast<char>(character);
-      character = cursor_.get();
-    }
-    if (character != EOF) {
-      static_cast<void>(cursor_.seek(-1, SEEK_CUR));
-    }
-    // NOLINTBEGIN(cert-err34-c): what isn't a number counts as none
-    return std::string_view(format) == "%d"
-               ? std::sscanf(digits.c_str(), "%d", static_cast<int*>(value))
-               : std::sscanf(digits.c_str(), "%f", static_cast<float*>(value));
-    // NOLINTEND(cert-err34-c)
-  }
-
- private:
-  static constexpr std::size_t kMaxReadBytes = std::size_t{1} << 30;
-  FileCursor cursor_;
-};
 
 constexpr unsigned kMaxRawMegabytes = 1024;
 
@@ -124,12 +59,12 @@ RawHeader headerOf(const libraw_data_t& data) {
 }  // namespace
 
 struct RawFile::Reader {
-  RawSource source;
+  FileMapping bytes;  // outlives the library
   // Its own handlers would print to standard error.
   LibRaw raw{LIBRAW_OPIONS_NO_MEMERR_CALLBACK | LIBRAW_OPIONS_NO_DATAERR_CALLBACK};
   std::chrono::steady_clock::time_point deadline = std::chrono::steady_clock::now() + kMaxRawTime;
 
-  explicit Reader(const File& file) : source(file) {
+  explicit Reader(const File& file) : bytes(file) {
     libraw_output_params_t& params = raw.imgdata.params;
     params.max_raw_memory_mb = kMaxRawMegabytes;
     params.use_camera_wb = 1;
@@ -156,7 +91,10 @@ RawFile::~RawFile() = default;
 std::unique_ptr<RawFile::Reader> RawFile::openReader(const File& file) {
   try {
     auto reader = std::make_unique<Reader>(file);
-    return reader->raw.open_datastream(&reader->source) == LIBRAW_SUCCESS ? std::move(reader)
+    const std::span<const std::uint8_t> bytes = reader->bytes.bytes();
+    // It takes memory that it could write to, and only reads.
+    auto* const start = const_cast<std::uint8_t*>(bytes.data());
+    return reader->raw.open_buffer(start, bytes.size()) == LIBRAW_SUCCESS ? std::move(reader)
                                                                           : nullptr;
   } catch (...) {
     return nullptr;

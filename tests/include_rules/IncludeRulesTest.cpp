@@ -3,9 +3,12 @@
 #include <re2/re2.h>
 
 #include <algorithm>
+#include <array>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
 
@@ -44,6 +47,7 @@ const std::pair<const char*, Names> kPlaces[] = {
     {R"((vips|libraw|exiv2|libheif)/.*|lib(av|sw|postproc)\w*/.*)",
      {"media/worker", "tests/support"}},
     {R"((libmount|systemd)/.*)", {"platform"}},
+    {R"(seccomp\.h)", {"media/worker"}},
     {R"(asio(/.*|\.hpp)|sys/(socket|un)\.h|(netinet|arpa|net)/.*|(netdb|ifaddrs)\.h)",
      {"platform", "gallery/http"}},
     {R"(Q[A-Zt].*)", {"interface"}},
@@ -118,6 +122,30 @@ TEST(IncludeRules, EachDirectoryIncludesOnlyWhatItMay) {
     }
   }
   EXPECT_GT(files, 100);
+}
+
+/// What `ldd` prints of a program.
+std::string librariesOf(const std::string& program) {
+  std::string text;
+  const std::unique_ptr<FILE, decltype(&::pclose)> pipe(::popen(("ldd " + program).c_str(), "r"),
+                                                        &::pclose);
+  std::array<char, 4096> line{};
+  while (pipe && std::fgets(line.data(), line.size(), pipe.get()) != nullptr) {
+    text += line.data();
+  }
+  return text;
+}
+
+TEST(IncludeRules, OnlyTheMediaProgramLoadsLibrariesThatReadMedia) {
+  static const RE2 media(
+      R"(lib(vips|raw|raw_r|exiv2|heif|de265|dav1d|av\w+|sw\w+|Magick\w*|jpeg|png16|tiff|webp|openjp2|glib-2\.0)[-.])");
+  const std::string own = librariesOf(VAULTMERE_MEDIA_PROGRAM);
+  EXPECT_TRUE(RE2::PartialMatch(own, media)) << own;
+  for (const char* program : {VAULTMERE_PROGRAM, VAULTMERE_SERVE_GALLERY}) {
+    const std::string libraries = librariesOf(program);
+    EXPECT_NE(libraries.find("libsqlite3"), std::string::npos) << program;
+    EXPECT_FALSE(RE2::PartialMatch(libraries, media)) << libraries;
+  }
 }
 
 TEST(IncludeRules, NameWhatIsWrong) {
