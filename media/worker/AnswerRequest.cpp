@@ -2,6 +2,7 @@
 #include "media/worker/AnswerRequest.h"
 
 #include <algorithm>
+#include <new>
 #include <span>
 #include <string>
 #include <utility>
@@ -32,10 +33,15 @@ std::optional<Bitmap> pictureOf(VideoFile& video, const PictureRequest& request)
   return std::nullopt;
 }
 
+/// Throws std::bad_alloc when there is no memory for it.
 MemoryFile copyOf(std::span<const std::uint8_t> bytes) {
-  MemoryFile file(bytes.size());
-  std::copy(bytes.begin(), bytes.end(), file.bytes().begin());
-  return file;
+  try {
+    MemoryFile file(bytes.size());
+    std::copy(bytes.begin(), bytes.end(), file.bytes().begin());
+    return file;
+  } catch (const FileError&) {
+    throw std::bad_alloc();
+  }
 }
 
 /// The bytes that are to be sent of a picture; absent when there are none.

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "media/worker/HdrToneMapping.h"
-#include "media/worker/Rendering.h"
+#include "media/worker/RenderImage.h"
 
 extern "C" {
 #include <libavutil/frame.h>

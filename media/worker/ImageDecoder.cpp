@@ -9,7 +9,7 @@
 #include <string>
 #include <utility>
 
-#include "media/worker/Rendering.h"
+#include "media/worker/RenderImage.h"
 
 namespace vaultmere {
 namespace {

@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "media/worker/FrameConverter.h"
-#include "media/worker/Rendering.h"
+#include "media/worker/RenderImage.h"
 #include "media/worker/VideoContainer.h"
 #include "media/worker/VideoDecoder.h"
 #include "platform/Text.h"

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "media/worker/ByteView.h"
-#include "media/worker/Rendering.h"
+#include "media/worker/RenderImage.h"
 #include "tests/support/BitmapChecks.h"
 #include "tests/support/DecodeFile.h"
 #include "tests/support/FileTools.h"

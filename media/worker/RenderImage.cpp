@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "media/worker/Rendering.h"
+#include "media/worker/RenderImage.h"
 
 #include <vips/vips.h>
 
