@@ -238,6 +238,20 @@ struct ImageBytes {
   std::optional<FileMapping> mapping;
 };
 
+/// Bytes that can be sought behind their end, as a file can: a box or chunk that is
+/// cut off isn't a reason to lose what precedes it.
+class SeekableBytes final : public Exiv2::MemIo {
+ public:
+  explicit SeekableBytes(std::span<const std::uint8_t> bytes)
+      : MemIo(bytes.data(), static_cast<long>(bytes.size())) {}
+
+  int seek(long offset, Position from) override {
+    const long start = from == beg ? 0 : from == cur ? tell() : static_cast<long>(size());
+    return offset > static_cast<long>(size()) - start ? MemIo::seek(0, end)
+                                                      : MemIo::seek(offset, from);
+  }
+};
+
 /// The file as Exiv2 should see it. Null when it is too large.
 ImageHandle openImage(const File& file, const ImageFormat& format, ImageBytes& bytes) {
   const auto size = static_cast<std::uint64_t>(file.status().stamp.size);
@@ -254,7 +268,7 @@ ImageHandle openImage(const File& file, const ImageFormat& format, ImageBytes& b
     data = bytes.mapping.emplace(file).bytes();
   }
   return ImageHandle(
-      Exiv2::ImageFactory::open(data.data(), static_cast<long>(data.size())).release());
+      Exiv2::ImageFactory::open(Exiv2::BasicIo::AutoPtr(new SeekableBytes(data))).release());
 }
 
 /// The containers in which Exiv2's size is the first image's, not that of a
