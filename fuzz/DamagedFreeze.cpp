@@ -16,7 +16,7 @@
 #include <vector>
 
 #include "catalog/VaultmereCatalog.h"
-#include "fuzz/DamagedMedia.h"
+#include "tests/support/DamagedMedia.h"
 #include "intake/FileHash.h"
 #include "intake/IngestCoordinator.h"
 #include "platform/Log.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "fuzz/DamagedMedia.h"
+#include "tests/support/DamagedMedia.h"
 
 #include <algorithm>
 #include <map>
