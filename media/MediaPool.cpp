@@ -52,7 +52,9 @@ std::unique_ptr<MediaProcess> MediaPool::takeIdle(Priority priority) {
   Share& share = shareOf(priority);
   const std::size_t failures = share.failures;
   ++share.waiting;
-  supervised_.notify_all();
+  if (share.lacksProcess()) {
+    supervised_.notify_all();
+  }
   freed_.wait(lock, [&] { return !share.idle.empty() || share.failures != failures; });
   if (share.failures == failures) {
     --share.waiting;  // a failure has counted all that waited
@@ -78,7 +80,9 @@ void MediaPool::giveBack(Priority priority, std::unique_ptr<MediaProcess> proces
     --share.count;
     retired_.push_back(std::move(process));
   }
-  supervised_.notify_all();
+  if (!isKept || !wakesByItself_) {
+    supervised_.notify_all();
+  }
 }
 
 void MediaPool::supervise(const std::stop_token& stop) {
@@ -103,10 +107,11 @@ void MediaPool::supervise(const std::stop_token& stop) {
       next = std::min(next.value_or(Clock::time_point::max()), Clock::now() + endInterval);
       endInterval = std::min(endInterval * 2, kMaxEndInterval);
     }
-    const auto hasWork = [this, isDue = next.has_value()] {
+    wakesByItself_ = next.has_value();
+    const auto hasWork = [this] {
       return !retired_.empty() ||
              std::any_of(shares_.begin(), shares_.end(), [&](const Share& share) {
-               return share.lacksProcess() || (!isDue && !share.idle.empty());
+               return share.lacksProcess() || (!wakesByItself_ && !share.idle.empty());
              });
     };
     if (next) {

@@ -98,7 +98,8 @@ class MediaPool {
   std::condition_variable_any supervised_;
   std::array<Share, 2> shares_;
   std::vector<std::unique_ptr<MediaProcess>> retired_;  ///< to be ended
-  std::jthread supervisor_;                             // last: it uses all of the above
+  bool wakesByItself_ = false;  ///< the supervisor, to look after the idle ones
+  std::jthread supervisor_;     // last: it uses all of the above
 };
 
 }  // namespace vaultmere

@@ -266,6 +266,9 @@ TEST_F(MediaServiceTest, BackgroundWorkKeepsNobodyWaiting) {
 }
 
 TEST_F(MediaServiceTest, TooManyOpenFilesAreNoFaultOfTheFile) {
+#ifdef __SANITIZE_ADDRESS__
+  GTEST_SKIP() << "its companion opens a pipe to look at an exception's type";
+#endif
   ASSERT_TRUE(answersWell());
   const fs::path path = folder / "a";
   writeText(path, "well");
