@@ -226,6 +226,9 @@ MediaProcess::Failure MediaProcess::endFailure() {
   if (end->signal == 0 && end->status == kMediaExitMemory) {
     return Failure::memory();
   }
+  if (end->signal == SIGBUS) {  // of a mapping that the file no longer fills
+    return {MediaFailure::unreadable, "file went away while it was read"};
+  }
   return {MediaFailure::crashed, end->signal != 0
                                      ? fmt::format("decoder crashed ({})", signalName(end->signal))
                                      : fmt::format("decoder ended (status {})", end->status)};

@@ -56,6 +56,7 @@ struct MediaPicture {
 /// Why a file's answer breaks off.
 enum class MediaFailure {
   crashed,         ///< its decoder has ended the process
+  unreadable,      ///< it was cut, or its drive went away, while it was read
   tookTooLong,     ///< see `MediaService::Options`
   tooMuchMemory,   ///< likewise
   answeredWrongly  ///< what came isn't an answer to the request

@@ -79,7 +79,9 @@ MediaAnswer MediaService::read(const MediaFile& file, const MediaRequest& reques
     try {
       MediaProcess::Outcome outcome = process->ask(file.file, request, request.timeout);
       if (outcome.answer.failure) {
-        remember(identities, *outcome.answer.failure);
+        if (*outcome.answer.failure != MediaFailure::unreadable) {
+          remember(identities, *outcome.answer.failure);
+        }
         process.discard();
         logLine(fmt::format("Vaultmere: {} — {}", outcome.failure, displayPath(file.file.path())));
       }

@@ -108,7 +108,8 @@ RenditionState RenditionCache::make(Rendering rendering, const PhotoRef& ref,
     const MediaFile source{*original, ref.id};
     const MediaRequest request = requestFor(rendering, ref);
     MediaAnswer answer = media_.read(source, request, priority);
-    if (answer.failure == MediaFailure::tookTooLong) {
+    if (answer.failure == MediaFailure::tookTooLong ||
+        answer.failure == MediaFailure::unreadable) {
       return RenditionState::unavailable;  // its drive may be the reason
     }
     if (!answer.pictures.front()) {

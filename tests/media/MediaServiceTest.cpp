@@ -153,6 +153,13 @@ TEST_F(MediaServiceTest, AFaultCostsItsFileNoMoreThanItsAnswer) {
   EXPECT_TRUE(nothingRuns());
 }
 
+TEST_F(MediaServiceTest, AFileWhoseDriveWentAwayIsReadAgain) {
+  EXPECT_EQ(read("unmapped").failure, MediaFailure::unreadable);
+  EXPECT_EQ(read("unmapped", everything(), "unmapped").failure, MediaFailure::unreadable);
+  EXPECT_FALSE(read("well", everything(), "unmapped").failure);
+  EXPECT_EQ(log.lines().size(), 2U);
+}
+
 TEST_F(MediaServiceTest, AProcessThatEndsBetweenTwoFilesCostsNone) {
   const std::pair<const char*, std::function<void()>> rows[] = {
       {"killed", [this] { ::kill(theProcess(), SIGKILL); }},

@@ -115,6 +115,7 @@ using Fault = std::function<void(Worker&)>;
 const std::map<std::string_view, Fault> kFaults{
     {"crash", [](Worker&) { crash(); }},
     {"abort", [](Worker&) { endBy(SIGABRT); }},
+    {"unmapped", [](Worker&) { endBy(SIGBUS); }},
     {"hang", [](Worker&) { hang(); }},
     {"memory", [](Worker&) { takeAllMemory(); }},
     {"no-memory", [](Worker&) { ::_exit(kMediaExitMemory); }},
