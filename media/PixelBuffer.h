@@ -23,17 +23,19 @@ class PixelBuffer {
   explicit PixelBuffer(Mapping mapping)
       : PixelBuffer(std::make_shared<Mapping>(std::move(mapping)), 0) {}
   /// What is to go to another process.
-  explicit PixelBuffer(std::shared_ptr<MemoryFile> file)
-      : bytes_(file->bytes()), file_(std::move(file)) {}
+  explicit PixelBuffer(std::shared_ptr<MemoryFile> file) : file_(std::move(file)) {}
 
-  [[nodiscard]] const std::uint8_t* data() const { return bytes_.data(); }
-  [[nodiscard]] std::size_t size() const { return bytes_.size(); }
-  [[nodiscard]] std::uint8_t operator[](std::size_t index) const { return bytes_[index]; }
+  /// Of a memory file the first call maps them: one thread at a time until then.
+  [[nodiscard]] std::span<const std::uint8_t> bytes() const {
+    return file_ ? file_->bytes() : bytes_;
+  }
+  [[nodiscard]] const std::uint8_t* data() const { return bytes().data(); }
+  [[nodiscard]] std::size_t size() const { return file_ ? file_->size() : bytes_.size(); }
+  [[nodiscard]] std::uint8_t operator[](std::size_t index) const { return bytes()[index]; }
   /// Throws std::out_of_range.
   [[nodiscard]] std::uint8_t at(std::size_t index) const {
-    return index < size() ? bytes_[index] : throw std::out_of_range("no such byte");
+    return index < size() ? bytes()[index] : throw std::out_of_range("no such byte");
   }
-  [[nodiscard]] std::span<const std::uint8_t> bytes() const { return bytes_; }
 
   /// The file that it was made from; null for the other kinds.
   [[nodiscard]] const std::shared_ptr<MemoryFile>& file() const { return file_; }

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <utility>
@@ -25,20 +26,20 @@ int required(const char* operation, int result) {
 
 }  // namespace
 
-Mapping::Mapping(int descriptor, std::size_t size, int protection) {
-  // Pages that are there already are mapped sixteen at a time when they are first read,
-  // which costs less than to map each of them ahead.
-  const int populate = (protection & PROT_WRITE) != 0 ? MAP_POPULATE : 0;
-  void* start = ::mmap(nullptr, size, protection, MAP_SHARED | populate, descriptor, 0);
+// Private, since kernels before 6.7 map sealed memory in no other way; without a
+// writer both are the same. Pages are mapped sixteen at a time when they are first
+// read, which costs less than to map each of them ahead.
+Mapping::Mapping(int descriptor, std::size_t size) {
+  void* start = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, descriptor, 0);
   if (start == MAP_FAILED) {
     throw FileError("map", kName, errno);
   }
-  bytes_ = {static_cast<std::uint8_t*>(start), size};
+  bytes_ = {static_cast<const std::uint8_t*>(start), size};
 }
 
 Mapping::~Mapping() {
   if (!bytes_.empty()) {
-    ::munmap(bytes_.data(), bytes_.size());
+    ::munmap(const_cast<std::uint8_t*>(bytes_.data()), bytes_.size());
   }
 }
 
@@ -50,10 +51,32 @@ Mapping& Mapping::operator=(Mapping&& other) noexcept {
 }
 
 MemoryFile::MemoryFile(std::size_t size)
-    : descriptor_(
+    : size_(size),
+      descriptor_(
           required("create", ::memfd_create("vaultmere", MFD_CLOEXEC | MFD_ALLOW_SEALING))) {
   required("enlarge", ::ftruncate(descriptor_.get(), static_cast<off_t>(size)));
-  mapping_ = Mapping(descriptor_.get(), size, PROT_READ | PROT_WRITE);
+}
+
+void MemoryFile::write(std::size_t offset, std::span<const std::uint8_t> bytes) {
+  while (!bytes.empty()) {
+    const ssize_t count =
+        ::pwrite(descriptor_.get(), bytes.data(), bytes.size(), static_cast<off_t>(offset));
+    if (count < 0 && errno == EINTR) {
+      continue;
+    }
+    if (count <= 0) {
+      throw FileError("write", kName, count < 0 ? errno : ENOSPC);
+    }
+    offset += static_cast<std::size_t>(count);
+    bytes = bytes.subspan(static_cast<std::size_t>(count));
+  }
+}
+
+std::span<const std::uint8_t> MemoryFile::bytes() const {
+  if (mapping_.bytes().empty()) {
+    mapping_ = Mapping(descriptor_.get(), size_);
+  }
+  return mapping_.bytes();
 }
 
 Descriptor MemoryFile::seal() && {
@@ -72,7 +95,7 @@ Mapping mapSealed(Descriptor descriptor, std::size_t size) {
   if (size == 0 || status.st_size < 0 || static_cast<std::size_t>(status.st_size) != size) {
     throw FileError("map", kName, EINVAL);
   }
-  return {descriptor.get(), size, PROT_READ};
+  return {descriptor.get(), size};
 }
 
 }  // namespace vaultmere

@@ -37,7 +37,7 @@ std::optional<Bitmap> pictureOf(VideoFile& video, const PictureRequest& request)
 MemoryFile copyOf(std::span<const std::uint8_t> bytes) {
   try {
     MemoryFile file(bytes.size());
-    std::copy(bytes.begin(), bytes.end(), file.bytes().begin());
+    file.write(0, bytes);
     return file;
   } catch (const FileError&) {
     throw std::bad_alloc();
@@ -68,7 +68,7 @@ void answer(Opened& opened, const MediaRequest& request, const SendReply& send) 
       send(MediaNoPicture(), std::nullopt);
       continue;
     }
-    const MediaPictureHead head{picture->width, picture->height, bytes->bytes().size()};
+    const MediaPictureHead head{picture->width, picture->height, bytes->size()};
     picture.reset();
     send(head, std::move(bytes));
   }

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -13,8 +15,8 @@
 namespace vaultmere {
 namespace {
 
-/// From this size on a bitmap is made in the memory that is sent. A smaller one is
-/// copied in less time than that memory takes to map.
+/// From this size on a bitmap is written into the memory that is sent, and not kept
+/// beside it.
 constexpr std::size_t kLeastShared = std::size_t{1} << 20;
 
 void giveUpWhenLate(VipsImage* image, VipsProgress* /*progress*/, const Deadline* deadline) {
@@ -23,10 +25,14 @@ void giveUpWhenLate(VipsImage* image, VipsProgress* /*progress*/, const Deadline
   }
 }
 
+/// Takes whole rows of a bitmap, `offset` being in bytes.
+using WriteRows = std::function<void(std::size_t offset, std::span<const std::uint8_t> rows)>;
+
 /// Where the rows of a picture go as they are decoded.
 struct Target {
-  std::span<std::uint8_t> pixels;
-  std::size_t width;
+  const WriteRows& write;
+  std::size_t rowBytes;
+  std::vector<std::uint8_t> strip;  ///< as many rows as the library gives at once
 };
 
 /// Copies RGB, or premultiplies RGBA.
@@ -49,26 +55,34 @@ void convertRow(const std::uint8_t* in, std::size_t bands, std::size_t count, st
   }
 }
 
-int writeRows(VipsRegion* region, VipsRect* area, void* opaque) {
-  const auto& target = *static_cast<const Target*>(opaque);
+/// Of strips that are as wide as the image.
+int writeStrip(VipsRegion* region, VipsRect* area, void* opaque) {
+  auto& target = *static_cast<Target*>(opaque);
   const auto bands = static_cast<std::size_t>(region->im->Bands);
-  const auto left = static_cast<std::size_t>(area->left);
-  for (int row = area->top; row < area->top + area->height; ++row) {
-    const VipsPel* in = region->data + (row - region->valid.top) * region->bpl +
+  const auto rows = static_cast<std::size_t>(area->height);
+  target.strip.resize(std::max(target.strip.size(), rows * target.rowBytes));
+  for (int row = 0; row < area->height; ++row) {
+    const VipsPel* in = region->data + (area->top + row - region->valid.top) * region->bpl +
                         (area->left - region->valid.left) * region->im->Bands;
-    const std::size_t at = static_cast<std::size_t>(row) * target.width + left;
-    convertRow(in, bands, static_cast<std::size_t>(area->width), target.pixels.data() + at * 4);
+    convertRow(in, bands, static_cast<std::size_t>(area->width),
+               target.strip.data() + static_cast<std::size_t>(row) * target.rowBytes);
   }
-  return 0;
+  try {
+    target.write(static_cast<std::size_t>(area->top) * target.rowBytes,
+                 std::span(target.strip).first(rows * target.rowBytes));
+    return 0;
+  } catch (const FileError&) {
+    return -1;
+  }
 }
 
-/// Decodes the image, row by row into its place.
-bool writeTo(VipsImage* image, std::span<std::uint8_t> pixels, const Deadline& deadline) {
+/// Decodes the image, and writes it strip by strip.
+bool writeTo(VipsImage* image, const WriteRows& write, const Deadline& deadline) {
   vips_image_set_progress(image, TRUE);
   Deadline until = deadline;
   g_signal_connect(image, "eval", G_CALLBACK(giveUpWhenLate), &until);
-  Target target{pixels, static_cast<std::size_t>(vips_image_get_width(image))};
-  return vips_sink_disc(image, &writeRows, &target) == 0;
+  Target target{write, static_cast<std::size_t>(vips_image_get_width(image)) * 4, {}};
+  return vips_sink_disc(image, &writeStrip, &target) == 0;
 }
 
 /// The image with its own orientation replaced.
@@ -147,12 +161,18 @@ std::optional<Bitmap> render(const VipsImageHandle& image, PixelSize size, int o
   }
   if (bytes < kLeastShared) {
     std::vector<std::uint8_t> pixels(bytes);
-    if (writeTo(out.get(), pixels, deadline)) {
+    const auto write = [&](std::size_t offset, std::span<const std::uint8_t> rows) {
+      std::copy(rows.begin(), rows.end(), pixels.begin() + static_cast<std::ptrdiff_t>(offset));
+    };
+    if (writeTo(out.get(), write, deadline)) {
       return Bitmap{size.width, size.height, std::move(pixels)};
     }
   } else {
     auto pixels = std::make_shared<MemoryFile>(bytes);
-    if (writeTo(out.get(), pixels->bytes(), deadline)) {
+    const auto write = [&](std::size_t offset, std::span<const std::uint8_t> rows) {
+      pixels->write(offset, rows);
+    };
+    if (writeTo(out.get(), write, deadline)) {
       return Bitmap{size.width, size.height, PixelBuffer(std::move(pixels))};
     }
   }
