@@ -85,6 +85,18 @@ bool isSingleName(const std::string& name) {
          name.find_first_of(std::string_view("/\0", 2)) == std::string::npos;
 }
 
+bool isInReach(const ArchiveRoot& root) {
+  try {
+    (void)root.open();
+    return true;
+  } catch (const FileError& error) {
+    if (error.code() == ENOENT || error.code() == ENODEV || error.code() == ENOTDIR) {
+      return false;
+    }
+    throw;
+  }
+}
+
 std::optional<FilePlace> findFile(const ArchiveRoot& root, const fs::path& path) {
   if (!path.is_absolute() || !isSingleName(path.filename().native())) {
     return std::nullopt;

@@ -35,6 +35,9 @@ struct FilePlace {
 /// Whether a text names one entry of a folder: not empty, "." or "..", no "/".
 [[nodiscard]] bool isSingleName(const std::string& name);
 
+/// False when the root isn't there, or is another drive's.
+[[nodiscard]] bool isInReach(const ArchiveRoot& root);
+
 /// The regular file at an absolute path; absent when there is none. Below the
 /// root nothing is reached through a symbolic link, or through "..".
 [[nodiscard]] std::optional<FilePlace> findFile(const ArchiveRoot& root, const fs::path& path);

@@ -41,19 +41,6 @@ std::optional<FilePlace> findInTrash(const Photo& photo, const ArchiveRoot& root
   return findFile(root, root.path / kTrashFolder / nameInTrash(photo, root));
 }
 
-/// Not when the root isn't there, or is another drive's.
-bool isOnline(const ArchiveRoot& root) {
-  try {
-    (void)root.open();
-    return true;
-  } catch (const FileError& error) {
-    if (error.code() == ENOENT || error.code() == ENODEV || error.code() == ENOTDIR) {
-      return false;
-    }
-    throw;
-  }
-}
-
 /// A place below the root, in a folder that stands durably.
 FilePlace makePlace(const ArchiveRoot& root, const fs::path& relative) {
   std::vector<OpenFolder> folders = root.makeFolders(relative.parent_path());
@@ -147,7 +134,7 @@ PhotoTrash::ChangedIds PhotoTrash::moveToTrash(const std::string& id,
   if (!photo || id == keeper) {
     return {};
   }
-  if (!isOnline(root)) {
+  if (!isInReach(root)) {
     throw TrashError::originalNotFound(*photo);
   }
   if (keeper) {
@@ -191,7 +178,7 @@ PhotoTrash::ChangedIds PhotoTrash::restore(const std::string& id) const {
   }
   const fs::path target = photo->targetPath;
   const bool mayBeTarget = staysBelow(target) && isSingleName(target.filename().native());
-  const bool isThere = isOnline(root);
+  const bool isThere = isInReach(root);
   const auto inTrash = isThere ? findInTrash(*photo, root) : std::nullopt;
   const bool isRestored =
       isThere && !inTrash && mayBeTarget && findFile(root, root.path / target).has_value();
