@@ -29,7 +29,7 @@ Archiver::Archived Archiver::archive(const fs::path& source, const std::optional
 
 /// Sees to it that the target stands, and that it and its folders are durable.
 Archiver::Presence Archiver::ensureArchived(const Item& item) const {
-  const std::vector<OpenFolder> folders = makeFolders(item.relative.parent_path());
+  const std::vector<OpenFolder> folders = root_.makeFolders(item.relative.parent_path());
   const fs::path name = item.relative.filename();
   const bool wasThere = folders.back().statusOf(name).has_value();
   Presence presence = Presence::copied;
@@ -64,16 +64,6 @@ Archiver::Presence Archiver::adopt(const Item& item, const OpenFolder& folder, b
     throw ArchiveError::verifyFailed("hash", name);
   }
   return Presence::wasThere;
-}
-
-/// The folders from the root to the one of the target.
-std::vector<OpenFolder> Archiver::makeFolders(const fs::path& relative) const {
-  std::vector<OpenFolder> folders;
-  folders.push_back(root_.open());
-  for (const fs::path& component : relative) {
-    folders.push_back(folders.back().makeFolder(component));
-  }
-  return folders;
 }
 
 }  // namespace vaultmere

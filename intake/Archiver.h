@@ -6,7 +6,6 @@
 #include <optional>
 #include <stop_token>
 #include <string>
-#include <vector>
 
 #include "catalog/AnalyzedPhoto.h"
 #include "intake/ArchiveError.h"
@@ -58,7 +57,6 @@ class Archiver {
   enum class Presence { copied, wasThere, differs };
   Presence ensureArchived(const Item& item) const;
   [[nodiscard]] Presence adopt(const Item& item, const OpenFolder& folder, bool readsIt) const;
-  [[nodiscard]] std::vector<OpenFolder> makeFolders(const std::filesystem::path& relative) const;
 
   ArchiveRoot root_;
   std::stop_token stop_;

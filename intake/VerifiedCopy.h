@@ -25,5 +25,9 @@ namespace vaultmere {
                                 const fs::path& name,
                                 const std::optional<std::string>& expectedHash,
                                 const std::stop_token& stop);
+/// The same of an open file, from its start.
+[[nodiscard]] bool verifiedCopy(File source, const OpenFolder& folder, const fs::path& name,
+                                const std::optional<std::string>& expectedHash,
+                                const std::stop_token& stop);
 
 }  // namespace vaultmere

@@ -38,6 +38,7 @@ FileStatus statusOf(const struct stat& s) {
                   std::int64_t{s.st_mtim.tv_sec} * 1'000'000'000 + s.st_mtim.tv_nsec};
   status.kind = kindOf(s.st_mode);
   status.permissions = s.st_mode & 0777U;
+  status.links = s.st_nlink;
   return status;
 }
 

@@ -55,6 +55,7 @@ struct FileStatus {
   FileStamp stamp;
   FileKind kind = FileKind::other;
   mode_t permissions = 0;
+  nlink_t links = 1;  ///< the names that the file has
 };
 
 /// The status behind a path, links followed or not; absent when nothing is
