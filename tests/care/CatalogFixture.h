@@ -8,7 +8,7 @@
 
 #include "care/CatalogBackup.h"
 #include "care/CatalogRestore.h"
-#include "catalog/PhotoQueries.h"
+#include "catalog/CatalogError.h"
 #include "catalog/StoreFile.h"
 #include "tests/intake/Archive.h"
 #include "tests/support/FaultPlan.h"
