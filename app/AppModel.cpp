@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "app/SelfTest.h"
+#include "care/CatalogRestore.h"
 #include "catalog/CatalogError.h"
 #include "platform/Log.h"
 
@@ -13,6 +14,11 @@ namespace vaultmere {
 namespace {
 
 constexpr std::chrono::seconds kStatsInterval{2};
+
+void applyRestore(const std::filesystem::path& store) {
+  CatalogRestore::applyPending(
+      store, std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now()));
+}
 
 }  // namespace
 
@@ -54,7 +60,16 @@ AppModel::AppModel(Options options)
                         return imports_.drainWatchedFolder(std::move(scan), std::move(stop),
                                                            std::move(done));
                       }},
-                     {options_.destination.background, options_.destination.watchMounts}) {
+                     {options_.destination.background, options_.destination.watchMounts}),
+      care_({options_.main,
+             options_.originalsPool,
+             options_.media,
+             options_.vision,
+             gate_,
+             {options_.directories.data, options_.directories.settings},
+             changed_,
+             [this] { return totals_.archive().count; },
+             [this] { rebuildEnded(); }}) {
   connections_.emplace_back(settings_.changed().connect([this] { settingsChanged(); }));
   connections_.emplace_back(destination_.changed().connect([this] { destinationChanged(); }));
   checkMedia();
@@ -83,8 +98,8 @@ void AppModel::openCatalog() {
                       &pool = options_.catalogPool,
                       use = toMain_([this](const OpenedCatalog& opened) { useCatalog(opened); })] {
     try {
-      auto catalog =
-          std::make_shared<VaultmereCatalog>(VaultmereCatalog::Options{folder, {}, pause}, pool);
+      auto catalog = std::make_shared<VaultmereCatalog>(
+          VaultmereCatalog::Options{folder, applyRestore, pause}, pool);
       use(OpenedCatalog{catalog,
                         catalog->newBackgroundContext(),
                         PhotoBrowserModel::Contexts::open(*catalog),
@@ -109,6 +124,7 @@ void AppModel::useCatalog(const OpenedCatalog& opened) {
   totals_.refresh();
   thumbnails_.setCatalog(catalog_);
   gallery_.setCatalog(catalog_);
+  care_.setCatalog(catalog_);
   status_ = "Ready";
   SelfTest{catalog_,
            {options_.directories.data, options_.directories.settings},
@@ -135,6 +151,7 @@ void AppModel::destinationChanged() {
   }
   thumbnails_.setArchive(destination_.url(), !settings_.destination() || destination_.isOnline());
   gallery_.setArchive(destination_.isOnline() ? destination_.url() : std::nullopt);
+  care_.setArchive(destination_.url(), destination_.isOnline());
   if (imports_.configure(ingestContext_, destination_.url())) {
     watchedFolder_.destinationChanged();
   }
@@ -170,6 +187,14 @@ void AppModel::importEnded(std::size_t added) {
   thumbnails_.warm();
 }
 
+void AppModel::rebuildEnded() {
+  if (browser_) {
+    browser_->reset();
+  }
+  totals_.refresh();
+  thumbnails_.warm();
+}
+
 /// Imports go first, and a drive that may not answer isn't asked for originals.
 bool AppModel::mayWarmThumbnails() const {
   return !imports_.isImporting() && (!settings_.destination() || destination_.isOnline());
@@ -179,6 +204,7 @@ void AppModel::shutDown() {
   processStop_.request_stop();
   imports_.shutDown();
   watchedFolder_.stop();
+  care_.shutDown();
   thumbnails_.stopWarming();
   settingsFile_.flush();
   gallery_.shutDown();

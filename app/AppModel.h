@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "app/CareController.h"
 #include "app/CatalogTotals.h"
 #include "app/DiagnosticEnvironment.h"
 #include "app/GalleryController.h"
@@ -81,6 +82,7 @@ class AppModel {
   [[nodiscard]] GalleryController& gallery() { return gallery_; }
   [[nodiscard]] ThumbnailController& thumbnails() { return thumbnails_; }
   [[nodiscard]] WatchedFolderController& watchedFolder() { return watchedFolder_; }
+  [[nodiscard]] CareController& care() { return care_; }
   /// Null unless it could be opened; the browser is null with it.
   [[nodiscard]] const std::shared_ptr<const VaultmereCatalog>& catalog() const { return catalog_; }
   [[nodiscard]] PhotoBrowserModel* browser() const { return browser_.get(); }
@@ -100,6 +102,7 @@ class AppModel {
   void settingsChanged();
   void destinationChanged();
   void importEnded(std::size_t added);
+  void rebuildEnded();
   [[nodiscard]] bool mayWarmThumbnails() const;
 
   const Options options_;
@@ -122,6 +125,7 @@ class AppModel {
   GalleryController gallery_;
   ImportController imports_;
   WatchedFolderController watchedFolder_;
+  CareController care_;
 
   Timer statsTimer_;
   std::vector<ScopedConnection> connections_;

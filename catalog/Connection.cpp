@@ -110,7 +110,8 @@ Connection::Connection(const std::filesystem::path& file)
   execute(
       "PRAGMA journal_mode = WAL;"
       "PRAGMA synchronous = FULL;"
-      "PRAGMA foreign_keys = ON;");
+      "PRAGMA foreign_keys = ON;"
+      "PRAGMA trusted_schema = OFF;");  // a restored store may have been made by anyone
 }
 
 Connection::~Connection() = default;

@@ -72,8 +72,8 @@ class Connection {
 
   /// Copies the store into a new file, which is then complete by itself (no
   /// write-ahead log) and flushed. It has the state of one moment, whatever
-  /// others write meanwhile. Not inside a `Snapshot` or `Transaction`. Throws
-  /// CatalogError, also after `stop` was requested or when the file exists;
+  /// others write meanwhile: inside a `Snapshot` the state of that. Not inside a
+  /// `Transaction`. Throws CatalogError, also after `stop` was requested or when the file exists;
   /// nothing is left of an unfinished copy.
   void backUpTo(const std::filesystem::path& file, const std::stop_token& stop);
 

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "catalog/SchemaSteps.h"
 
-#include <SQLiteCpp/SQLiteCpp.h>
 #include <fmt/format.h>
 
 #include <array>
@@ -123,17 +122,6 @@ void addIndexes(Connection& connection, int version) {
   }
 }
 
-/// As part of a URI; only bytes that never have a meaning there stand as they are.
-std::string percentEncoded(std::string_view path) {
-  std::string encoded;
-  for (const char c : path) {
-    const bool isPlain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
-                         (c >= '0' && c <= '9') || c == '/' || c == '.' || c == '-' || c == '_';
-    encoded += isPlain ? std::string(1, c) : fmt::format("%{:02X}", static_cast<unsigned char>(c));
-  }
-  return encoded;
-}
-
 }  // namespace
 
 void prepareSchema(Connection& connection, int version) {
@@ -162,16 +150,6 @@ int schemaVersion(Connection& connection) {
   auto statement = connection.prepare("PRAGMA user_version");
   statement.step();
   return static_cast<int>(statement.integer(0));
-}
-
-int schemaVersion(const std::filesystem::path& store) {
-  const std::string uri = fmt::format("file:{}?immutable=1", percentEncoded(store.native()));
-  try {
-    SQLite::Database database(uri, SQLite::OPEN_READONLY | SQLite::OPEN_URI);
-    return database.execAndGet("PRAGMA user_version").getInt();
-  } catch (const SQLite::Exception& error) {
-    throw CatalogError(fmt::format("read “{}”: {}", store.string(), error.what()));
-  }
 }
 
 }  // namespace vaultmere

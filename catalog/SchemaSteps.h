@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include <filesystem>
-
 namespace vaultmere {
 
 class Connection;
@@ -18,10 +16,5 @@ void prepareSchema(Connection& connection, int version = kSchemaVersion);
 
 /// The version of an open store. Throws CatalogError.
 [[nodiscard]] int schemaVersion(Connection& connection);
-
-/// The version of a store that nobody uses, such as a backup: the file is read
-/// as it is, without its write-ahead log, and not changed. Throws CatalogError,
-/// also for a file that is no store.
-[[nodiscard]] int schemaVersion(const std::filesystem::path& store);
 
 }  // namespace vaultmere

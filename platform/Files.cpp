@@ -90,7 +90,8 @@ std::optional<FileStatus> linkStatus(const fs::path& path) {
   return statusOf(s);
 }
 
-std::vector<DirectoryEntry> listDirectory(const fs::path& folder) {
+void visitDirectory(const fs::path& folder,
+                    const std::function<bool(std::string_view name, FileKind kind)>& visit) {
   const int descriptor = require("open", folder, [&] {
     return ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK);
   });
@@ -100,7 +101,6 @@ std::vector<DirectoryEntry> listDirectory(const fs::path& folder) {
     ::close(descriptor);
     throw FileError("open", folder, code);
   }
-  std::vector<DirectoryEntry> entries;
   for (;;) {
     errno = faultAt("readdir", folder);
     const dirent* entry = errno == 0 ? ::readdir(stream.get()) : nullptr;
@@ -108,22 +108,31 @@ std::vector<DirectoryEntry> listDirectory(const fs::path& folder) {
       if (errno != 0) {
         throw FileError("read", folder, errno);
       }
-      return entries;
+      return;
     }
     const std::string_view name = entry->d_name;
     if (name == "." || name == "..") {
       continue;
     }
-    DirectoryEntry found{folder / name, FileKind::other};
-    if (entry->d_type == DT_UNKNOWN) {
-      if (const auto status = linkStatus(found.path)) {
-        found.kind = status->kind;
-      }
-    } else {
-      found.kind = kindOf(static_cast<mode_t>(DTTOIF(entry->d_type)));
+    FileKind kind = FileKind::other;
+    if (entry->d_type != DT_UNKNOWN) {
+      kind = kindOf(static_cast<mode_t>(DTTOIF(entry->d_type)));
+    } else if (const auto status = linkStatus(folder / name)) {
+      kind = status->kind;
     }
-    entries.push_back(std::move(found));
+    if (!visit(name, kind)) {
+      return;
+    }
   }
+}
+
+std::vector<DirectoryEntry> listDirectory(const fs::path& folder) {
+  std::vector<DirectoryEntry> entries;
+  visitDirectory(folder, [&](std::string_view name, FileKind kind) {
+    entries.push_back({folder / name, kind});
+    return true;
+  });
+  return entries;
 }
 
 // MARK: File

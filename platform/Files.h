@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <span>
 #include <stdexcept>
@@ -71,6 +72,11 @@ struct DirectoryEntry {
 /// The entries of a folder in the system's order, without "." and "..".
 /// Throws FileError when it can't be opened or read.
 [[nodiscard]] std::vector<DirectoryEntry> listDirectory(const fs::path& folder);
+
+/// The same for large folders: hands over the name and kind of each entry, the
+/// name for the length of the call, until `visit` gives false.
+void visitDirectory(const fs::path& folder,
+                    const std::function<bool(std::string_view name, FileKind kind)>& visit);
 
 /// An open file. Closed when destroyed; `close` also reports.
 class File {

@@ -8,6 +8,7 @@
 #include "catalog/CatalogError.h"
 #include "catalog/CatalogWriter.h"
 #include "catalog/PhotoSchema.h"
+#include "catalog/StoreFile.h"
 #include "catalog/VaultmereCatalog.h"
 #include "platform/Files.h"
 #include "tests/catalog/FirstSchema.h"
