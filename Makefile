@@ -6,13 +6,14 @@ JOBS ?= $(shell nproc)
 TEST_TMPDIR ?= $(firstword $(wildcard /dev/shm) /tmp)
 export JOBS TEST_TMPDIR
 
-.PHONY: help packages build test demo bench asan tsan lint clean
+.PHONY: help packages build test demo bench fuzz-media asan tsan lint clean
 
 help:
 	@echo "make build   the program, at build/vaultmere, and its tests"
 	@echo "make test    builds everything and runs the tests"
 	@echo "make demo    freezes a folder of sample media; make demo DIR=folder takes yours"
 	@echo "make bench   the benchmarks, each with its reference"
+	@echo "make fuzz-media  freezes damaged files of each format; COUNT=300 of each"
 	@echo "make asan    the tests under the address and undefined-behaviour sanitizers"
 	@echo "make tsan    the tests under the thread sanitizer"
 	@echo "make lint    formatting and static analysis"
@@ -35,6 +36,11 @@ bench: packages
 	cmake --preset bench
 	cmake --build --preset bench -j $(JOBS)
 	@scripts/bench.sh
+
+fuzz-media: packages
+	cmake --preset release
+	cmake --build --preset release -j $(JOBS) --target fuzz_media_freeze
+	TMPDIR=$(TEST_TMPDIR) build/fuzz/fuzz_media_freeze $(or $(COUNT),300)
 
 asan: packages
 	cmake --preset asan

@@ -154,6 +154,9 @@ void AppModel::destinationChanged() {
 }
 
 void AppModel::importDropped(std::vector<std::filesystem::path> locations) {
+  if (mediaProblem_) {
+    checkMedia();  // it may have been mended
+  }
   imports_.importDropped(std::move(locations), settings_.deleteSourceAfterIntake());
 }
 

@@ -2,9 +2,13 @@
 #include "media/MediaMessages.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <limits>
 #include <nlohmann/json.hpp>
 #include <type_traits>
+
+#include "platform/Text.h"
 
 namespace vaultmere {
 namespace {
@@ -28,6 +32,13 @@ void require(bool holds) {
 
 bool isShort(const std::string& text) { return text.size() <= kMaxTextBytes; }
 
+/// The text as it arrives: bytes that are no UTF-8 take more room then. Absent when
+/// it is too long.
+std::optional<std::string> sendable(const std::string& text) {
+  std::string valid = validUtf8(text);
+  return isShort(valid) ? std::optional(std::move(valid)) : std::nullopt;
+}
+
 json listOf(const std::vector<double>& numbers) {
   json list = json::array();
   for (const double number : numbers) {
@@ -40,20 +51,21 @@ json listOf(const std::vector<double>& numbers) {
 
 json dictionaryJson(const PropertyDictionary& dictionary) {
   json tags = json::object();
-  for (const auto& [key, value] : dictionary) {
-    if (tags.size() == kMaxTags || !isShort(key)) {
+  for (const auto& [name, value] : dictionary) {
+    const auto key = sendable(name);
+    if (tags.size() == kMaxTags || !key) {
       continue;
     }
     if (const auto* text = std::get_if<std::string>(&value)) {
-      if (isShort(*text)) {
-        tags[key] = *text;
+      if (auto valid = sendable(*text)) {
+        tags[*key] = std::move(*valid);
       }
     } else if (const auto* number = std::get_if<double>(&value)) {
       if (std::isfinite(*number)) {
-        tags[key] = *number;
+        tags[*key] = *number;
       }
     } else {
-      tags[key] = listOf(std::get<std::vector<double>>(value));
+      tags[*key] = listOf(std::get<std::vector<double>>(value));
     }
   }
   return tags;
@@ -70,8 +82,8 @@ json stillJson(const ImageProperties& properties) {
              {"tiff", dictionaryJson(properties.tiff)},
              {"gps", dictionaryJson(properties.gps)},
              {"exifAux", dictionaryJson(properties.exifAux)}};
-  if (properties.mimeType) {
-    still["mimeType"] = *properties.mimeType;
+  if (const auto type = properties.mimeType ? sendable(*properties.mimeType) : std::nullopt) {
+    still["mimeType"] = *type;
   }
   put(still, "width", properties.pixelWidth);
   put(still, "height", properties.pixelHeight);
@@ -83,17 +95,22 @@ json videoJson(const VideoProperties& properties) {
   json video{{"created", json::array()}, {"locations", json::array()}};
   put(video, "duration", properties.duration);
   if (const auto& track = properties.track) {
-    video["track"] = {track->width, track->height, track->a, track->b, track->c, track->d};
+    const std::array numbers{track->width, track->height, track->a, track->b, track->c, track->d};
+    if (track->width > 0 && track->height > 0 &&
+        std::all_of(numbers.begin(), numbers.end(), [](double n) { return std::isfinite(n); })) {
+      video["track"] = numbers;
+    }
   }
   for (const std::string& date : properties.created) {
-    if (isShort(date) && video["created"].size() < kMaxListed) {
-      video["created"].push_back(date);
+    const auto text = sendable(date);
+    if (text && video["created"].size() < kMaxListed) {
+      video["created"].push_back(*text);
     }
   }
   for (const auto& [key, text] : properties.locations) {
     if (video["locations"].size() < kMaxListed) {
       // One that is too long still counts as the first.
-      video["locations"].push_back({isShort(key) ? key : "", isShort(text) ? text : ""});
+      video["locations"].push_back({sendable(key).value_or(""), sendable(text).value_or("")});
     }
   }
   return video;

@@ -8,10 +8,10 @@
 namespace vaultmere {
 namespace {
 
-/// For a killed process. One that hangs in a call to a dead drive is looked at
-/// again after a while.
-constexpr std::chrono::milliseconds kEndTimeout{100};
-constexpr std::chrono::seconds kEndInterval{5};
+/// How often a killed process is looked at until it is over. One that hangs in a
+/// call to a dead drive takes long, and then less often.
+constexpr std::chrono::milliseconds kEndInterval{5};
+constexpr std::chrono::milliseconds kMaxEndInterval{5000};
 
 }  // namespace
 
@@ -30,6 +30,24 @@ MediaPool::MediaPool(Options options) : options_(std::move(options)) {
 MediaPool::~MediaPool() = default;
 
 MediaPool::Lease MediaPool::take(Priority priority) {
+  for (;;) {
+    Lease lease(*this, priority, takeIdle(priority));
+    if (!lease->isUsable()) {
+      lease.discard();  // it has ended since it was used last
+      continue;
+    }
+    try {
+      lease->awaitReady();
+    } catch (const MediaError&) {
+      lease.discard();
+      throw;
+    }
+    return lease;
+  }
+}
+
+/// One that nobody uses; it need not be ready.
+std::unique_ptr<MediaProcess> MediaPool::takeIdle(Priority priority) {
   std::unique_lock lock(mutex_);
   Share& share = shareOf(priority);
   const std::size_t failures = share.failures;
@@ -42,20 +60,14 @@ MediaPool::Lease MediaPool::take(Priority priority) {
   if (share.idle.empty()) {
     throw MediaError(share.lastFailure);
   }
-  Lease lease(*this, priority, std::move(share.idle.back().process));
+  auto process = std::move(share.idle.back().process);
   share.idle.pop_back();
-  lock.unlock();
-  try {
-    lease->awaitReady();
-  } catch (const MediaError&) {
-    lease.discard();
-    throw;
-  }
-  return lease;
+  return process;
 }
 
 void MediaPool::giveBack(Priority priority, std::unique_ptr<MediaProcess> process, bool isUsable) {
-  const bool isKept = isUsable && process->requests() < options_.maxRequests &&
+  const bool isKept = isUsable && process->isUsable() &&
+                      process->requests() < options_.maxRequests &&
                       process->residentBytes() <= options_.maxIdleBytes;
   const std::lock_guard lock(mutex_);
   Share& share = shareOf(priority);
@@ -71,24 +83,31 @@ void MediaPool::giveBack(Priority priority, std::unique_ptr<MediaProcess> proces
 
 void MediaPool::supervise(const std::stop_token& stop) {
   std::vector<std::unique_ptr<MediaProcess>> ending;  // killed
+  auto endInterval = kEndInterval;
   std::unique_lock lock(mutex_);
   while (!stop.stop_requested()) {
     for (Share& share : shares_) {
       startLacking(share, lock);
     }
     auto next = retireIdle();
-    std::move(retired_.begin(), retired_.end(), std::back_inserter(ending));
-    retired_.clear();
+    if (!retired_.empty()) {
+      std::move(retired_.begin(), retired_.end(), std::back_inserter(ending));
+      retired_.clear();
+      endInterval = kEndInterval;
+    }
     lock.unlock();
-    std::erase_if(ending, [](const auto& process) { return process->end(kEndTimeout); });
+    // Waits for none of them: others are to be started meanwhile.
+    std::erase_if(ending, [](const auto& process) { return process->end({}); });
     lock.lock();
     if (!ending.empty()) {
-      next = std::min(next.value_or(Clock::time_point::max()), Clock::now() + kEndInterval);
+      next = std::min(next.value_or(Clock::time_point::max()), Clock::now() + endInterval);
+      endInterval = std::min(endInterval * 2, kMaxEndInterval);
     }
-    const auto hasWork = [this] {
+    const auto hasWork = [this, isDue = next.has_value()] {
       return !retired_.empty() ||
-             std::any_of(shares_.begin(), shares_.end(),
-                         [](const Share& share) { return share.lacksProcess(); });
+             std::any_of(shares_.begin(), shares_.end(), [&](const Share& share) {
+               return share.lacksProcess() || (!isDue && !share.idle.empty());
+             });
     };
     if (next) {
       supervised_.wait_until(lock, stop, *next, hasWork);

@@ -86,6 +86,7 @@ class MediaPool {
   [[nodiscard]] Share& shareOf(Priority priority) {
     return shares_.at(priority == Priority::foreground ? 0 : 1);
   }
+  [[nodiscard]] std::unique_ptr<MediaProcess> takeIdle(Priority priority);
   void giveBack(Priority priority, std::unique_ptr<MediaProcess> process, bool isUsable);
   void supervise(const std::stop_token& stop);
   void startLacking(Share& share, std::unique_lock<std::mutex>& lock);

@@ -3,6 +3,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <cstdint>
 #include <cstdlib>
@@ -11,6 +13,7 @@
 #include <system_error>
 
 #include "media/MediaExit.h"
+#include "platform/Text.h"
 
 // NOLINTNEXTLINE(readability-redundant-declaration): unistd.h has it for some standards only
 extern "C" char** environ;
@@ -25,7 +28,10 @@ using std::chrono::steady_clock;
 constexpr milliseconds kMemoryInterval{50};
 
 /// For the end of a process that has closed its socket.
-constexpr milliseconds kEndTimeout{2000};
+constexpr milliseconds kEndTimeout{500};
+
+/// What the head of a JPEG file and its tables may take beside the pixels.
+constexpr std::uint64_t kJpegOverhead = std::uint64_t{64} << 10;
 
 /// The locale; the libraries' own switches; in builds with sanitizers theirs.
 std::vector<std::string> mediaEnvironment(const std::filesystem::path& program) {
@@ -63,6 +69,11 @@ std::string signalName(int signal) {
 struct MediaProcess::Failure {
   MediaFailure kind;
   std::string words;
+
+  static Failure wrongAnswer() {
+    return {MediaFailure::answeredWrongly, "decoder answered wrongly"};
+  }
+  static Failure memory() { return {MediaFailure::tooMuchMemory, "too much memory"}; }
 };
 
 MediaProcess::MediaProcess(Options options)
@@ -84,21 +95,16 @@ void MediaProcess::awaitReady() {
   if (isReady_) {
     return;
   }
-  const auto fail = [&](const std::string& words) {
+  const auto fail = [&](std::string_view words) {
     process_.kill();
-    throw MediaError(fmt::format("start “{}”: {}", options_.program.native(), words));
+    return MediaError(fmt::format("start “{}”: {}", displayPath(options_.program), words));
   };
   try {
-    auto [reply, descriptor] = nextReply(steady_clock::now() + options_.startTimeout);
-    auto* ready = std::get_if<MediaReady>(&reply);
-    if (ready == nullptr) {
-      fail("it is of another version");
-    } else {
-      ready_ = std::move(*ready);
-      isReady_ = true;
-    }
+    ready_ = nextReply<MediaReady>(steady_clock::now() + options_.startTimeout);
+    isReady_ = true;
   } catch (const Failure& failure) {
-    fail(failure.words);
+    throw fail(failure.kind == MediaFailure::answeredWrongly ? "it is of another version"
+                                                             : failure.words);
   }
 }
 
@@ -108,11 +114,13 @@ MediaProcess::Outcome MediaProcess::ask(const File& file, const MediaRequest& re
   outcome.answer.pictures.resize(request.pictures.size());
   ++requests_;
   try {
-    try {
-      socket_.send(encodeMediaRequest(request), file.descriptor(), false);
-    } catch (const std::system_error&) {
-      throw endFailure();
-    }
+    socket_.send(encodeMediaRequest(request), file.descriptor(), false);
+  } catch (const std::system_error& error) {
+    process_.kill();
+    throw MediaError(
+        fmt::format("ask “{}”: {}", displayPath(options_.program), error.code().message()));
+  }
+  try {
     readAnswer(request, outcome.answer, steady_clock::now() + timeout);
   } catch (const Failure& failure) {
     process_.kill();
@@ -124,53 +132,65 @@ MediaProcess::Outcome MediaProcess::ask(const File& file, const MediaRequest& re
 
 void MediaProcess::readAnswer(const MediaRequest& request, MediaAnswer& answer,
                               steady_clock::time_point until) {
-  const Failure wrong{MediaFailure::answeredWrongly, "decoder answered wrongly"};
   if (request.wantsProperties) {
-    auto [reply, descriptor] = nextReply(until);
-    auto* facts = std::get_if<MediaFacts>(&reply);
-    if (facts == nullptr || descriptor.get() >= 0) {
-      throw wrong;
+    auto facts = nextReply<MediaFacts>(until);
+    const bool isVideo = request.kind == MediaKind::video;
+    if (isVideo ? facts.still.has_value() : facts.video.has_value()) {
+      throw Failure::wrongAnswer();
     }
-    answer.still = std::move(facts->still);
-    answer.video = std::move(facts->video);
+    answer.still = std::move(facts.still);
+    answer.video = std::move(facts.video);
   }
   for (std::size_t i = 0; i < request.pictures.size(); ++i) {
-    auto [reply, descriptor] = nextReply(until);
-    const auto* head = std::get_if<MediaPictureHead>(&reply);
-    if (head == nullptr) {
-      if (!std::holds_alternative<MediaNoPicture>(reply)) {
-        throw wrong;
-      }
-      continue;
-    }
-    const PictureRequest& wanted = request.pictures[i];
-    const auto pixelBytes =
-        static_cast<std::uint64_t>(head->width) * static_cast<std::uint64_t>(head->height) * 4;
-    if (head->width > wanted.maxPixels || head->height > wanted.maxPixels ||
-        (!wanted.jpegQuality && head->bytes != pixelBytes)) {
-      throw wrong;
-    }
-    try {
-      answer.pictures[i] = {head->width, head->height,
-                            PixelBuffer(mapSealed(std::move(descriptor), head->bytes))};
-    } catch (const FileError& error) {
-      throw error.code() == ENOMEM ? Failure{MediaFailure::tooMuchMemory, "too much memory"}
-                                   : wrong;
-    }
+    answer.pictures[i] = nextPicture(request.pictures[i], until);
   }
+}
+
+std::optional<MediaPicture> MediaProcess::nextPicture(const PictureRequest& wanted,
+                                                      steady_clock::time_point until) {
+  auto [reply, descriptor] = nextReply(until);
+  if (std::holds_alternative<MediaNoPicture>(reply) && descriptor.get() < 0) {
+    return std::nullopt;
+  }
+  const auto* head = std::get_if<MediaPictureHead>(&reply);
+  if (head == nullptr || std::max(head->width, head->height) > wanted.maxPixels) {
+    throw Failure::wrongAnswer();
+  }
+  const auto pixelBytes =
+      static_cast<std::uint64_t>(head->width) * static_cast<std::uint64_t>(head->height) * 4;
+  if (wanted.jpegQuality ? head->bytes > pixelBytes + kJpegOverhead : head->bytes != pixelBytes) {
+    throw Failure::wrongAnswer();
+  }
+  try {
+    return MediaPicture{head->width, head->height,
+                        PixelBuffer(mapSealed(std::move(descriptor), head->bytes))};
+  } catch (const FileError& error) {
+    throw error.code() == ENOMEM ? Failure::memory() : Failure::wrongAnswer();
+  }
+}
+
+/// A reply of one kind, which comes without a picture's bytes.
+template <typename Reply>
+Reply MediaProcess::nextReply(steady_clock::time_point until) {
+  auto [reply, descriptor] = nextReply(until);
+  auto* expected = std::get_if<Reply>(&reply);
+  if (expected == nullptr || descriptor.get() >= 0) {
+    throw Failure::wrongAnswer();
+  }
+  return std::move(*expected);
 }
 
 std::pair<MediaReply, Descriptor> MediaProcess::nextReply(steady_clock::time_point until) {
-  auto received = receive(until);
-  auto reply = parseMediaReply(received.packet.bytes);
+  Packet packet = receive(until);
+  auto reply = parseMediaReply(packet.bytes);
   if (!reply) {
-    throw Failure{MediaFailure::answeredWrongly, "decoder answered wrongly"};
+    throw Failure::wrongAnswer();
   }
-  return {std::move(*reply), std::move(received.packet.descriptor)};
+  return {std::move(*reply), std::move(packet.descriptor)};
 }
 
 /// The next message; a failure when there is none, or the process is to be killed.
-PacketSocket::Received MediaProcess::receive(steady_clock::time_point until) {
+Packet MediaProcess::receive(steady_clock::time_point until) {
   for (;;) {
     const auto left = std::chrono::ceil<milliseconds>(until - steady_clock::now());
     if (left <= milliseconds::zero()) {
@@ -179,16 +199,20 @@ PacketSocket::Received MediaProcess::receive(steady_clock::time_point until) {
     try {
       auto received = socket_.receive(kMaxMediaMessageBytes, std::min(left, kMemoryInterval));
       if (received.state == PacketSocket::State::packet) {
-        return received;
+        return std::move(received.packet);
       }
       if (received.state == PacketSocket::State::closed) {
         throw endFailure();
       }
-    } catch (const std::system_error&) {
-      throw Failure{MediaFailure::answeredWrongly, "decoder answered wrongly"};
+    } catch (const std::system_error& error) {
+      if (error.code().value() == EMFILE) {
+        process_.kill();
+        throw MediaError(error.what());
+      }
+      throw Failure::wrongAnswer();
     }
     if (process_.residentBytes() > options_.maxResidentBytes) {
-      throw Failure{MediaFailure::tooMuchMemory, "too much memory"};
+      throw Failure::memory();
     }
   }
 }
@@ -200,7 +224,7 @@ MediaProcess::Failure MediaProcess::endFailure() {
     return {MediaFailure::crashed, "decoder closed its connection"};
   }
   if (end->signal == 0 && end->status == kMediaExitMemory) {
-    return {MediaFailure::tooMuchMemory, "too much memory"};
+    return Failure::memory();
   }
   return {MediaFailure::crashed, end->signal != 0
                                      ? fmt::format("decoder crashed ({})", signalName(end->signal))

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstddef>
 #include <filesystem>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -55,10 +56,14 @@ class MediaProcess {
   [[nodiscard]] const MediaReady& ready() const { return ready_; }
 
   /// Reads `file`, whose descriptor the process gets, in at most `timeout`. After
-  /// a failure the process is of no more use, and has been killed.
+  /// a failure the process is of no more use, and has been killed. Likewise when
+  /// this throws MediaError, which says nothing about the file: the process had
+  /// ended before it was asked, or this program has too many open files.
   [[nodiscard]] Outcome ask(const File& file, const MediaRequest& request,
                             std::chrono::milliseconds timeout);
 
+  /// Whether it can be asked: it lives, and has sent no more than it was asked for.
+  [[nodiscard]] bool isUsable() const { return socket_.isQuiet() || !isReady_; }
   [[nodiscard]] std::size_t requests() const { return requests_; }  ///< so far
   [[nodiscard]] std::size_t residentBytes() const { return process_.residentBytes(); }
   /// Kills it, and waits at most so long for its end; true when it is over.
@@ -67,11 +72,15 @@ class MediaProcess {
  private:
   struct Failure;
   MediaProcess(Options options, std::pair<PacketSocket, PacketSocket> ends);
-  [[nodiscard]] PacketSocket::Received receive(std::chrono::steady_clock::time_point until);
-  [[nodiscard]] std::pair<MediaReply, Descriptor> nextReply(
-      std::chrono::steady_clock::time_point until);
   void readAnswer(const MediaRequest& request, MediaAnswer& answer,
                   std::chrono::steady_clock::time_point until);
+  [[nodiscard]] std::optional<MediaPicture> nextPicture(
+      const PictureRequest& wanted, std::chrono::steady_clock::time_point until);
+  template <typename Reply>
+  [[nodiscard]] Reply nextReply(std::chrono::steady_clock::time_point until);
+  [[nodiscard]] std::pair<MediaReply, Descriptor> nextReply(
+      std::chrono::steady_clock::time_point until);
+  [[nodiscard]] Packet receive(std::chrono::steady_clock::time_point until);
   [[nodiscard]] Failure endFailure();
 
   const Options options_;

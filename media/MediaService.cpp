@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <system_error>
+#include <utility>
 
 #include "platform/FaultPoint.h"
 #include "platform/Log.h"
@@ -14,16 +15,28 @@ namespace {
 
 /// Files that a decoder fails at are few; a folder full of them isn't remembered
 /// whole.
-constexpr std::size_t kMaxFailures = 10'000;
+constexpr std::size_t kMaxFailures = 20'000;
 
-/// What a file is recognised by: its content, else what identifies it on its disk.
-std::string identityOf(const MediaFile& file) {
-  if (!file.contentHash.empty()) {
-    return std::string(file.contentHash);
-  }
+/// How many processes are tried when one ends before it is asked.
+constexpr int kMaxAttempts = 2;
+
+/// What a file is recognised by: what identifies it on its disk, and its content
+/// where that is known.
+std::vector<std::string> identitiesOf(const MediaFile& file) {
   const FileStamp stamp = file.file.status().stamp;
-  return fmt::format("{}:{}:{}:{}", stamp.device, stamp.inode, stamp.size,
-                     stamp.modifiedNanoseconds);
+  std::vector<std::string> identities{
+      fmt::format("{}:{}:{}:{}", stamp.device, stamp.inode, stamp.size, stamp.modifiedNanoseconds)};
+  if (!file.contentHash.empty()) {
+    identities.emplace_back(file.contentHash);
+  }
+  return identities;
+}
+
+MediaAnswer failedAnswer(const MediaRequest& request, MediaFailure failure) {
+  MediaAnswer answer;
+  answer.pictures.resize(request.pictures.size());
+  answer.failure = failure;
+  return answer;
 }
 
 }  // namespace
@@ -33,8 +46,9 @@ std::optional<std::string> MediaService::problem() {
     static_cast<void>(lease(Priority::foreground));
     return std::nullopt;
   } catch (const MediaError& error) {
-    return fmt::format("Photos and videos can't be read ({}). Install Vaultmere again.",
-                       error.what());
+    return fmt::format(
+        "Photos and videos can't be read ({}). If that lasts, install Vaultmere again.",
+        error.what());
   }
 }
 
@@ -50,24 +64,34 @@ std::string MediaService::decoderVersion() {
 
 MediaAnswer MediaService::read(const MediaFile& file, const MediaRequest& request,
                                Priority priority) {
-  const std::string identity = identityOf(file);
-  if (const auto failure = knownFailure(identity)) {
-    MediaAnswer answer;
-    answer.pictures.resize(request.pictures.size());
-    answer.failure = failure;
-    return answer;
+  const auto identities = identitiesOf(file);
+  if (const auto failure = knownFailure(identities)) {
+    return failedAnswer(request, *failure);
   }
   if (const int fault = faultAt("decode", file.file.path()); fault != 0) {
     throw MediaError(std::generic_category().message(fault));
   }
-  MediaPool::Lease process = lease(priority);
-  MediaProcess::Outcome outcome = process->ask(file.file, request, request.timeout);
-  if (outcome.answer.failure) {
-    process.discard();
-    remember(identity, *outcome.answer.failure);
-    logLine(fmt::format("Vaultmere: {} — {}", displayName(file.file.path()), outcome.failure));
+  for (int attempt = 1;; ++attempt) {
+    MediaPool::Lease process = lease(priority);
+    if (const auto failure = knownFailure(identities)) {  // since this waits
+      return failedAnswer(request, *failure);
+    }
+    try {
+      MediaProcess::Outcome outcome = process->ask(file.file, request, request.timeout);
+      if (outcome.answer.failure) {
+        remember(identities, *outcome.answer.failure);
+        process.discard();
+        logLine(fmt::format("Vaultmere: {} — {}", outcome.failure, displayPath(file.file.path())));
+      }
+      return std::move(outcome.answer);
+    } catch (const MediaError& error) {
+      process.discard();
+      if (attempt == kMaxAttempts) {
+        logProblem(error.what());
+        throw;
+      }
+    }
   }
-  return std::move(outcome.answer);
 }
 
 std::optional<Bitmap> MediaService::scaled(const MediaFile& file, int maxPixels) {
@@ -77,16 +101,29 @@ std::optional<Bitmap> MediaService::scaled(const MediaFile& file, int maxPixels)
                  : std::nullopt;
 }
 
-std::optional<MediaFailure> MediaService::knownFailure(const std::string& file) {
+std::optional<MediaFailure> MediaService::knownFailure(const std::vector<std::string>& identities) {
   const std::lock_guard lock(mutex_);
-  const auto found = failures_.find(file);
-  return found == failures_.end() ? std::nullopt : std::optional(found->second);
+  for (const std::string& identity : identities) {
+    if (const auto found = failures_.find(identity); found != failures_.end()) {
+      return found->second;
+    }
+  }
+  return std::nullopt;
 }
 
-void MediaService::remember(const std::string& file, MediaFailure failure) {
+void MediaService::remember(const std::vector<std::string>& identities, MediaFailure failure) {
   const std::lock_guard lock(mutex_);
-  if (failures_.size() < kMaxFailures) {
-    failures_.emplace(file, failure);
+  for (const std::string& identity : identities) {
+    if (failures_.size() < kMaxFailures) {
+      failures_.emplace(identity, failure);
+    }
+  }
+}
+
+void MediaService::logProblem(const std::string& problem) {
+  const std::lock_guard lock(mutex_);
+  if (std::exchange(loggedProblem_, problem) != problem) {
+    logLine(fmt::format("Vaultmere: media process: {}", problem));
   }
 }
 
@@ -103,11 +140,7 @@ MediaPool::Lease MediaService::lease(Priority priority) {
     }
     return process;
   } catch (const MediaError& error) {
-    const std::lock_guard lock(mutex_);
-    if (loggedProblem_ != error.what()) {
-      loggedProblem_ = error.what();
-      logLine(fmt::format("Vaultmere: media process: {}", error.what()));
-    }
+    logProblem(error.what());
     throw;
   }
 }

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "media/MediaPool.h"
 #include "media/MediaRequest.h"
@@ -30,9 +31,9 @@ struct MediaFile {
 /// foreign bytes do to a decoder ends such a process at the most. Plain values
 /// in and out.
 ///
-/// A file at which a process fails isn't read again as long as this lives; one
-/// line in the log names it. Lives as long as the program; any thread but the main
-/// one, since each call waits for its answer.
+/// A file at which a process fails isn't read again as long as this lives, also
+/// under another name when its content is known; one line in the log names it. Lives as long as the
+/// program; any thread but the main one, since each call waits for its answer.
 class MediaService {
  public:
   explicit MediaService(MediaPool::Options options) : pool_(std::move(options)) {}
@@ -56,15 +57,17 @@ class MediaService {
   [[nodiscard]] std::optional<Bitmap> scaled(const MediaFile& file, int maxPixels);
 
  private:
-  [[nodiscard]] std::optional<MediaFailure> knownFailure(const std::string& file);
-  void remember(const std::string& file, MediaFailure failure);
+  [[nodiscard]] std::optional<MediaFailure> knownFailure(
+      const std::vector<std::string>& identities);
+  void remember(const std::vector<std::string>& identities, MediaFailure failure);
+  void logProblem(const std::string& problem);
   /// A process that is ready.
   [[nodiscard]] MediaPool::Lease lease(Priority priority);
 
-  MediaPool pool_;    // own synchronisation
-  std::mutex mutex_;  // guards the rest
-  std::map<std::string, MediaFailure> failures_;
-  std::string decoders_;  ///< empty until a process has told
+  MediaPool pool_;                                // own synchronisation
+  std::mutex mutex_;                              // guards the rest
+  std::map<std::string, MediaFailure> failures_;  ///< by what identifies a file
+  std::string decoders_;                          ///< empty until a process has told
   std::string loggedProblem_;
 };
 

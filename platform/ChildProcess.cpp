@@ -60,12 +60,15 @@ class SpawnPlan {
     std::string name = program_.native();
     std::vector<std::string> arguments = options.arguments;
     std::vector<std::string> environment = options.environment;
-    std::vector<char*> argv{name.data()};
+    std::vector<char*> argv;
+    argv.reserve(arguments.size() + 2);
+    argv.push_back(name.data());
     for (std::string& argument : arguments) {
       argv.push_back(argument.data());
     }
     argv.push_back(nullptr);
     std::vector<char*> envp;
+    envp.reserve(environment.size() + 1);
     for (std::string& variable : environment) {
       envp.push_back(variable.data());
     }
@@ -101,6 +104,13 @@ ChildProcess::ChildProcess(const Options& options) {
   plan.startAfresh();
   id_ = plan.run(options);
   handle_ = Descriptor(static_cast<int>(::syscall(SYS_pidfd_open, id_, 0)));
+  if (handle_.get() < 0) {
+    const int error = errno;
+    kill();
+    while (::waitpid(id_, nullptr, 0) < 0 && errno == EINTR) {
+    }
+    throw FileError("start", options.program, error);
+  }
 }
 
 ChildProcess::~ChildProcess() {

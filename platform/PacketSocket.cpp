@@ -122,6 +122,9 @@ PacketSocket::Received PacketSocket::receive(std::size_t maxBytes,
   if ((message.msg_flags & MSG_TRUNC) != 0) {
     fail("recvmsg", EMSGSIZE);
   }
+  if ((message.msg_flags & MSG_CTRUNC) != 0 && descriptors[0].get() < 0) {
+    fail("recvmsg", EMFILE);  // none found room, not even the first
+  }
   if ((message.msg_flags & MSG_CTRUNC) != 0 || descriptors[1].get() >= 0) {
     fail("recvmsg", EPROTO);
   }
@@ -131,6 +134,11 @@ PacketSocket::Received PacketSocket::receive(std::size_t maxBytes,
   received.packet.bytes.resize(static_cast<std::size_t>(count));
   received.packet.descriptor = std::move(descriptors[0]);
   return received;
+}
+
+bool PacketSocket::isQuiet() const {
+  pollfd watched{descriptor_.get(), POLLIN, 0};
+  return ::poll(&watched, 1, 0) == 0;
 }
 
 bool isPacketSocket(int descriptor) {

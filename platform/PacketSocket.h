@@ -39,10 +39,14 @@ class PacketSocket {
   void send(std::string_view bytes, int descriptor = -1, bool mayWait = true);
 
   /// The next message; waits at most so long for it, without a limit for ever.
-  /// Throws std::system_error, with EMSGSIZE for one longer than `maxBytes` and
-  /// EPROTO for one with more than one file.
+  /// Throws std::system_error, with EMSGSIZE for one longer than `maxBytes`, EPROTO
+  /// for one with more than one file, and EMFILE when its file can't be taken
+  /// because this process has too many open. The message is lost then.
   [[nodiscard]] Received receive(std::size_t maxBytes,
                                  std::optional<std::chrono::milliseconds> timeout = std::nullopt);
+
+  /// Whether the other end is open, and nothing that it sent waits to be received.
+  [[nodiscard]] bool isQuiet() const;
 
   [[nodiscard]] int descriptor() const { return descriptor_.get(); }
 

@@ -2,6 +2,8 @@
 #include "media/worker/AnswerRequest.h"
 
 #include <algorithm>
+#include <new>
+#include <span>
 #include <string>
 #include <utility>
 
@@ -13,52 +15,54 @@
 namespace vaultmere {
 namespace {
 
-std::optional<Bitmap> frameOf(const File& file, const PictureRequest& request) {
+MediaFacts factsOf(StillFile& still) { return {.still = readImageProperties(still), .video = {}}; }
+
+MediaFacts factsOf(VideoFile& video) { return {.still = {}, .video = video.properties()}; }
+
+std::optional<Bitmap> pictureOf(StillFile& still, const PictureRequest& request) {
+  return request.mayBeEmbedded ? decodeThumbnail(still, request.maxPixels)
+                               : decodeScaled(still, request.maxPixels);
+}
+
+std::optional<Bitmap> pictureOf(VideoFile& video, const PictureRequest& request) {
   for (const double seconds : request.seconds) {
-    if (auto frame = videoFrame(file, seconds, request.maxPixels)) {
+    if (auto frame = video.frame(seconds, request.maxPixels)) {
       return frame;
     }
   }
   return std::nullopt;
 }
 
-std::optional<Bitmap> pictureOf(const File& file, MediaKind kind, const PictureRequest& request) {
-  if (kind == MediaKind::video) {
-    return frameOf(file, request);
+/// Throws std::bad_alloc when there is no memory for it.
+MemoryFile copyOf(std::span<const std::uint8_t> bytes) {
+  try {
+    MemoryFile file(bytes.size());
+    std::copy(bytes.begin(), bytes.end(), file.bytes().begin());
+    return file;
+  } catch (const FileError&) {
+    throw std::bad_alloc();
   }
-  return request.mayBeEmbedded ? decodeThumbnail(file, request.maxPixels)
-                               : decodeScaled(file, request.maxPixels);
 }
 
 /// The bytes that are to be sent of a picture; absent when there are none.
-std::optional<MemoryFile> bytesOf(Bitmap picture, const PictureRequest& request) {
+std::optional<MemoryFile> bytesOf(const Bitmap& picture, const PictureRequest& request) {
   if (!request.jpegQuality) {
-    const auto pixels = picture.pixels.file();
-    return pixels ? std::optional(std::move(*pixels)) : std::nullopt;
+    const auto& made = picture.pixels.file();
+    return made ? std::move(*made) : copyOf(picture.pixels.bytes());
   }
   const std::string jpeg = encodeJpeg(picture, *request.jpegQuality);
-  if (jpeg.empty()) {
-    return std::nullopt;
-  }
-  MemoryFile bytes(jpeg.size());
-  std::copy(jpeg.begin(), jpeg.end(), bytes.bytes().begin());
-  return bytes;
+  return jpeg.empty() ? std::nullopt
+                      : std::optional(copyOf(
+                            {reinterpret_cast<const std::uint8_t*>(jpeg.data()), jpeg.size()}));
 }
 
-}  // namespace
-
-void answerRequest(const File& file, const MediaRequest& request, const SendReply& send) {
+template <typename Opened>
+void answer(Opened& opened, const MediaRequest& request, const SendReply& send) {
   if (request.wantsProperties) {
-    MediaFacts facts;
-    if (request.kind == MediaKind::video) {
-      facts.video = readVideoProperties(file);
-    } else {
-      facts.still = readImageProperties(file);
-    }
-    send(facts, std::nullopt);
+    send(factsOf(opened), std::nullopt);
   }
   for (const PictureRequest& wanted : request.pictures) {
-    auto picture = pictureOf(file, request.kind, wanted);
+    auto picture = pictureOf(opened, wanted);
     auto bytes = picture ? bytesOf(*picture, wanted) : std::nullopt;
     if (!bytes) {
       send(MediaNoPicture(), std::nullopt);
@@ -67,6 +71,18 @@ void answerRequest(const File& file, const MediaRequest& request, const SendRepl
     const MediaPictureHead head{picture->width, picture->height, bytes->bytes().size()};
     picture.reset();
     send(head, std::move(bytes));
+  }
+}
+
+}  // namespace
+
+void answerRequest(const File& file, const MediaRequest& request, const SendReply& send) {
+  if (request.kind == MediaKind::video) {
+    VideoFile video(file);
+    answer(video, request, send);
+  } else {
+    StillFile still(file);
+    answer(still, request, send);
   }
 }
 

@@ -238,6 +238,20 @@ struct ImageBytes {
   std::optional<FileMapping> mapping;
 };
 
+/// Bytes that can be sought behind their end, as a file can: a box or chunk that is
+/// cut off isn't a reason to lose what precedes it.
+class SeekableBytes final : public Exiv2::MemIo {
+ public:
+  explicit SeekableBytes(std::span<const std::uint8_t> bytes)
+      : MemIo(bytes.data(), static_cast<long>(bytes.size())) {}
+
+  int seek(long offset, Position from) override {
+    const long start = from == beg ? 0 : from == cur ? tell() : static_cast<long>(size());
+    return offset > static_cast<long>(size()) - start ? MemIo::seek(0, end)
+                                                      : MemIo::seek(offset, from);
+  }
+};
+
 /// The file as Exiv2 should see it. Null when it is too large.
 ImageHandle openImage(const File& file, const ImageFormat& format, ImageBytes& bytes) {
   const auto size = static_cast<std::uint64_t>(file.status().stamp.size);
@@ -254,7 +268,7 @@ ImageHandle openImage(const File& file, const ImageFormat& format, ImageBytes& b
     data = bytes.mapping.emplace(file).bytes();
   }
   return ImageHandle(
-      Exiv2::ImageFactory::open(data.data(), static_cast<long>(data.size())).release());
+      Exiv2::ImageFactory::open(Exiv2::BasicIo::AutoPtr(new SeekableBytes(data))).release());
 }
 
 /// The containers in which Exiv2's size is the first image's, not that of a
@@ -315,42 +329,58 @@ void mapRawSize(const Exiv2::ExifData& data, ImageProperties& properties) {
 
 }  // namespace
 
-void readEmbeddedMetadata(const File& file, const ImageFormat& format,
-                          ImageProperties& properties) {
+struct EmbeddedMetadata::Opened {
+  ImageBytes bytes;
+  ImageHandle image;
+  bool isDamaged = false;
+};
+
+EmbeddedMetadata::EmbeddedMetadata(const File& file, const ImageFormat& format)
+    : container_(format.container) {
   prepareExiv2();
   try {
-    ImageBytes bytes;
-    const ImageHandle image = openImage(file, format, bytes);
-    if (!image) {
+    auto opened = std::make_unique<Opened>();
+    opened->image = openImage(file, format, opened->bytes);
+    if (!opened->image) {
       return;
     }
     try {
-      image->readMetadata();
+      opened->image->readMetadata();
     } catch (const std::exception&) {
-      // A damaged file: what came before the damage has been kept.
+      opened->isDamaged = true;  // what came before the damage has been kept
     }
-    if (tellsSize(format.container)) {
-      mapSize(*image, properties);
-    } else if (format.container == ImageContainer::raw) {
-      mapRawSize(image->exifData(), properties);
-    }
-    mapExif(image->exifData(), properties);
-    mapXmp(image->xmpData(), properties);
+    opened_ = std::move(opened);
   } catch (const std::exception&) {
     // Not for this library, or gone while it was read.
   }
 }
 
-std::string largestPreview(const File& file, const ImageFormat& format) {
-  prepareExiv2();
+EmbeddedMetadata::~EmbeddedMetadata() = default;
+
+void EmbeddedMetadata::addTo(ImageProperties& properties) const {
+  if (!opened_) {
+    return;
+  }
+  const Exiv2::Image& image = *opened_->image;
   try {
-    ImageBytes bytes;
-    const ImageHandle image = openImage(file, format, bytes);
-    if (!image) {
-      return {};
+    if (tellsSize(container_)) {
+      mapSize(image, properties);
+    } else if (container_ == ImageContainer::raw) {
+      mapRawSize(image.exifData(), properties);
     }
-    image->readMetadata();
-    const Exiv2::PreviewManager previews(*image);
+    mapExif(image.exifData(), properties);
+    mapXmp(image.xmpData(), properties);
+  } catch (const std::exception&) {
+    // What has been mapped stays.
+  }
+}
+
+std::string EmbeddedMetadata::largestPreview() const {
+  if (!opened_ || opened_->isDamaged) {
+    return {};
+  }
+  try {
+    const Exiv2::PreviewManager previews(*opened_->image);
     const Exiv2::PreviewPropertiesList list = previews.getPreviewProperties();  // smallest first
     for (auto at = list.rbegin(); at != list.rend(); ++at) {
       if (at->mimeType_ == "image/jpeg" && at->size_ <= kMaxPreviewBytes) {
@@ -359,7 +389,7 @@ std::string largestPreview(const File& file, const ImageFormat& format) {
       }
     }
   } catch (const std::exception&) {
-    // Not for this library, or damaged.
+    // Damaged.
   }
   return {};
 }

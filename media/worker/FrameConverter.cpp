@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "media/worker/HdrToneMapping.h"
-#include "media/worker/VipsStill.h"
+#include "media/worker/RenderImage.h"
 
 extern "C" {
 #include <libavutil/frame.h>
@@ -130,7 +130,6 @@ std::optional<Bitmap> bitmapOfFrame(const AVFrame& frame, int width, int height,
   const std::vector<std::uint8_t> pixels =
       light ? srgbOfWideColours(scaled<std::uint16_t>(frame, width, height), *light)
             : scaled<std::uint8_t>(frame, width, height);
-  prepareVips();
   const VipsImageHandle image = pixels.empty() ? nullptr : imageOver(pixels, width, height, 3);
   return image ? render(image, fitted({width, height}, std::max(width, height), orientation),
                         orientation, Deadline())

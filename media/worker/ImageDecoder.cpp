@@ -9,13 +9,7 @@
 #include <string>
 #include <utility>
 
-#include "media/worker/EmbeddedMetadata.h"
-#include "media/worker/HeifOrientation.h"
-#include "media/worker/ImageFormat.h"
-#include "media/worker/RawFile.h"
-#include "media/worker/VipsStill.h"
-#include "media/worker/X3fFile.h"
-#include "platform/Files.h"
+#include "media/worker/RenderImage.h"
 
 namespace vaultmere {
 namespace {
@@ -72,23 +66,19 @@ bool canStandFor(PixelSize picture, PixelSize embedded) {
          std::abs(aspectOf(embedded) / aspectOf(picture) - 1) <= kAspectTolerance;
 }
 
-std::optional<Bitmap> decodeStill(const VipsStill& still, int maxPixels,
-                                  std::optional<int> orientation) {
-  VipsImageHandle image = still.open();
-  if (!image) {
+std::optional<Bitmap> decodeStill(VipsStill& still, int maxPixels, std::optional<int> orientation) {
+  const auto header = still.header();
+  if (!header) {
     return std::nullopt;
   }
-  const VipsHeader header = headerOf(image);
-  const int rotation = orientation.value_or(header.orientation);
-  const PixelSize size = fitted(header.size, maxPixels, rotation);
-  const int shrink = shrinkFor(still, header, maxPixels);
-  if (decodeBytes(header, shrink) > kMaxBytes) {
+  const int rotation = orientation.value_or(header->orientation);
+  const PixelSize size = fitted(header->size, maxPixels, rotation);
+  const int shrink = shrinkFor(still, *header, maxPixels);
+  if (decodeBytes(*header, shrink) > kMaxBytes) {
     return std::nullopt;
   }
   const Deadline deadline;
-  if (shrink > 1) {
-    image = still.open(shrink);
-  }
+  VipsImageHandle image = still.open(shrink);
   auto bitmap = image ? render(image, size, rotation, deadline) : std::nullopt;
   if (!bitmap) {
     image = still.open(shrink);
@@ -99,40 +89,37 @@ std::optional<Bitmap> decodeStill(const VipsStill& still, int maxPixels,
 }
 
 /// The thumbnail in a JPEG's EXIF, rotated like the picture.
-std::optional<Bitmap> decodeExifThumbnail(const VipsStill& still, int maxPixels) {
-  const VipsImageHandle picture = still.open();
-  if (!picture || !blockOf(picture, "icc-profile-data").empty()) {
+std::optional<Bitmap> decodeExifThumbnail(VipsStill& still, int maxPixels) {
+  const auto header = still.header();
+  if (!header || !still.block("icc-profile-data").empty()) {
     return std::nullopt;  // nothing tells which colours the thumbnail is in
   }
-  const std::string jpeg = blockOf(picture, "jpeg-thumbnail-data");
+  const std::string jpeg = still.block("jpeg-thumbnail-data");
   if (jpeg.empty()) {
     return std::nullopt;
   }
-  const VipsStill embedded({reinterpret_cast<const std::uint8_t*>(jpeg.data()), jpeg.size()});
-  const VipsImageHandle thumbnail = embedded.open();
-  if (!thumbnail) {
+  VipsStill embedded({reinterpret_cast<const std::uint8_t*>(jpeg.data()), jpeg.size()});
+  const auto thumbnail = embedded.header();
+  if (!thumbnail || !canStandFor(header->size, thumbnail->size) ||
+      isPortrait(header->size) != isPortrait(thumbnail->size)) {
     return std::nullopt;
   }
-  const VipsHeader header = headerOf(picture);
-  const PixelSize size = headerOf(thumbnail).size;
-  if (!canStandFor(header.size, size) || isPortrait(header.size) != isPortrait(size)) {
-    return std::nullopt;
-  }
-  return decodeStill(embedded, maxPixels, header.orientation);
+  return decodeStill(embedded, maxPixels, header->orientation);
 }
 
 /// The thumbnail beside a HEIC's picture. Each of the two is rotated by
 /// properties of its own; where those of the thumbnail are missing, only a
 /// quarter of a rotation shows in its shape.
-std::optional<Bitmap> decodeHeifThumbnail(const File& file, const VipsStill& still, int maxPixels) {
-  const int orientation = heifOrientation(file).value_or(0);
-  const VipsImageHandle picture = still.open();
-  const VipsImageHandle thumbnail = still.openThumbnail();
+std::optional<Bitmap> decodeHeifThumbnail(StillFile& still, int maxPixels) {
+  const int orientation = still.heifOrientation().value_or(0);
+  VipsStill& vips = still.vips();
+  const auto picture = vips.header();
+  const VipsImageHandle thumbnail = vips.openThumbnail();
   if ((orientation != 1 && orientation != 6 && orientation != 8) || !picture || !thumbnail ||
-      blockOf(picture, "icc-profile-data") != blockOf(thumbnail, "icc-profile-data")) {
+      vips.block("icc-profile-data") != blockOf(thumbnail, "icc-profile-data")) {
     return std::nullopt;
   }
-  const PixelSize whole = headerOf(picture).size;
+  const PixelSize whole = picture->size;
   const VipsHeader header = headerOf(thumbnail);
   const PixelSize size = header.size;
   if (std::max(size.width, size.height) > kMaxEmbedded || !canStandFor(whole, size) ||
@@ -144,26 +131,26 @@ std::optional<Bitmap> decodeHeifThumbnail(const File& file, const VipsStill& sti
              : render(thumbnail, fitted(size, maxPixels, 1), 1, Deadline());
 }
 
-std::optional<Bitmap> decodeEmbedded(const File& file, const ImageFormat& format,
-                                     const VipsStill& still, int maxPixels) {
-  switch (format.container) {
+std::optional<Bitmap> decodeEmbedded(StillFile& still, int maxPixels) {
+  switch (still.format()->container) {
     case ImageContainer::jpeg:
-      return decodeExifThumbnail(still, maxPixels);
+      return decodeExifThumbnail(still.vips(), maxPixels);
     case ImageContainer::heif:
-      return decodeHeifThumbnail(file, still, maxPixels);
+      return decodeHeifThumbnail(still, maxPixels);
     default:
       return std::nullopt;
   }
 }
 
 /// The EXIF orientation, for the containers whose loader passes it by.
-std::optional<int> orientationBeside(const File& file, const ImageFormat& format) {
-  if (format.container != ImageContainer::png && format.container != ImageContainer::psd &&
-      format.container != ImageContainer::jpeg2000) {
+std::optional<int> orientationBeside(StillFile& still) {
+  const ImageContainer container = still.format()->container;
+  if (container != ImageContainer::png && container != ImageContainer::psd &&
+      container != ImageContainer::jpeg2000) {
     return std::nullopt;
   }
   ImageProperties properties;
-  readEmbeddedMetadata(file, format, properties);
+  still.metadata().addTo(properties);
   return static_cast<int>(properties.orientation.value_or(1));
 }
 
@@ -182,24 +169,20 @@ std::optional<Bitmap> decodePreview(std::span<const std::uint8_t> jpeg, const Ra
   if (jpeg.empty()) {
     return std::nullopt;
   }
-  const VipsStill still(jpeg);
-  const VipsImageHandle image = still.open();
-  if (!image) {
+  VipsStill still(jpeg);
+  const auto header = still.header();
+  if (!header || !passes(header->size)) {
     return std::nullopt;
   }
-  const VipsHeader header = headerOf(image);
-  if (!passes(header.size)) {
-    return std::nullopt;
-  }
-  return decodeStill(still, maxPixels, previewOrientation(raw, header));
+  return decodeStill(still, maxPixels, previewOrientation(raw, *header));
 }
 
 std::optional<Bitmap> developScaled(RawFile& raw, int maxPixels) {
   const RawHeader& header = raw.header();
   const bool half =
       std::max(header.width, header.height) / 2 >= maxPixels || raw.developBytes(false) > kMaxBytes;
-  const auto developed = raw.developBytes(half) > kMaxBytes ? std::nullopt : raw.develop(half);
-  if (!developed) {
+  const DevelopedRaw* developed = raw.developBytes(half) > kMaxBytes ? nullptr : raw.develop(half);
+  if (developed == nullptr) {
     return std::nullopt;
   }
   const VipsImageHandle image =
@@ -213,34 +196,33 @@ bool any(PixelSize /*size*/) { return true; }
 
 /// A RAW file that LibRaw doesn't know, or can't read: the largest preview that
 /// its structure tells of, else the first picture of a TIFF.
-std::optional<Bitmap> decodeUnknownRaw(const File& file, const ImageFormat& format, int maxPixels) {
+std::optional<Bitmap> decodeUnknownRaw(StillFile& still, int maxPixels) {
   RawHeader header;
   std::string jpeg;
-  if (auto x3f = readX3f(file)) {
-    header = std::move(x3f->header);
-    jpeg = std::move(x3f->preview);
+  if (const auto& x3f = still.x3f()) {
+    header = x3f->header;
+    jpeg = x3f->preview;
   } else {
     ImageProperties properties;
-    readEmbeddedMetadata(file, format, properties);
+    still.metadata().addTo(properties);
     constexpr double kMaxSide = 1 << 20;
     header.width = static_cast<int>(std::min(properties.pixelWidth.value_or(0), kMaxSide));
     header.height = static_cast<int>(std::min(properties.pixelHeight.value_or(0), kMaxSide));
     header.orientation = static_cast<int>(properties.orientation.value_or(1));
-    jpeg = largestPreview(file, format);
+    jpeg = still.metadata().largestPreview();
   }
   auto preview = decodePreview({reinterpret_cast<const std::uint8_t*>(jpeg.data()), jpeg.size()},
                                header, maxPixels, any);
-  if (!preview && format.rawInTiff) {
-    preview = decodeStill(VipsStill(file, format), maxPixels, std::nullopt);
+  if (!preview && still.format()->rawInTiff) {
+    preview = decodeStill(still.vips(), maxPixels, std::nullopt);
   }
   return preview;
 }
 
-std::optional<Bitmap> decodeRaw(const File& file, const ImageFormat& format, int maxPixels,
-                                Show show) {
-  const auto raw = RawFile::open(file);
-  if (!raw) {
-    return decodeUnknownRaw(file, format, maxPixels);
+std::optional<Bitmap> decodeRaw(StillFile& still, int maxPixels, Show show) {
+  RawFile* raw = still.raw();
+  if (raw == nullptr) {
+    return decodeUnknownRaw(still, maxPixels);
   }
   const PixelSize sensor{raw->header().width, raw->header().height};
   const int wanted = std::min(maxPixels, std::max(sensor.width, sensor.height));
@@ -255,30 +237,27 @@ std::optional<Bitmap> decodeRaw(const File& file, const ImageFormat& format, int
     return developed;
   }
   auto preview = decodePreview(raw->preview(), raw->header(), maxPixels, any);
-  return preview ? std::move(preview) : decodeUnknownRaw(file, format, maxPixels);
+  return preview ? std::move(preview) : decodeUnknownRaw(still, maxPixels);
 }
 
-std::optional<Bitmap> decode(const File& file, int maxPixels, Show show) {
+std::optional<Bitmap> decode(StillFile& still, int maxPixels, Show show) {
   try {
-    const auto format = recogniseImage(file);
-    if (!format || maxPixels < 1) {
+    if (!still.format() || maxPixels < 1) {
       return std::nullopt;
     }
-    if (format->container == ImageContainer::raw) {
-      return decodeRaw(file, *format, maxPixels, show);
+    if (still.format()->container == ImageContainer::raw) {
+      return decodeRaw(still, maxPixels, show);
     }
-    if (const auto declared = declaredPixels(file, *format)) {
+    if (const auto declared = declaredPixels(still.file(), *still.format())) {
       constexpr std::uint64_t kMaxSide = 1U << 20U;  // keeps the product in range
       if (declared->width > kMaxSide || declared->height > kMaxSide ||
           declared->width * declared->height * declared->bytesPerPixel > kMaxBytes) {
         return std::nullopt;
       }
     }
-    const VipsStill still(file, *format);
-    auto embedded =
-        show == Show::embedded ? decodeEmbedded(file, *format, still, maxPixels) : std::nullopt;
+    auto embedded = show == Show::embedded ? decodeEmbedded(still, maxPixels) : std::nullopt;
     return embedded ? std::move(embedded)
-                    : decodeStill(still, maxPixels, orientationBeside(file, *format));
+                    : decodeStill(still.vips(), maxPixels, orientationBeside(still));
   } catch (const std::exception&) {
     return std::nullopt;
   }
@@ -286,12 +265,12 @@ std::optional<Bitmap> decode(const File& file, int maxPixels, Show show) {
 
 }  // namespace
 
-std::optional<Bitmap> decodeScaled(const File& file, int maxPixels) {
-  return decode(file, maxPixels, Show::picture);
+std::optional<Bitmap> decodeScaled(StillFile& still, int maxPixels) {
+  return decode(still, maxPixels, Show::picture);
 }
 
-std::optional<Bitmap> decodeThumbnail(const File& file, int maxPixels) {
-  return decode(file, maxPixels, Show::embedded);
+std::optional<Bitmap> decodeThumbnail(StillFile& still, int maxPixels) {
+  return decode(still, maxPixels, Show::embedded);
 }
 
 }  // namespace vaultmere

@@ -5,7 +5,7 @@
 #include <optional>
 
 #include "media/Bitmap.h"
-#include "platform/Files.h"
+#include "media/worker/StillFile.h"
 
 namespace vaultmere {
 
@@ -18,14 +18,14 @@ namespace vaultmere {
 /// the program takes (by its content, never by its name), can't be
 /// decoded in its first row, or would need more than `kMaxDecodeBytes`. Rows that
 /// a damaged file lacks are grey. Any thread.
-[[nodiscard]] std::optional<Bitmap> decodeScaled(const File& file, int maxPixels);
+[[nodiscard]] std::optional<Bitmap> decodeScaled(StillFile& still, int maxPixels);
 
 /// The same for a small rendering: the thumbnail inside a JPEG or HEIC, or the
 /// preview inside a RAW file, is shown in place of the picture, which saves
 /// decoding all of its pixels. That may give fewer than `maxPixels`, down to a
 /// camera's usual 160. One with bars or another crop isn't used, nor one whose
 /// colours or rotation are unknown.
-[[nodiscard]] std::optional<Bitmap> decodeThumbnail(const File& file, int maxPixels);
+[[nodiscard]] std::optional<Bitmap> decodeThumbnail(StillFile& still, int maxPixels);
 
 /// The most memory that one decode may take for pixels; real pictures need
 /// far less.

@@ -4,41 +4,35 @@
 #include <exception>
 #include <utility>
 
-#include "media/worker/EmbeddedMetadata.h"
 #include "media/worker/HeifOrientation.h"
-#include "media/worker/ImageFormat.h"
-#include "media/worker/RawFile.h"
-#include "media/worker/VipsStill.h"
-#include "media/worker/X3fFile.h"
-#include "platform/Files.h"
 
 namespace vaultmere {
 namespace {
 
 /// HEIC, HEIF and AVIF: the loader gives the size as it shows the image, so that
 /// the stored one is found by rotating back. The EXIF tag doesn't count here.
-void readHeif(const File& file, const ImageFormat& format, ImageProperties& properties) {
-  const VipsImageHandle image = VipsStill(file, format).open();
-  const std::string exif = image ? blockOf(image, "exif-data") : "";
+void readHeif(StillFile& still, ImageProperties& properties) {
+  VipsStill& picture = still.vips();
+  const auto header = picture.header();
+  const std::string exif = header ? picture.block("exif-data") : "";
   if (exif.empty()) {
     // A cut file may still have its tags, and the loader looks at 16 blocks only.
-    readEmbeddedMetadata(file, format, properties);
+    still.metadata().addTo(properties);
   }
-  if (image) {
-    std::string xmp = blockOf(image, "xmp-data");
+  if (header) {
+    std::string xmp = picture.block("xmp-data");
     if (xmp.empty()) {
-      xmp = blockOf(image, "heif-mime-1");
+      xmp = picture.block("heif-mime-1");
     }
     readMetadataBlocks(exif, xmp, properties);
   }
-  const auto orientation = heifOrientation(file);
+  const auto orientation = still.heifOrientation();
   properties.orientation = orientation;
-  if (image) {
-    const VipsHeader header = headerOf(image);
+  if (header) {
     const bool transposed = orientation.value_or(1) >= 5;
-    properties.pixelWidth = transposed ? header.size.height : header.size.width;
-    properties.pixelHeight = transposed ? header.size.width : header.size.height;
-  } else if (const auto size = heifSize(file)) {
+    properties.pixelWidth = transposed ? header->size.height : header->size.width;
+    properties.pixelHeight = transposed ? header->size.width : header->size.height;
+  } else if (const auto size = heifSize(still.file())) {
     properties.pixelWidth = static_cast<double>(size->width);
     properties.pixelHeight = static_cast<double>(size->height);
   }
@@ -76,9 +70,9 @@ void putMissing(ImageProperties& properties, const RawHeader& raw) {
 
 /// Sizes are those of the picture that the sensor's data makes, not of the small
 /// ones beside it. False when the file can't be opened as a RAW.
-bool readRaw(const File& file, ImageProperties& properties) {
-  const auto raw = RawFile::open(file);
-  if (!raw) {
+bool readRaw(StillFile& still, ImageProperties& properties) {
+  const RawFile* raw = still.raw();
+  if (raw == nullptr) {
     return false;
   }
   const RawHeader& header = raw->header();
@@ -90,8 +84,8 @@ bool readRaw(const File& file, ImageProperties& properties) {
   return true;
 }
 
-bool readX3fProperties(const File& file, ImageProperties& properties) {
-  const auto x3f = readX3f(file);
+bool readX3fProperties(StillFile& still, ImageProperties& properties) {
+  const auto& x3f = still.x3f();
   if (!x3f) {
     return false;
   }
@@ -106,39 +100,38 @@ bool readX3fProperties(const File& file, ImageProperties& properties) {
 }
 
 /// For containers whose metadata reader gives no size, or that of another image.
-void readSize(const File& file, const ImageFormat& format, ImageProperties& properties) {
-  if (const auto declared = declaredPixels(file, format)) {
+void readSize(StillFile& still, ImageProperties& properties) {
+  if (const auto declared = declaredPixels(still.file(), *still.format())) {
     properties.pixelWidth = static_cast<double>(declared->width);
     properties.pixelHeight = static_cast<double>(declared->height);
-  } else if (const VipsImageHandle image = VipsStill(file, format).open()) {
-    const VipsHeader header = headerOf(image);
-    properties.pixelWidth = header.size.width;
-    properties.pixelHeight = header.size.height;
+  } else if (const auto header = still.vips().header()) {
+    properties.pixelWidth = header->size.width;
+    properties.pixelHeight = header->size.height;
   }
 }
 
 }  // namespace
 
-std::optional<ImageProperties> readImageProperties(const File& file) {
+std::optional<ImageProperties> readImageProperties(StillFile& still) {
   try {
-    const auto format = recogniseImage(file);
-    if (!format) {
+    if (!still.format()) {
       return std::nullopt;
     }
+    const ImageFormat& format = *still.format();
     ImageProperties properties;
-    properties.mimeType = std::string(format->mimeType);
-    if (format->container == ImageContainer::heif) {
-      readHeif(file, *format, properties);
+    properties.mimeType = std::string(format.mimeType);
+    if (format.container == ImageContainer::heif) {
+      readHeif(still, properties);
       return properties;
     }
-    readEmbeddedMetadata(file, *format, properties);
-    if (format->container == ImageContainer::raw) {
-      if (readRaw(file, properties) || readX3fProperties(file, properties) || !format->rawInTiff) {
+    still.metadata().addTo(properties);
+    if (format.container == ImageContainer::raw) {
+      if (readRaw(still, properties) || readX3fProperties(still, properties) || !format.rawInTiff) {
         return properties;
       }
     }
     if (!properties.pixelWidth) {
-      readSize(file, *format, properties);
+      readSize(still, properties);
     }
     return properties;
   } catch (const std::exception&) {

@@ -4,12 +4,12 @@
 #include <optional>
 
 #include "media/ImageProperties.h"
-#include "platform/Files.h"
+#include "media/worker/StillFile.h"
 
 namespace vaultmere {
 
-/// Reads the properties of a still; absent when the file isn't one of the formats
+/// The properties of a still; absent when the file isn't one of the formats
 /// that the program takes. What can't be read is left out. Any thread.
-[[nodiscard]] std::optional<ImageProperties> readImageProperties(const File& file);
+[[nodiscard]] std::optional<ImageProperties> readImageProperties(StillFile& still);
 
 }  // namespace vaultmere

@@ -7,7 +7,6 @@
 #include <array>
 #include <chrono>
 #include <ctime>
-#include <optional>
 
 #include "media/worker/FileMapping.h"
 
@@ -60,12 +59,12 @@ RawHeader headerOf(const libraw_data_t& data) {
 }  // namespace
 
 struct RawFile::Reader {
-  std::optional<FileMapping> bytes;  // outlives the library
+  FileMapping bytes;  // outlives the library
   // Its own handlers would print to standard error.
   LibRaw raw{LIBRAW_OPIONS_NO_MEMERR_CALLBACK | LIBRAW_OPIONS_NO_DATAERR_CALLBACK};
   std::chrono::steady_clock::time_point deadline = std::chrono::steady_clock::now() + kMaxRawTime;
 
-  Reader() {
+  explicit Reader(const File& file) : bytes(file) {
     libraw_output_params_t& params = raw.imgdata.params;
     params.max_raw_memory_mb = kMaxRawMegabytes;
     params.use_camera_wb = 1;
@@ -80,27 +79,37 @@ struct RawFile::Reader {
   }
 };
 
-RawFile::RawFile(std::unique_ptr<Reader> reader)
-    : reader_(std::move(reader)), header_(headerOf(reader_->raw.imgdata)) {}
+RawFile::RawFile(const File& file, std::unique_ptr<Reader> reader)
+    : file_(file), reader_(std::move(reader)), header_(headerOf(reader_->raw.imgdata)) {
+  const libraw_image_sizes_t& sizes = reader_->raw.imgdata.sizes;
+  sensorPixels_ = std::uint64_t{sizes.raw_width} * sizes.raw_height;
+  picturePixels_ = std::uint64_t{sizes.width} * sizes.height;
+}
 
 RawFile::~RawFile() = default;
 
-std::unique_ptr<RawFile> RawFile::open(const File& file) {
+std::unique_ptr<RawFile::Reader> RawFile::openReader(const File& file) {
   try {
-    auto reader = std::make_unique<Reader>();
-    const std::span<const std::uint8_t> bytes = reader->bytes.emplace(file).bytes();
+    auto reader = std::make_unique<Reader>(file);
+    const std::span<const std::uint8_t> bytes = reader->bytes.bytes();
     // It takes memory that it could write to, and only reads.
     auto* const start = const_cast<std::uint8_t*>(bytes.data());
-    if (reader->raw.open_buffer(start, bytes.size()) != LIBRAW_SUCCESS) {
-      return nullptr;
-    }
-    return std::unique_ptr<RawFile>(new RawFile(std::move(reader)));
+    return reader->raw.open_buffer(start, bytes.size()) == LIBRAW_SUCCESS ? std::move(reader)
+                                                                          : nullptr;
   } catch (...) {
     return nullptr;
   }
 }
 
+std::unique_ptr<RawFile> RawFile::open(const File& file) {
+  auto reader = openReader(file);
+  return reader ? std::unique_ptr<RawFile>(new RawFile(file, std::move(reader))) : nullptr;
+}
+
 std::span<const std::uint8_t> RawFile::preview() {
+  if (!reader_) {
+    return {};
+  }
   LibRaw& raw = reader_->raw;
   const libraw_thumbnail_t& thumbnail = raw.imgdata.thumbnail;
   try {
@@ -117,15 +126,25 @@ std::span<const std::uint8_t> RawFile::preview() {
 }
 
 std::uint64_t RawFile::developBytes(bool half) const {
-  const libraw_image_sizes_t& sizes = reader_->raw.imgdata.sizes;
-  const auto area = [](std::uint64_t width, std::uint64_t height) { return width * height; };
   constexpr std::uint64_t kSensorBytes = 2;
   constexpr std::uint64_t kPixelBytes = 4 * 2 + 3;  // four channels of 16 bits, then RGB
-  return area(sizes.raw_width, sizes.raw_height) * kSensorBytes +
-         area(sizes.width, sizes.height) * kPixelBytes / (half ? 4 : 1);
+  return sensorPixels_ * kSensorBytes + picturePixels_ * kPixelBytes / (half ? 4 : 1);
 }
 
-std::optional<DevelopedRaw> RawFile::develop(bool half) {
+const DevelopedRaw* RawFile::develop(bool half) {
+  if (developedHalf_ != half) {
+    if (developedHalf_) {  // the library develops a file once
+      developed_.reset();
+      reader_ = nullptr;
+      reader_ = openReader(file_);
+    }
+    developedHalf_ = half;
+    developed_ = reader_ ? developAnew(half) : std::nullopt;
+  }
+  return developed_ ? &*developed_ : nullptr;
+}
+
+std::optional<DevelopedRaw> RawFile::developAnew(bool half) {
   LibRaw& raw = reader_->raw;
   raw.imgdata.params.half_size = half ? 1 : 0;
   try {

@@ -49,14 +49,23 @@ class RawFile {
 
   /// How many bytes developing takes, at half the size or the full one.
   [[nodiscard]] std::uint64_t developBytes(bool half) const;
-  /// Develops the sensor's data. Once for each object.
-  [[nodiscard]] std::optional<DevelopedRaw> develop(bool half);
+  /// The developed sensor's data, at half the size or the full one; null when that
+  /// fails. It is kept for the next call, until one asks for the other size.
+  [[nodiscard]] const DevelopedRaw* develop(bool half);
 
  private:
   struct Reader;
-  explicit RawFile(std::unique_ptr<Reader> reader);
+  RawFile(const File& file, std::unique_ptr<Reader> reader);
+  [[nodiscard]] static std::unique_ptr<Reader> openReader(const File& file);
+  [[nodiscard]] std::optional<DevelopedRaw> developAnew(bool half);
+
+  const File& file_;
   std::unique_ptr<Reader> reader_;
   RawHeader header_;
+  std::uint64_t sensorPixels_;
+  std::uint64_t picturePixels_;
+  std::optional<bool> developedHalf_;  ///< how it has been developed last
+  std::optional<DevelopedRaw> developed_;
 };
 
 }  // namespace vaultmere

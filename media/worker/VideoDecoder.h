@@ -20,7 +20,7 @@ class VideoDecoder {
   [[nodiscard]] static std::unique_ptr<VideoDecoder> open(VideoContainer& container);
   ~VideoDecoder();
 
-  /// The frame shown at a time, see `videoFrame`; null when there is none. Once
+  /// The frame shown at a time, see `VideoFile::frame`; null when there is none. Once
   /// for each object.
   [[nodiscard]] VideoHandle<AVFrame> frameAt(double seconds);
 

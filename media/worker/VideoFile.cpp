@@ -7,9 +7,9 @@
 #include <string_view>
 
 #include "media/worker/FrameConverter.h"
+#include "media/worker/RenderImage.h"
 #include "media/worker/VideoContainer.h"
 #include "media/worker/VideoDecoder.h"
-#include "media/worker/VipsStill.h"
 #include "platform/Text.h"
 
 extern "C" {
@@ -83,11 +83,19 @@ std::vector<VideoText> taggedLocations(const AVDictionary* dictionary) {
 
 }  // namespace
 
-VideoProperties readVideoProperties(const File& file) {
+VideoFile::VideoFile(const File& file) : file_(file) {}
+
+VideoFile::~VideoFile() = default;
+
+VideoContainer* VideoFile::container() {
+  return (container_ ? *container_ : container_.emplace(VideoContainer::open(file_))).get();
+}
+
+VideoProperties VideoFile::properties() {
   VideoProperties properties;
   try {
-    const auto container = VideoContainer::open(file);
-    if (!container) {
+    const VideoContainer* container = this->container();
+    if (container == nullptr) {
       return properties;
     }
     properties.duration = durationOf(*container);
@@ -100,19 +108,22 @@ VideoProperties readVideoProperties(const File& file) {
   return properties;
 }
 
-std::optional<Bitmap> videoFrame(const File& file, double seconds, int maxPixels) {
+std::optional<Bitmap> VideoFile::frame(double seconds, int maxPixels) {
   try {
-    const auto container = maxPixels < 1 ? nullptr : VideoContainer::open(file);
-    const auto track = container ? container->track() : std::nullopt;
+    VideoContainer* container = maxPixels < 1 ? nullptr : this->container();
+    const auto track = container != nullptr ? container->track() : std::nullopt;
     if (!track || isBehindEnd(*container, seconds)) {
       return std::nullopt;
     }
-    const auto decoder = VideoDecoder::open(*container);
+    // Another frame is found in a container that is at its start again, as the first is.
+    const std::unique_ptr<VideoContainer> used = std::move(*container_);
+    container_.reset();
+    const auto decoder = VideoDecoder::open(*used);
     const auto frame = decoder ? decoder->frameAt(seconds) : nullptr;
     if (!frame) {
       return std::nullopt;
     }
-    const double width = std::max(1.0, std::round(frame->width * container->pixelWidth()));
+    const double width = std::max(1.0, std::round(frame->width * used->pixelWidth()));
     const PixelSize size = fitted({static_cast<int>(width), frame->height}, maxPixels, 1);
     return bitmapOfFrame(*frame, size.width, size.height, track->orientation());
   } catch (const std::exception&) {

@@ -104,76 +104,6 @@ VipsSource* sourceOver(const File& file, ImageContainer container) {
 /// How many rows at a time are read of a damaged image.
 constexpr int kStripRows = 8;
 
-void giveUpWhenLate(VipsImage* image, VipsProgress* /*progress*/, const Deadline* deadline) {
-  if (deadline->isOver()) {
-    vips_image_set_kill(image, TRUE);
-  }
-}
-
-/// Rows of RGB or RGBA bytes as a premultiplied bitmap, in memory that can go to
-/// another process.
-Bitmap premultiplied(std::span<const std::uint8_t> bytes, int width, int height, int bands) {
-  const auto count = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
-  const auto pixels = std::make_shared<MemoryFile>(count * 4);
-  const std::uint8_t* in = bytes.data();
-  std::uint8_t* out = pixels->bytes().data();
-  const auto step = static_cast<std::size_t>(bands);
-  for (std::size_t i = 0; i < count; ++i, in += step, out += 4) {
-    const unsigned alpha = bands == 4 ? in[3] : 255U;
-    for (int c = 0; c < 3; ++c) {
-      out[c] = static_cast<std::uint8_t>((in[c] * alpha + 127U) / 255U);
-    }
-    out[3] = static_cast<std::uint8_t>(alpha);
-  }
-  return {width, height, PixelBuffer(pixels)};
-}
-
-/// The image with its own orientation replaced.
-VipsImageHandle withOrientation(VipsImage* image, int orientation) {
-  VipsImage* copy = nullptr;
-  if (vips_copy(image, &copy, nullptr) != 0) {
-    return nullptr;
-  }
-  vips_image_set_int(copy, VIPS_META_ORIENTATION, orientation);
-  return VipsImageHandle(copy);
-}
-
-/// Exactly at the size: left to itself, the library takes a long strip down to
-/// no rows at all, and ends the process over it.
-///
-/// An image without a profile, or with one that isn't for its kind of pixels,
-/// is left out of colour management, whose tables take as long to build as a
-/// small picture to decode.
-VipsImageHandle scaled(VipsImage* image, PixelSize size) {
-  VipsImage* out = nullptr;
-  if (vips_image_get_typeof(image, VIPS_META_ICC_NAME) == 0 ||
-      vips_thumbnail_image(image, &out, size.width, "height", size.height, "size", VIPS_SIZE_FORCE,
-                           "export_profile", "srgb", nullptr) != 0) {
-    vips_thumbnail_image(image, &out, size.width, "height", size.height, "size", VIPS_SIZE_FORCE,
-                         nullptr);
-  }
-  return VipsImageHandle(out);
-}
-
-/// Three or four bands of sRGB bytes, whatever the image had.
-VipsImageHandle inSrgb(VipsImageHandle image) {
-  VipsImage* out = nullptr;
-  if (vips_image_get_interpretation(image.get()) != VIPS_INTERPRETATION_sRGB ||
-      vips_image_get_format(image.get()) != VIPS_FORMAT_UCHAR) {
-    if (vips_colourspace(image.get(), &out, VIPS_INTERPRETATION_sRGB, nullptr) != 0) {
-      return nullptr;
-    }
-    image.reset(out);
-  }
-  if (vips_image_get_bands(image.get()) > 4) {
-    if (vips_extract_band(image.get(), &out, 0, "n", 4, nullptr) != 0) {
-      return nullptr;
-    }
-    image.reset(out);
-  }
-  return vips_image_get_bands(image.get()) >= 3 ? std::move(image) : nullptr;
-}
-
 }  // namespace
 
 void prepareVips() {
@@ -218,7 +148,30 @@ VipsStill::VipsStill(std::span<const std::uint8_t> jpeg)
   source_.reset(vips_source_new_from_memory(jpeg.data(), jpeg.size()));
 }
 
-VipsImageHandle VipsStill::open(int shrink) const {
+const VipsImageHandle& VipsStill::unread() {
+  if (!unread_) {
+    unread_ = load(1);
+  }
+  return unread_;
+}
+
+std::optional<VipsHeader> VipsStill::header() {
+  if (!header_) {
+    header_.emplace(unread() ? std::optional(headerOf(unread_)) : std::nullopt);
+  }
+  return *header_;
+}
+
+std::string VipsStill::block(const char* name) {
+  return unread() ? blockOf(unread_, name) : std::string();
+}
+
+VipsImageHandle VipsStill::open(int shrink) {
+  VipsImageHandle opened = std::move(unread_);
+  return opened && shrink == 1 ? std::move(opened) : load(shrink);
+}
+
+VipsImageHandle VipsStill::load(int shrink) const {
   VipsSource* source = source_.get();
   if (source == nullptr && magickName_.empty()) {
     return nullptr;
@@ -359,45 +312,6 @@ VipsImageHandle readableRows(const VipsImageHandle& image, const Deadline& deadl
   }
   vips_error_clear();
   return copy;
-}
-
-PixelSize fitted(PixelSize size, int maxPixels, int orientation) {
-  if (orientation >= 5) {
-    std::swap(size.width, size.height);
-  }
-  const double scale =
-      std::min(1.0, static_cast<double>(maxPixels) / std::max(size.width, size.height));
-  const auto side = [&](int full) {
-    return std::max(1, static_cast<int>(std::lround(full * scale)));
-  };
-  return {side(size.width), side(size.height)};
-}
-
-std::optional<Bitmap> render(const VipsImageHandle& image, PixelSize size, int orientation,
-                             const Deadline& deadline) {
-  if (deadline.isOver()) {
-    return std::nullopt;
-  }
-  const VipsImageHandle oriented = withOrientation(image.get(), orientation);
-  VipsImageHandle out = oriented ? scaled(oriented.get(), size) : nullptr;
-  out = out ? inSrgb(std::move(out)) : nullptr;
-  if (!out) {
-    vips_error_clear();
-    return std::nullopt;
-  }
-  vips_image_set_progress(out.get(), TRUE);
-  Deadline until = deadline;
-  g_signal_connect(out.get(), "eval", G_CALLBACK(giveUpWhenLate), &until);
-  std::size_t count = 0;
-  const std::unique_ptr<void, decltype(&g_free)> bytes(
-      vips_image_write_to_memory(out.get(), &count), &g_free);
-  if (!bytes) {
-    vips_error_clear();
-    return std::nullopt;
-  }
-  return premultiplied({static_cast<const std::uint8_t*>(bytes.get()), count},
-                       vips_image_get_width(out.get()), vips_image_get_height(out.get()),
-                       vips_image_get_bands(out.get()));
 }
 
 }  // namespace vaultmere

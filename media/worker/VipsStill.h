@@ -8,7 +8,6 @@
 #include <span>
 #include <string>
 
-#include "media/Bitmap.h"
 #include "media/worker/ImageFormat.h"
 #include "platform/Files.h"
 
@@ -33,38 +32,10 @@ using VipsImageHandle = std::unique_ptr<_VipsImage, VipsRelease>;
 /// The library's words for what has gone wrong last, taken out of its buffer.
 [[nodiscard]] std::string takeVipsError();
 
-/// A still that can be opened several times, each time by the one loader of its
-/// container. One thread at a time.
-class VipsStill {
- public:
-  /// `file` must stay open as long as this and what it has opened.
-  VipsStill(const File& file, const ImageFormat& format);
-  /// A JPEG in memory, which must stay as long.
-  explicit VipsStill(std::span<const std::uint8_t> jpeg);
-
-  /// Opens the first image as far as its header; pixels are decoded when they
-  /// are asked for. `shrink` is 1, 2, 4 or 8 and only used by the loaders that
-  /// save work by it, see `canShrink`. Null when the loader refuses.
-  [[nodiscard]] VipsImageHandle open(int shrink = 1) const;
-
-  /// Opens the small picture that a HEIC may have beside its image, rotated by the
-  /// container like the image; it opens the image when there is none. Null for
-  /// other containers.
-  [[nodiscard]] VipsImageHandle openThumbnail() const;
-
-  /// True when decoding at a half, a quarter or an eighth costs less.
-  [[nodiscard]] bool canShrink() const;
-
- private:
-  ImageFormat format_;
-  std::unique_ptr<_VipsSource, VipsRelease> source_;
-  std::string magickName_;  ///< for the two containers that ImageMagick reads
-  int descriptor_ = -1;     ///< the same
-};
-
 struct PixelSize {
   int width = 0;
   int height = 0;
+  bool operator==(const PixelSize&) const = default;
 };
 
 /// The header of an opened image.
@@ -76,6 +47,49 @@ struct VipsHeader {
   bool keepsCoefficients = false;
 };
 [[nodiscard]] VipsHeader headerOf(const VipsImageHandle& image);
+
+/// A still that can be opened several times, each time by the one loader of its
+/// container. One thread at a time.
+class VipsStill {
+ public:
+  /// `file` must stay open as long as this and what it has opened.
+  VipsStill(const File& file, const ImageFormat& format);
+  /// A JPEG in memory, which must stay as long.
+  explicit VipsStill(std::span<const std::uint8_t> jpeg);
+
+  /// The first image's header, read once. Absent when the loader refuses.
+  [[nodiscard]] std::optional<VipsHeader> header();
+
+  /// A block of metadata beside that image, such as "exif-data"; empty when there is
+  /// none.
+  [[nodiscard]] std::string block(const char* name);
+
+  /// The first image; its pixels are decoded when they are asked for, from the top
+  /// and once. `shrink` is 1, 2, 4 or 8 and only used by the loaders that save work
+  /// by it, see `canShrink`. One at a time: the one that was opened before isn't to be
+  /// decoded any more. Null when the loader refuses.
+  [[nodiscard]] VipsImageHandle open(int shrink = 1);
+
+  /// Opens the small picture that a HEIC may have beside its image, rotated by the
+  /// container like the image; it opens the image when there is none. Null for
+  /// other containers.
+  [[nodiscard]] VipsImageHandle openThumbnail() const;
+
+  /// True when decoding at a half, a quarter or an eighth costs less.
+  [[nodiscard]] bool canShrink() const;
+
+ private:
+  [[nodiscard]] VipsImageHandle load(int shrink) const;
+  [[nodiscard]] const VipsImageHandle& unread();
+
+  ImageFormat format_;
+  std::unique_ptr<_VipsSource, VipsRelease> source_;
+  std::string magickName_;  ///< for the two containers that ImageMagick reads
+  int descriptor_ = -1;     ///< the same
+  /// Opened for its header; the next to be decoded in full size.
+  VipsImageHandle unread_;
+  std::optional<std::optional<VipsHeader>> header_;
+};
 
 /// A block of metadata that the loader has found, such as "exif-data"; empty
 /// when there is none.
@@ -97,14 +111,5 @@ struct Deadline {
 /// The rows of a damaged image that can be decoded, and grey for the others, in
 /// memory. Null when not even the first can, and when it takes too long.
 [[nodiscard]] VipsImageHandle readableRows(const VipsImageHandle& image, const Deadline& deadline);
-
-/// The size that an image of `size` is shown in: rotated by the EXIF code, its
-/// longer side at most `maxPixels`, neither side below 1, never enlarged.
-[[nodiscard]] PixelSize fitted(PixelSize size, int maxPixels, int orientation);
-
-/// Decodes an image, rotates it by the EXIF code and scales it to exactly `size`,
-/// in sRGB. Absent when that fails, or takes too long.
-[[nodiscard]] std::optional<Bitmap> render(const VipsImageHandle& image, PixelSize size,
-                                           int orientation, const Deadline& deadline);
 
 }  // namespace vaultmere

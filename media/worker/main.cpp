@@ -8,12 +8,15 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <new>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "media/MediaExit.h"
 #include "media/MediaProcess.h"
 #include "media/worker/DecoderVersion.h"
+#include "media/worker/MemoryExit.h"
 #include "media/worker/RequestLoop.h"
 #include "media/worker/Sandbox.h"
 #include "media/worker/VipsStill.h"
@@ -39,6 +42,7 @@ std::vector<std::string> confine(bool isBackground) {
 int main(int count, char** words) {
   using namespace vaultmere;
   ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+  exitWhenOutOfMemory();
   if (!isPacketSocket(ChildProcess::kDescriptor)) {
     std::fputs("vaultmere-media is started by vaultmere, not by hand.\n", stderr);
     return 2;
@@ -49,6 +53,8 @@ int main(int count, char** words) {
     const std::string decoders = decoderVersion();
     const bool isBackground = count == 2 && std::string_view(words[1]) == kBackgroundArgument;
     serveRequests(socket, {decoders, confine(isBackground)}, answerRequest);
+  } catch (const std::bad_alloc&) {
+    ::_exit(kMediaExitMemory);
   } catch (const std::exception& error) {
     static_cast<void>(std::fprintf(stderr, "vaultmere-media: %s\n", error.what()));
     ::_exit(1);

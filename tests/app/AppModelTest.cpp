@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <future>
 
+#include "app/SelfTest.h"
 #include "gallery/http/DescriptorLimit.h"
 #include "gallery/http/ListeningSockets.h"
 #include "platform/LocalAddress.h"
@@ -32,6 +33,33 @@ TEST_F(AppModelTest, RefusesDropsInWords) {
   fs::remove(archive_.root());
   pass(DestinationMonitor::kPollInterval);
   EXPECT_EQ(drop({archive_.sources()}), "Destination offline — reconnect it to import.");
+}
+
+TEST_F(AppModelTest, RefusesToFreezeWithoutTheMediaProgram) {
+  const fs::path program = archive_.folder / "program";
+  auto options = testMediaOptions();
+  options.process.program = program;
+  media_ = std::make_unique<MediaService>(options);
+  AppModel& model = startWithDestination();
+  const std::string problem = "Photos and videos can't be read (start “" + program.string() +
+                              "”: No such file or directory). "
+                              "If that lasts, install Vaultmere again.";
+  EXPECT_EQ(model.status(), problem);
+  const fs::path file = archive_.source("a.jpg", "a");
+  model.settings().setDeleteSourceAfterIntake(true);
+  EXPECT_EQ(drop({file}), problem);
+  EXPECT_EQ(archive_.files(), Strings{});
+  EXPECT_TRUE(fs::exists(file));
+  {
+    const LogCapture log;
+    archive_.open();
+    SelfTest{archive_.catalog, {}, *media_, nullptr, {}}.run(archive_.sources(), archive_.root());
+    EXPECT_EQ(log.lines(), Strings{"Vaultmere: self-test not begun — " + problem});
+  }
+  fs::create_symlink(testMediaOptions().process.program, program);
+  EXPECT_EQ(drop({file}), "Imported: 1 new");
+  EXPECT_EQ(model.status(), "Ready");
+  EXPECT_FALSE(fs::exists(file));
 }
 
 TEST_F(AppModelTest, SaysWhatBecameOfADrop) {

@@ -41,7 +41,7 @@ class Program : public testing::Test {
                                                      archive_.pool,
                                                      archive_.pool,
                                                      archive_.pool,
-                                                     testMedia(),
+                                                     media_ ? *media_ : testMedia(),
                                                      {archive_.data(), archive_.folder / "config"},
                                                      std::move(environment),
                                                      [](const std::string&, const std::string&) {},
@@ -74,6 +74,7 @@ class Program : public testing::Test {
   }
 
   Archive archive_;
+  std::unique_ptr<MediaService> media_;  ///< null for the tests' own
   std::atomic<std::int64_t> room_ = -1;  ///< bytes left on the destination; below 0: as it is
   ManualMainThread main_{parseCatalogDate("2030-01-01T00:00:00Z")->moment()};
   /// For folders that hang: from then on such work has threads of its own, as

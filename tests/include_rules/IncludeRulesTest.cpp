@@ -38,7 +38,9 @@ const std::map<std::string, Names, std::less<>> kMayInclude{
     {"tools", {"platform", "media", "catalog", "thumbnails", "gallery", "gallery/http"}},
     {"tests/support", {"platform", "media", "media/worker"}},
     {"demo", {"platform", "media", "tests/support"}},
-    {"fuzz", {"platform", "media", "media/worker", "analysis", "gallery", "gallery/http"}},
+    {"fuzz",
+     {"platform", "media", "media/worker", "catalog", "analysis", "intake", "gallery",
+      "gallery/http", "tests/support"}},
 };
 
 /// Libraries that have their place, and the directories that it is in. All

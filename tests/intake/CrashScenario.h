@@ -67,9 +67,11 @@ struct Sources {
 };
 
 /// Runs `run` in a process of its own that is killed at its n-th step, for each
-/// n that it has, or each `stride`-th; then once more to its end, after which
-/// everything must be as if nothing had happened.
-inline void killAtEveryStep(const std::function<void(Archive&)>& run, std::size_t stride = 1) {
+/// n that it has; then once more to its end, after which everything must be as
+/// if nothing had happened. `check` sees what each kill leaves.
+inline void killAtEveryStep(
+    const std::function<void(Archive&)>& run,
+    const std::function<void(const Archive&)>& check = [](const auto&) {}) {
   const auto inChild = [&](Archive& archive, std::size_t number) {
     const pid_t child = ::fork();
     if (child == 0) {
@@ -83,12 +85,13 @@ inline void killAtEveryStep(const std::function<void(Archive&)>& run, std::size_
   };
   constexpr std::size_t never = 0;
   bool wasKilled = true;
-  for (std::size_t number = 1; wasKilled && !testing::Test::HasFailure(); number += stride) {
+  for (std::size_t number = 1; wasKilled && !testing::Test::HasFailure(); ++number) {
     SCOPED_TRACE(number);
     Archive archive;
     const Sources sources(archive);
     archive.pool.join();  // a fork takes along only this thread, and locks of others
     wasKilled = inChild(archive, number);
+    check(archive);
     Sources::expectNothingLost(archive);
     archive.catalog.reset();
     EXPECT_FALSE(inChild(archive, never));

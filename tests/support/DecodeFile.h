@@ -10,19 +10,27 @@
 namespace vaultmere {
 
 inline std::optional<Bitmap> decodeScaled(const fs::path& path, int maxPixels) {
-  return decodeScaled(File::openForReading(path), maxPixels);
+  const File file = File::openForReading(path);
+  StillFile still(file);
+  return decodeScaled(still, maxPixels);
 }
 inline std::optional<Bitmap> decodeThumbnail(const fs::path& path, int maxPixels) {
-  return decodeThumbnail(File::openForReading(path), maxPixels);
+  const File file = File::openForReading(path);
+  StillFile still(file);
+  return decodeThumbnail(still, maxPixels);
 }
 inline std::optional<ImageProperties> readImageProperties(const fs::path& path) {
-  return readImageProperties(File::openForReading(path));
+  const File file = File::openForReading(path);
+  StillFile still(file);
+  return readImageProperties(still);
 }
 inline VideoProperties readVideoProperties(const fs::path& path) {
-  return readVideoProperties(File::openForReading(path));
+  const File file = File::openForReading(path);
+  return VideoFile(file).properties();
 }
 inline std::optional<Bitmap> videoFrame(const fs::path& path, double seconds, int maxPixels) {
-  return videoFrame(File::openForReading(path), seconds, maxPixels);
+  const File file = File::openForReading(path);
+  return VideoFile(file).frame(seconds, maxPixels);
 }
 
 }  // namespace vaultmere

@@ -3,6 +3,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <map>
 #include <string>
@@ -10,7 +11,7 @@
 #include <vector>
 
 #include "media/worker/ByteView.h"
-#include "media/worker/VipsStill.h"
+#include "media/worker/RenderImage.h"
 #include "tests/support/BitmapChecks.h"
 #include "tests/support/DecodeFile.h"
 #include "tests/support/FileTools.h"
@@ -273,10 +274,35 @@ TEST_F(ImageDecoder, ShowsTheSoundPartOfADamagedFile) {
   }
 }
 
+TEST_F(ImageDecoder, ShowsOneOpenedFileInSeveralSizes) {
+  const auto equal = [](const std::optional<Bitmap>& a, const std::optional<Bitmap>& b) {
+    return a && b && std::ranges::equal(a->pixels.bytes(), b->pixels.bytes());
+  };
+  constexpr std::array kFormats{StillFormat::jpeg, StillFormat::heic, StillFormat::png,
+                                StillFormat::webp, StillFormat::tiff, StillFormat::gif,
+                                StillFormat::bmp,  StillFormat::psd,  StillFormat::jp2};
+  for (std::size_t i = 0; i <= kFormats.size(); ++i) {
+    const std::string name = std::to_string(i);
+    const fs::path path = folder / name;
+    if (i < kFormats.size()) {
+      makeStill(path, still(kFormats.at(i)));
+    } else {
+      makeDng(path, {.width = 320, .height = 240, .painter = upright()});
+    }
+    const File file = File::openForReading(path);
+    StillFile opened(file);
+    ASSERT_TRUE(readImageProperties(opened)) << name;
+    for (const int maxPixels : {40, 300, 80, 40}) {  // in two sizes of a developed RAW
+      EXPECT_TRUE(equal(decodeScaled(opened, maxPixels), decodeScaled(path, maxPixels)))
+          << name << ' ' << maxPixels;
+    }
+  }
+}
+
 TEST_F(ImageDecoder, GivesUpWhatTakesTooLong) {
   makeStill(folder / "a.jpg", still(StillFormat::jpeg));
   const File file = File::openForReading(folder / "a.jpg");
-  const VipsStill opened(file, recogniseImage(file).value());
+  VipsStill opened(file, recogniseImage(file).value());
   for (const bool isLate : {false, true}) {
     Deadline deadline;
     deadline.at -= isLate ? std::chrono::minutes(10) : std::chrono::minutes(0);
