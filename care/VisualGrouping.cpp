@@ -10,8 +10,6 @@
 #include <numeric>
 #include <utility>
 
-#include "care/DifferenceHash.h"
-
 namespace vaultmere {
 namespace {
 

@@ -19,6 +19,9 @@ struct HashedPicture {
   int height = 0;
 };
 
+/// How many of the 64 bits of two hashes may differ between copies of one picture.
+inline constexpr int kMaxHashDistance = 4;
+
 /// A bucket of more pictures is passed over: it is of something degenerate, and the cost
 /// of comparing grows with the square.
 inline constexpr std::size_t kMaxBucket = 2000;

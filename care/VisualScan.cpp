@@ -8,7 +8,6 @@
 #include <span>
 #include <utility>
 
-#include "care/DifferenceHash.h"
 #include "catalog/CatalogError.h"
 #include "catalog/VisualHashes.h"
 #include "platform/Files.h"
@@ -198,12 +197,10 @@ void VisualScan::run(std::stop_token stop, Listener listener) const {
 std::optional<std::uint64_t> hashPicture(MediaService& media, const fs::path& file) {
   try {
     const MediaAnswer answer =
-        media.read({File::openForReading(file)}, {.pictures = {{.maxPixels = kMaxPixels}}},
-                   Priority::background);
+        media.read({File::openForReading(file)},
+                   {.pictures = {{.maxPixels = kMaxPixels, .asHash = true}}}, Priority::background);
     const auto& picture = answer.pictures.front();
-    return picture
-               ? std::optional(differenceHash({picture->width, picture->height, picture->bytes}))
-               : std::nullopt;
+    return picture ? std::optional(picture->hash) : std::nullopt;
   } catch (const FileError&) {
     return std::nullopt;
   } catch (const MediaError&) {

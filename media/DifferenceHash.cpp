@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "care/DifferenceHash.h"
+#include "media/DifferenceHash.h"
 
 #include <algorithm>
 #include <array>

@@ -7,9 +7,6 @@
 
 namespace vaultmere {
 
-/// How many of the 64 bits of two hashes may differ between copies of one picture.
-inline constexpr int kMaxHashDistance = 4;
-
 /// The difference hash of a picture: which parts of it are brighter than the part to
 /// their right. Copies in another size, format or quality have nearly the same one.
 ///
