@@ -15,26 +15,6 @@
 #include "platform/Log.h"
 
 namespace vaultmere {
-namespace {
-
-/// Gives the failures, one a line.
-std::string mergeMembers(const std::vector<std::string>& ids, const MergeSteps& steps,
-                         const std::stop_token& stop) {
-  std::vector<std::string> errors;
-  for (std::size_t i = 1; i < ids.size() && !stop.stop_requested(); ++i) {
-    if (auto problem = steps.checkKeeper(ids.front())) {
-      errors.push_back(std::move(*problem));
-      break;
-    }
-    if (auto problem = steps.trash(ids[i])) {
-      errors.push_back(std::move(*problem));
-    }
-  }
-  return fmt::format("{}", fmt::join(errors, "\n"));
-}
-
-}  // namespace
-
 VisualDupeModel::VisualDupeModel(Dependencies dependencies)
     : dependencies_(std::move(dependencies)) {}
 
@@ -117,22 +97,42 @@ void VisualDupeModel::beginMerge(const VisualGroup& group) {
   for (const DuplicateMember& member : group.members) {
     ids.push_back(member.id);
   }
-  merges_.async([ids = std::move(ids), steps = dependencies_.merge, stop = mergeStop_.get_token(),
-                 finish = toMain_([this, id = group.id](const std::string& errors) {
-                   finishMerge(id, errors);
-                 })] { finish(mergeMembers(ids, steps, stop)); });
+  merges_.async(
+      [ids = std::move(ids), mergeInto = dependencies_.mergeInto, stop = mergeStop_.get_token(),
+       finish = toMain_([this, id = group.id](const Merged& merged) { finishMerge(id, merged); })] {
+        finish(mergeMembers(ids, mergeInto, stop));
+      });
   changed_.notify();
 }
 
-void VisualDupeModel::finishMerge(const std::string& id, const std::string& errors) {
+VisualDupeModel::Merged VisualDupeModel::mergeMembers(const std::vector<std::string>& ids,
+                                                      const MergeInto& mergeInto,
+                                                      const std::stop_token& stop) {
+  Merged merged;
+  for (std::size_t i = 1; i < ids.size() && !stop.stop_requested(); ++i) {
+    MergedPhoto photo = mergeInto(ids.front(), ids[i]);
+    merged.changedIds.insert(merged.changedIds.end(), photo.changedIds.begin(),
+                             photo.changedIds.end());
+    // A bad keeper is the same reason for all of them.
+    if (photo.error && (merged.errors.empty() || merged.errors.back() != *photo.error)) {
+      merged.errors.push_back(std::move(*photo.error));
+    }
+  }
+  return merged;
+}
+
+void VisualDupeModel::finishMerge(const std::string& id, const Merged& merged) {
   merging_.erase(id);
   const auto group =
       std::find_if(groups_.begin(), groups_.end(), [&](const auto& each) { return each.id == id; });
   if (group != groups_.end()) {
     groups_.erase(group);
   }
-  if (!errors.empty()) {
-    errorMessage_ = errors;
+  if (!merged.errors.empty()) {
+    errorMessage_ = fmt::format("{}", fmt::join(merged.errors, "\n"));
+  }
+  if (!merged.changedIds.empty()) {
+    dependencies_.catalog->rowsChanged().emit(merged.changedIds);
   }
   changed_.notify();
 }

@@ -8,8 +8,9 @@
 #include <set>
 #include <stop_token>
 #include <string>
+#include <vector>
 
-#include "care/MergeSteps.h"
+#include "care/MergeInto.h"
 #include "care/VisualGrouping.h"
 #include "catalog/PhotoFilter.h"
 #include "catalog/VaultmereCatalog.h"
@@ -39,7 +40,7 @@ class VisualDupeModel {
     MediaService& media;
     ThumbnailProvider::Pools
         pools;  ///< thumbnails are hashed on the first, originals moved on the other
-    MergeSteps merge;
+    MergeInto mergeInto;
   };
 
   explicit VisualDupeModel(Dependencies dependencies);
@@ -61,7 +62,7 @@ class VisualDupeModel {
   [[nodiscard]] bool showResults() const { return showResults_; }
   /// Groups are being merged.
   [[nodiscard]] bool merging() const { return !merging_.empty(); }
-  /// What went wrong in the last merge that had a failure, one line for each photo.
+  /// What went wrong in the last merge that had a failure, a line for each reason.
   [[nodiscard]] const std::optional<std::string>& errorMessage() const { return errorMessage_; }
 
   /// Searches what the filter shows; the whole catalog, hidden photos of stacks too, when
@@ -71,8 +72,8 @@ class VisualDupeModel {
   void cancel() { searchStop_.request_stop(); }
 
   /// Moves all members but the first to the trash. One that can't be moved stays where it
-  /// is, and the next one's turn comes; all stay from the moment that the first isn't in a
-  /// state to be kept. The group goes in any case. Does nothing for one that is gone or
+  /// is, and the next one's turn comes. The group goes in any case, and the changed rows are
+  /// announced. Does nothing for one that is gone or
   /// that is being merged.
   void mergeGroup(const std::string& id);
   /// Merges all groups, in their order.
@@ -88,7 +89,13 @@ class VisualDupeModel {
   using Groups = std::deque<VisualGroup>;
   void showGroups(const std::shared_ptr<Groups>& groups);
   void beginMerge(const VisualGroup& group);
-  void finishMerge(const std::string& id, const std::string& errors);
+  struct Merged {
+    std::vector<std::string> changedIds;
+    std::vector<std::string> errors;  ///< each once
+  };
+  static Merged mergeMembers(const std::vector<std::string>& ids, const MergeInto& mergeInto,
+                             const std::stop_token& stop);
+  void finishMerge(const std::string& id, const Merged& merged);
 
   const Dependencies dependencies_;
   ChangeSignal changed_{dependencies_.main};

@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include <map>
 #include <mutex>
 
 #include "care/VisualDupeModel.h"
@@ -91,12 +92,16 @@ class VisualDupeModelTest : public testing::Test {
     });
   }
 
-  std::optional<std::string> answer(const std::map<std::string, std::string>& answers,
-                                    const std::string& step, const std::string& id) {
+  /// Fails for a letter with a reason in `failures_`.
+  MergedPhoto merge(const std::string& keeper, const std::string& id) {
     const std::lock_guard lock(mutex_);
-    steps_.push_back(step + " " + id.front());
-    const auto found = answers.find(id.substr(0, 1));
-    return found == answers.end() ? std::nullopt : std::optional(found->second);
+    steps_.push_back(fmt::format("{} for {}", id.front(), keeper.front()));
+    for (const char letter : {keeper.front(), id.front()}) {
+      if (const auto found = failures_.find(letter); found != failures_.end()) {
+        return {{}, found->second};
+      }
+    }
+    return {{id}, std::nullopt};
   }
 
   TemporaryFolder folder_;
@@ -105,8 +110,7 @@ class VisualDupeModelTest : public testing::Test {
   std::shared_ptr<VaultmereCatalog> catalog_ = std::make_shared<VaultmereCatalog>(
       VaultmereCatalog::Options{folder_ / "data", nullptr, [](auto) {}}, pool_);
   std::shared_ptr<CatalogContext> context_ = catalog_->newBackgroundContext();
-  std::map<std::string, std::string> badKeepers_;
-  std::map<std::string, std::string> offline_;
+  std::map<char, std::string> failures_;
   std::mutex mutex_;
   Strings steps_;
   std::unique_ptr<VisualDupeModel> model_ =
@@ -117,8 +121,7 @@ class VisualDupeModelTest : public testing::Test {
                                               ThumbnailProvider::Pools{pool_, pool_}),
           testMedia(),
           {pool_, pool_},
-          {[this](const std::string& id) { return answer(badKeepers_, "check", id); },
-           [this](const std::string& id) { return answer(offline_, "trash", id); }}});
+          [this](const std::string& keeper, const std::string& id) { return merge(keeper, id); }});
 };
 
 TEST_F(VisualDupeModelTest, GroupsTheCopiesAmongThePicturesThatAreShown) {
@@ -194,26 +197,29 @@ TEST_F(VisualDupeModelTest, AMergeTrashesAllButTheFirst) {
   }
   search();
   EXPECT_EQ(groups(), "abcd ef 012");
-  offline_ = {{"b", "b is offline"}, {"d", "d is offline"}};
+  failures_ = {{'b', "b is offline"}, {'d', "d is offline"}};
+  Strings announced;
+  catalog_->rowsChanged().connect([&](const Strings& ids) { announced = ids; });
   model_->mergeGroup(idOf('a'));
   model_->mergeGroup(idOf('a'));
   model_->mergeGroup("gone");
   EXPECT_TRUE(model_->merging());
   settle();
   EXPECT_FALSE(model_->merging());
-  EXPECT_EQ(steps_, (Strings{"check a", "trash b", "check a", "trash c", "check a", "trash d"}));
+  EXPECT_EQ(steps_, (Strings{"b for a", "c for a", "d for a"}));
+  EXPECT_EQ(announced, Strings{idOf('c')});
   EXPECT_EQ(groups(), "ef 012") << "gone in any case";
   EXPECT_EQ(model_->errorMessage(), "b is offline\nd is offline");
   EXPECT_EQ(model_->summaryLine(), "2 groups · 3 redundant files · 5 MB");
 
   model_->clearError();
   steps_.clear();
-  badKeepers_ = {{"0", "0 is gone"}};
+  failures_ = {{'0', "0 is gone"}};
   model_->mergeAll();
   settle();
-  EXPECT_EQ(steps_, (Strings{"check e", "trash f", "check 0"}));
+  EXPECT_EQ(steps_, (Strings{"f for e", "1 for 0", "2 for 0"}));
   EXPECT_EQ(groups(), "");
-  EXPECT_EQ(model_->errorMessage(), "0 is gone");
+  EXPECT_EQ(model_->errorMessage(), "0 is gone") << "one line for all that it is the reason of";
   EXPECT_FALSE(model_->showResults());
 }
 
