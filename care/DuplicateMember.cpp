@@ -10,8 +10,12 @@
 namespace vaultmere {
 namespace {
 
+constexpr std::int64_t kMaxFileBytes = std::int64_t{1} << 43;
+
+std::string_view withoutDot(std::string_view ext) { return ext.substr(ext.empty() ? 0 : 1); }
+
 std::int64_t formatRank(std::string_view ext) {
-  ext.remove_prefix(ext.empty() ? 0 : 1);
+  ext = withoutDot(ext);
   if (isRaw(ext)) {
     return 4;
   }
@@ -22,6 +26,25 @@ std::int64_t formatRank(std::string_view ext) {
 }
 
 }  // namespace
+
+DuplicateMember memberOf(std::int64_t objectID, const Photo& photo) {
+  DuplicateMember member;
+  member.objectID = objectID;
+  member.id = photo.id;
+  member.filename = photo.originalFilename;
+  member.ext = photo.ext;
+  member.sizeBytes = std::clamp<std::int64_t>(photo.sizeBytes, 0, kMaxFileBytes);
+  member.width = std::max(photo.width.value_or(0), 0);
+  member.height = std::max(photo.height.value_or(0), 0);
+  member.isRaw = isRaw(withoutDot(photo.ext));
+  member.burst = photo.ptBurst;
+  member.exempt = photo.stackExempt;
+  member.fromPhotos = photo.photosUUID.has_value();
+  member.hasCamera = photo.cameraModel.has_value();
+  member.stackedUnder = photo.stackedUnder;
+  member.ref = photoRefOf(photo);
+  return member;
+}
 
 KeeperRank keeperRank(const DuplicateMember& member) {
   return {std::int64_t{member.width} * member.height, member.fromPhotos ? 1 : 0,

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "catalog/Photo.h"
 #include "thumbnails/PhotoRef.h"
 
 namespace vaultmere {
@@ -29,6 +30,10 @@ struct DuplicateMember {
   PhotoRef ref;                             ///< finds the file and the thumbnail
   bool operator==(const DuplicateMember&) const = default;
 };
+
+/// The member that a row makes. A size below 0 or above any file's counts as the nearest
+/// that there can be, so that sums stay in range.
+[[nodiscard]] DuplicateMember memberOf(std::int64_t objectID, const Photo& photo);
 
 /// What members are ranked by, the most original first: pixels, origin in the photo
 /// library, format (RAW 4; HEIC, HEIF and AVIF 3; PNG and TIFF 2; others 1), a known

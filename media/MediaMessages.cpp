@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
 #include <limits>
 #include <nlohmann/json.hpp>
@@ -133,6 +134,8 @@ json replyJson(const MediaReply& reply) {
           return {{"facts", std::move(facts)}};
         } else if constexpr (std::is_same_v<Part, MediaPictureHead>) {
           return {{"picture", {part.width, part.height, part.bytes}}};
+        } else if constexpr (std::is_same_v<Part, MediaPictureHash>) {
+          return {{"hash", std::bit_cast<std::int64_t>(part.hash)}};
         } else {
           return {{"picture", json::array()}};
         }
@@ -261,6 +264,11 @@ MediaReply replyOf(const json& message) {
   if (message.contains("picture")) {
     return pictureOf(message["picture"]);
   }
+  if (message.contains("hash")) {
+    using Limits = std::numeric_limits<std::int64_t>;
+    return MediaPictureHash{
+        std::bit_cast<std::uint64_t>(wholeNumber(message["hash"], Limits::min(), Limits::max()))};
+  }
   if (message.contains("facts")) {
     const json& value = message["facts"];
     require(value.is_object());
@@ -289,6 +297,10 @@ PictureRequest pictureRequestOf(const json& value) {
   picture.mayBeEmbedded = embedded.get<bool>();
   picture.seconds = numbersOf(member(value, "seconds"), kMaxFrameTimes);
   picture.jpegQuality = optionalNumber(value, "jpegQuality");
+  if (const auto asHash = value.find("asHash"); asHash != value.end()) {
+    require(asHash->is_boolean() && !picture.jpegQuality);
+    picture.asHash = asHash->get<bool>();
+  }
   return picture;
 }
 
@@ -330,6 +342,9 @@ std::string encodeMediaRequest(const MediaRequest& request) {
                 {"mayBeEmbedded", picture.mayBeEmbedded},
                 {"seconds", picture.seconds}};
     put(wanted, "jpegQuality", picture.jpegQuality);
+    if (picture.asHash) {
+      wanted["asHash"] = true;
+    }
     pictures.push_back(std::move(wanted));
   }
   return textOf({{"kind", request.kind == MediaKind::still ? "still" : "video"},

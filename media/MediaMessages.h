@@ -51,7 +51,14 @@ inline constexpr int kMaxPictureSide = 1 << 20;
 /// There is no such picture.
 struct MediaNoPicture {};
 
-using MediaReply = std::variant<MediaReady, MediaFacts, MediaPictureHead, MediaNoPicture>;
+/// The difference hash of a picture, instead of its size and bytes.
+struct MediaPictureHash {
+  std::uint64_t hash = 0;
+  bool operator==(const MediaPictureHash&) const = default;
+};
+
+using MediaReply =
+    std::variant<MediaReady, MediaFacts, MediaPictureHead, MediaNoPicture, MediaPictureHash>;
 
 /// Texts of more than 1 KiB, and numbers that aren't finite, are left out of the
 /// properties; of dates and positions the first 16 are kept.

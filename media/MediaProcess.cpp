@@ -152,7 +152,11 @@ std::optional<MediaPicture> MediaProcess::nextPicture(const PictureRequest& want
   if (std::holds_alternative<MediaNoPicture>(reply) && descriptor.get() < 0) {
     return std::nullopt;
   }
-  const auto* head = std::get_if<MediaPictureHead>(&reply);
+  if (const auto* made = std::get_if<MediaPictureHash>(&reply);
+      made != nullptr && wanted.asHash && descriptor.get() < 0) {
+    return MediaPicture{.bytes = {}, .hash = made->hash};
+  }
+  const auto* head = wanted.asHash ? nullptr : std::get_if<MediaPictureHead>(&reply);
   if (head == nullptr || std::max(head->width, head->height) > wanted.maxPixels) {
     throw Failure::wrongAnswer();
   }

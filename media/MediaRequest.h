@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <vector>
 
@@ -27,6 +28,9 @@ struct PictureRequest {
   std::vector<double> seconds{};
   /// As a JPEG file of this quality, 0 to 1, instead of pixels.
   std::optional<double> jpegQuality{};
+  /// As its difference hash (media/DifferenceHash.h) instead of pixels, which then
+  /// don't leave the process. Not with `jpegQuality`.
+  bool asHash = false;
   bool operator==(const PictureRequest&) const = default;
 };
 
@@ -46,11 +50,12 @@ struct MediaRequest {
 inline constexpr std::size_t kMaxFrameTimes = 4;
 inline constexpr std::size_t kMaxPictures = 4;
 
-/// The pixels of a `Bitmap`, or a JPEG file.
+/// The pixels of a `Bitmap`, or a JPEG file, or a hash alone.
 struct MediaPicture {
   int width = 0;
   int height = 0;
   PixelBuffer bytes;
+  std::uint64_t hash = 0;  ///< with `PictureRequest::asHash`
 };
 
 /// Why a file's answer breaks off.

@@ -7,6 +7,7 @@
 #include <string>
 #include <utility>
 
+#include "media/DifferenceHash.h"
 #include "media/worker/ImageDecoder.h"
 #include "media/worker/ImageProperties.h"
 #include "media/worker/JpegEncoder.h"
@@ -63,6 +64,10 @@ void answer(Opened& opened, const MediaRequest& request, const SendReply& send) 
   }
   for (const PictureRequest& wanted : request.pictures) {
     auto picture = pictureOf(opened, wanted);
+    if (picture && wanted.asHash) {
+      send(MediaPictureHash{differenceHash(*picture)}, std::nullopt);
+      continue;
+    }
     auto bytes = picture ? bytesOf(*picture, wanted) : std::nullopt;
     if (!bytes) {
       send(MediaNoPicture(), std::nullopt);

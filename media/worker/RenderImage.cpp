@@ -112,6 +112,15 @@ VipsImageHandle scaled(VipsImage* image, PixelSize size) {
   return VipsImageHandle(out);
 }
 
+/// Whether an upright image has the size, the colours and no alpha already: it isn't
+/// worth a pass through the library, and every pixel stays as it was decoded.
+bool isAsShown(const VipsImageHandle& image, PixelSize size) {
+  return headerOf(image).size == size && vips_image_get_bands(image.get()) == 3 &&
+         vips_image_get_format(image.get()) == VIPS_FORMAT_UCHAR &&
+         vips_image_get_interpretation(image.get()) == VIPS_INTERPRETATION_sRGB &&
+         vips_image_get_typeof(image.get(), VIPS_META_ICC_NAME) == 0;
+}
+
 /// Three or four bands of sRGB bytes, whatever the image had.
 VipsImageHandle inSrgb(VipsImageHandle image) {
   VipsImage* out = nullptr;
@@ -152,8 +161,10 @@ std::optional<Bitmap> render(const VipsImageHandle& image, PixelSize size, int o
   if (deadline.isOver() || bytes > kMaxPictureBytes) {
     return std::nullopt;
   }
-  const VipsImageHandle oriented = withOrientation(image.get(), orientation);
-  VipsImageHandle out = oriented ? scaled(oriented.get(), size) : nullptr;
+  VipsImageHandle out = withOrientation(image.get(), orientation);
+  if (out && (orientation != 1 || !isAsShown(out, size))) {
+    out = scaled(out.get(), size);
+  }
   out = out ? inSrgb(std::move(out)) : nullptr;
   if (!out || headerOf(out).size != size) {
     vips_error_clear();

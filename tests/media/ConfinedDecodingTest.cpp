@@ -3,6 +3,7 @@
 
 #include <functional>
 
+#include "media/DifferenceHash.h"
 #include "tests/support/BitmapChecks.h"
 #include "tests/support/ClipMaker.h"
 #include "tests/support/FileTools.h"
@@ -57,9 +58,30 @@ TEST(ConfinedDecoding, EveryFormatIsReadByTheProcess) {
                                                       : answer.still && answer.still->pixelWidth;
     EXPECT_TRUE(hasSize) << row.name;
     ASSERT_TRUE(answer.pictures.front()) << row.name;
-    const auto& [width, height, bytes] = *answer.pictures.front();
+    const auto& [width, height, bytes, none] = *answer.pictures.front();
     EXPECT_EQ(cornersOf(Bitmap{width, height, bytes}, 45), "RGBY") << row.name;
   }
+}
+
+TEST(ConfinedDecoding, ComesAsAHashAlone) {
+  const TemporaryFolder folder;
+  const fs::path path = folder / "file";
+  for (const StillFormat format : {StillFormat::jpeg, StillFormat::png, StillFormat::webp}) {
+    makeStill(path, {.format = format, .width = 400, .height = 267, .painter = spots(1)});
+    const File file = File::openForReading(path);
+    const auto pixels = testMedia().scaled({file}, 400);
+    ASSERT_TRUE(pixels);
+    const MediaAnswer answer = testMedia().read(
+        {file}, {.pictures = {{.maxPixels = 400, .asHash = true}, {.maxPixels = 9}}});
+    ASSERT_TRUE(answer.pictures.at(0) && answer.pictures.at(1));
+    EXPECT_NE(answer.pictures[0]->hash, 0U);
+    EXPECT_EQ(answer.pictures[0]->hash, differenceHash(*pixels));
+    EXPECT_EQ(answer.pictures[0]->bytes.size(), 0U);
+  }
+  writeText(path, "no picture");
+  const MediaAnswer answer = testMedia().read({File::openForReading(path)},
+                                              {.pictures = {{.maxPixels = 9, .asHash = true}}});
+  EXPECT_FALSE(answer.pictures.at(0) || answer.failure);
 }
 
 }  // namespace

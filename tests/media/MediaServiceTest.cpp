@@ -121,6 +121,7 @@ const std::vector<FaultRow> kFaultRows{
     {"half-sealed", kWrong, kWrongWords, true},
     {"short", kWrong, kWrongWords, true},
     {"surplus", kWrong, kWrongWords, true},
+    {"hash", kWrong, kWrongWords, true},
     {"wrong-bytes", kWrong, kWrongWords, true},
     {"side-0", kWrong, kWrongWords, true},
     {"side-9", kWrong, kWrongWords, true},
