@@ -13,6 +13,15 @@ OpenFolder ArchiveRoot::open() const {
   return root;
 }
 
+std::vector<OpenFolder> ArchiveRoot::makeFolders(const fs::path& relative) const {
+  std::vector<OpenFolder> folders;
+  folders.push_back(open());
+  for (const fs::path& component : relative) {
+    folders.push_back(folders.back().makeFolder(component));
+  }
+  return folders;
+}
+
 std::optional<FileStatus> ArchiveRoot::statusOf(const fs::path& relative) const {
   OpenFolder folder = open();
   for (const fs::path& component : relative.parent_path()) {

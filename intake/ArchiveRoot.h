@@ -4,6 +4,7 @@
 #include <sys/types.h>
 
 #include <functional>
+#include <vector>
 
 #include "platform/OpenFolder.h"
 
@@ -18,6 +19,10 @@ struct ArchiveRoot {
 
   /// The root as it is now. Throws FileError; ENODEV on another device.
   [[nodiscard]] OpenFolder open() const;
+
+  /// The folders from the root down to `relative`, made where they are missing;
+  /// their entries aren't flushed. Throws FileError.
+  [[nodiscard]] std::vector<OpenFolder> makeFolders(const fs::path& relative) const;
 
   /// The status of the file `relative` below the root, whatever file system it
   /// lies on; absent when there is none. Throws FileError.

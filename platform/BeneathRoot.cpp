@@ -17,12 +17,6 @@ namespace {
 
 constexpr int kFolderFlags = O_PATH | O_DIRECTORY | O_CLOEXEC;
 
-bool staysBelow(const fs::path& relative) {
-  return !relative.empty() && relative.is_relative() &&
-         std::none_of(relative.begin(), relative.end(),
-                      [](const fs::path& component) { return component == ".."; });
-}
-
 /// One component at a time, for kernels before 5.6 and for sandboxes that
 /// forbid openat2. With O_PATH | O_NOFOLLOW a link would be opened itself;
 /// O_DIRECTORY then refuses it with ENOTDIR.
@@ -61,6 +55,12 @@ int openBelow(int root, const fs::path& shown, const fs::path& relative, int fla
 }
 
 }  // namespace
+
+bool staysBelow(const fs::path& relative) {
+  return !relative.empty() && relative.is_relative() &&
+         std::none_of(relative.begin(), relative.end(),
+                      [](const fs::path& component) { return component == ".."; });
+}
 
 File openBeneath(const fs::path& root, const fs::path& relative) {
   const fs::path shown = root / relative;

@@ -16,6 +16,10 @@ namespace vaultmere {
 /// File::openForReading. Any thread.
 [[nodiscard]] File openBeneath(const fs::path& root, const fs::path& relative);
 
+/// Whether a path can't leave the folder that it is joined to: relative, not
+/// empty, without "..".
+[[nodiscard]] bool staysBelow(const fs::path& relative);
+
 /// The path of a file below a folder, by their names alone; absent when it lies
 /// elsewhere.
 [[nodiscard]] std::optional<fs::path> pathBelow(const fs::path& root, const fs::path& file);

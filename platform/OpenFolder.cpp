@@ -166,6 +166,16 @@ bool OpenFolder::renameInTurn(const fs::path& from, const fs::path& to) const {
   return true;
 }
 
+void OpenFolder::renameInto(const fs::path& from, const OpenFolder& folder,
+                            const fs::path& to) const {
+  const fs::path shown = folder.path_ / to;
+  if (attempt("rename", shown, [&] {
+        return ::renameat(descriptor_.get(), from.c_str(), folder.descriptor_.get(), to.c_str());
+      }) == -1) {
+    throw FileError("rename to", shown, errno);
+  }
+}
+
 void OpenFolder::remove(const fs::path& name) const {
   const fs::path shown = path_ / name;
   if (attempt("unlink", shown, [&] { return ::unlinkat(descriptor_.get(), name.c_str(), 0); }) ==

@@ -40,6 +40,9 @@ class OpenFolder {
   /// it has no links either, all processes of this machine that use this
   /// function take turns.
   [[nodiscard]] bool renameNoReplace(const fs::path& from, const fs::path& to) const;
+  /// rename(2) into a folder: what has the name there is replaced, atomically. EXDEV
+  /// when that folder lies on another file system.
+  void renameInto(const fs::path& from, const OpenFolder& folder, const fs::path& to) const;
   void remove(const fs::path& name) const;
   /// See syncDirectory.
   void sync() const;
