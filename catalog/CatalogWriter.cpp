@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "catalog/PhotoSchema.h"
+#include "catalog/Verification.h"
 #include "platform/Calendar.h"
 
 namespace vaultmere {
@@ -113,6 +114,18 @@ void addMotionFile(Connection& connection, const AnalyzedPhoto& photo, std::int6
   }
 }
 
+/// Keeps the hash of a motion file that has just been read at the row's place.
+void keepMotionHash(Connection& connection, const AnalyzedPhoto& photo, std::int64_t row) {
+  if (!photo.liveMotionHash) {
+    return;
+  }
+  auto own = connection.prepare(
+      "SELECT 1 FROM Photo WHERE pk = ? AND targetPath = ? AND trashedAt IS NULL");
+  if (own.bind(1, row).bind(2, std::string_view(photo.targetPath)).step()) {
+    recordMotionHash(connection, row, *photo.liveMotionHash);
+  }
+}
+
 CatalogWriter::Outcome writeTo(Connection& connection, const AnalyzedPhoto& photo) {
   Transaction transaction(connection);
   std::optional<std::int64_t> known;
@@ -132,10 +145,12 @@ CatalogWriter::Outcome writeTo(Connection& connection, const AnalyzedPhoto& phot
   if (known) {
     mergeDuplicate(connection, photo, *known, knownUUID, std::move(aliases));
     addMotionFile(connection, photo, *known);
+    keepMotionHash(connection, photo, *known);
   } else {
     const std::int64_t row = insertPhoto(connection, rowOf(photo));
     linkNames(connection, kTags, row, photo.tags);
     linkNames(connection, kLabels, row, photo.labels);
+    keepMotionHash(connection, photo, row);
   }
   transaction.commit();
   return known ? CatalogWriter::Outcome::duplicate : CatalogWriter::Outcome::inserted;

@@ -21,8 +21,9 @@ class CatalogWriter {
   /// Records one item, on this thread, in the context's turn and in one durable
   /// transaction. A known `id` gives `duplicate`; of such a record the photo
   /// library's identifier is merged into the row, and its motion file is added to
-  /// a row without one; nothing else of the row changes. Throws CatalogError, and
-  /// then nothing has changed.
+  /// a row without one; nothing else of the row changes. The motion file's hash is
+  /// kept when that file is the row's. Throws CatalogError, and then nothing has
+  /// changed.
   [[nodiscard]] Outcome write(const AnalyzedPhoto& photo) const;
 
   /// Whether there is a row of this `id`. Throws CatalogError.

@@ -81,6 +81,18 @@ CREATE INDEX IF NOT EXISTS Photo_tags_byTag ON Photo_tags (tag, photo);
 CREATE INDEX IF NOT EXISTS Photo_labels_byLabel ON Photo_labels (label, photo);
 )";
 
+// What is known about an item's files beyond its row. A table of its own, so that
+// the rows and their indexes stay as they are when a file is verified.
+constexpr const char* kVerificationTable = R"(
+CREATE TABLE IF NOT EXISTS Verification (
+  photo INTEGER PRIMARY KEY REFERENCES Photo(pk) ON DELETE CASCADE,
+  motionHash TEXT,
+  primaryMark TEXT,
+  motionMark TEXT);
+CREATE INDEX IF NOT EXISTS markedFiles ON Verification (photo)
+  WHERE primaryMark IS NOT NULL OR motionMark IS NOT NULL;
+)";
+
 std::set<std::string, std::less<>> existingColumns(Connection& connection) {
   std::set<std::string, std::less<>> names;
   auto statement = connection.prepare("SELECT name FROM pragma_table_info('Photo')");
@@ -138,6 +150,9 @@ void prepareSchema(Connection& connection, int version) {
   for (int step = present + 1; step <= version; ++step) {
     if (step == 1) {
       addTables(connection);
+    }
+    if (step == 4) {
+      connection.execute(kVerificationTable);
     }
     addColumns(connection, step);
     addIndexes(connection, step);

@@ -7,7 +7,7 @@ class Connection;
 
 /// The schema version that this program reads and writes. A store carries its
 /// own in `user_version`; 0 is a new store.
-inline constexpr int kSchemaVersion = 3;
+inline constexpr int kSchemaVersion = 4;
 
 /// Brings the store up to `version`, step by step and in one transaction: each
 /// step adds the tables, columns and indexes of one version, and what is there

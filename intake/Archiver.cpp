@@ -15,12 +15,14 @@ Archiver::Archived Archiver::archive(const fs::path& source, const std::optional
   const fs::path relative = photo.targetPath;
   Archived archived;
   archived.archivePath = root_.path / relative;
-  archived.wasThere = ensureArchived({source, relative, photo.id, sourcesGo}) == Presence::wasThere;
+  archived.wasThere =
+      ensureArchived({source, relative, photo.id, sourcesGo}).presence == Presence::wasThere;
   if (motion) {
     const fs::path motionRelative = relative.parent_path() / motionFileName(photo.id);
     archived.liveMotionPath = root_.path / motionRelative;
-    archived.motionDiffers =
-        ensureArchived({*motion, motionRelative, std::nullopt, sourcesGo}) == Presence::differs;
+    Ensured ensured = ensureArchived({*motion, motionRelative, std::nullopt, sourcesGo});
+    archived.motionDiffers = ensured.presence == Presence::differs;
+    archived.liveMotionHash = std::move(ensured.hash);
     const auto status = root_.statusOf(motionRelative);
     archived.liveMotionSize = status ? status->stamp.size : 0;
   }
@@ -28,23 +30,26 @@ Archiver::Archived Archiver::archive(const fs::path& source, const std::optional
 }
 
 /// Sees to it that the target stands, and that it and its folders are durable.
-Archiver::Presence Archiver::ensureArchived(const Item& item) const {
+Archiver::Ensured Archiver::ensureArchived(const Item& item) const {
   const std::vector<OpenFolder> folders = root_.makeFolders(item.relative.parent_path());
   const fs::path name = item.relative.filename();
   const bool wasThere = folders.back().statusOf(name).has_value();
-  Presence presence = Presence::copied;
-  if (wasThere || !verifiedCopy(item.source, folders.back(), name, item.expectedHash, stop_)) {
+  Ensured ensured{Presence::copied, std::nullopt};
+  if (!wasThere) {
+    ensured.hash = verifiedCopy(item.source, folders.back(), name, item.expectedHash, stop_);
+  }
+  if (!ensured.hash) {
     // A file that came while we copied may be another one's motion file.
-    presence = adopt(item, folders.back(), item.sourceGoes || !wasThere);
+    ensured = adopt(item, folders.back(), item.sourceGoes || !wasThere);
   }
   for (auto folder = folders.rbegin(); folder != folders.rend(); ++folder) {
     flushes_->flush(*folder);
   }
-  return presence;
+  return ensured;
 }
 
 /// Takes a file that has the target's name for the item, if it is.
-Archiver::Presence Archiver::adopt(const Item& item, const OpenFolder& folder, bool readsIt) const {
+Archiver::Ensured Archiver::adopt(const Item& item, const OpenFolder& folder, bool readsIt) const {
   const fs::path name = item.relative.filename();
   const auto status = folder.statusOf(name);
   if (status && status->kind != FileKind::regular) {
@@ -55,15 +60,21 @@ Archiver::Presence Archiver::adopt(const Item& item, const OpenFolder& folder, b
   existing.syncWrittenByOthers();
   if (!item.expectedHash) {
     const FileStatus source = requireStatus("open", item.source);
-    const bool hasOtherBytes = existing.status().stamp.size != source.stamp.size ||
-                               (readsIt && hashFile(existing, PageCache::bypass, stop_).hash !=
-                                               hashFile(item.source, PageCache::use, stop_).hash);
-    return hasOtherBytes ? Presence::differs : Presence::wasThere;
+    if (existing.status().stamp.size != source.stamp.size) {
+      return {Presence::differs, std::nullopt};
+    }
+    if (!readsIt) {
+      return {Presence::wasThere, std::nullopt};
+    }
+    std::string hash = hashFile(existing, PageCache::bypass, stop_).hash;
+    return hash == hashFile(item.source, PageCache::use, stop_).hash
+               ? Ensured{Presence::wasThere, std::move(hash)}
+               : Ensured{Presence::differs, std::nullopt};
   }
   if (readsIt && hashFile(existing, PageCache::bypass, stop_).hash != *item.expectedHash) {
     throw ArchiveError::verifyFailed("hash", name);
   }
-  return Presence::wasThere;
+  return {Presence::wasThere, item.expectedHash};
 }
 
 }  // namespace vaultmere

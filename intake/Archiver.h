@@ -27,6 +27,8 @@ class Archiver {
     std::filesystem::path archivePath;
     std::optional<std::filesystem::path> liveMotionPath;
     std::int64_t liveMotionSize = 0;  ///< of the file at `liveMotionPath`
+    /// Of the same file, if it has been read: absent for one that is trusted unread.
+    std::optional<std::string> liveMotionHash;
     /// A motion file with other bytes was there before: it stays, and the
     /// source's has not been archived.
     bool motionDiffers = false;
@@ -55,8 +57,12 @@ class Archiver {
     bool sourceGoes = false;
   };
   enum class Presence { copied, wasThere, differs };
-  Presence ensureArchived(const Item& item) const;
-  [[nodiscard]] Presence adopt(const Item& item, const OpenFolder& folder, bool readsIt) const;
+  struct Ensured {
+    Presence presence;
+    std::optional<std::string> hash;  ///< of the file at the target, if it has been read
+  };
+  [[nodiscard]] Ensured ensureArchived(const Item& item) const;
+  [[nodiscard]] Ensured adopt(const Item& item, const OpenFolder& folder, bool readsIt) const;
 
   ArchiveRoot root_;
   std::stop_token stop_;

@@ -20,6 +20,7 @@ void fillInCopies(AnalyzedPhoto& photo, const Archiver::Archived& archived) {
   if (archived.liveMotionPath) {
     photo.liveMotionPath = displayPath(*archived.liveMotionPath);
     photo.liveMotionSize = archived.liveMotionSize;
+    photo.liveMotionHash = archived.liveMotionHash;
   }
 }
 

@@ -85,18 +85,22 @@ ArchiveError ArchiveError::verifyFailed(std::string_view what, const fs::path& t
   return ArchiveError(fmt::format("{} mismatch for {}", what, displayName(target)));
 }
 
-bool verifiedCopy(const fs::path& source, const OpenFolder& folder, const fs::path& name,
-                  const std::optional<std::string>& expectedHash, const std::stop_token& stop) {
+std::optional<std::string> verifiedCopy(const fs::path& source, const OpenFolder& folder,
+                                        const fs::path& name,
+                                        const std::optional<std::string>& expectedHash,
+                                        const std::stop_token& stop) {
   return verifiedCopy(File::openForReading(source), folder, name, expectedHash, stop);
 }
 
-bool verifiedCopy(File source, const OpenFolder& folder, const fs::path& name,
-                  const std::optional<std::string>& expectedHash, const std::stop_token& stop) {
+std::optional<std::string> verifiedCopy(File source, const OpenFolder& folder, const fs::path& name,
+                                        const std::optional<std::string>& expectedHash,
+                                        const std::stop_token& stop,
+                                        const std::function<void()>& makeRoom) {
   TemporaryFile temporary(folder, name);
   const CopySource copied = copyFlushed(std::move(source), folder.createNew(temporary.name()),
                                         !expectedHash.has_value(), stop);
   File copy = folder.openForReading(temporary.name());
-  const HashedFile written = hashFile(copy, PageCache::bypass, stop);
+  HashedFile written = hashFile(copy, PageCache::bypass, stop);
   if (!expectedHash && written.stamp.size != copied.stamp.size) {
     throw ArchiveError::verifyFailed("size", name);
   }
@@ -104,11 +108,14 @@ bool verifiedCopy(File source, const OpenFolder& folder, const fs::path& name,
     throw ArchiveError::verifyFailed("hash", name);
   }
   checkModificationTime(copied.stamp, written.stamp, copy.path());
+  if (makeRoom) {
+    makeRoom();
+  }
   if (!folder.renameNoReplace(temporary.name(), name)) {
-    return false;
+    return std::nullopt;
   }
   temporary.keep();
-  return true;
+  return std::move(written.hash);
 }
 
 }  // namespace vaultmere

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <stop_token>
 #include <string>
@@ -16,18 +17,22 @@ namespace vaultmere {
 /// modification time are kept as far as the file system can.
 ///
 /// With `expectedHash` the copy must have that hash, else the one that was read
-/// while copying. False when something has taken the name meanwhile. The
+/// while copying. Gives the hash, or nothing when something has taken the name
+/// meanwhile. The
 /// folder's entry isn't durable yet: flush the folder before relying on it. A
 /// failed copy removes its temporary file; only a killed process leaves one,
 /// hidden by its leading dot. Throws FileError (ECANCELED after a stop) and
 /// ArchiveError. Any thread.
-[[nodiscard]] bool verifiedCopy(const fs::path& source, const OpenFolder& folder,
-                                const fs::path& name,
-                                const std::optional<std::string>& expectedHash,
-                                const std::stop_token& stop);
-/// The same of an open file, from its start.
-[[nodiscard]] bool verifiedCopy(File source, const OpenFolder& folder, const fs::path& name,
-                                const std::optional<std::string>& expectedHash,
-                                const std::stop_token& stop);
+[[nodiscard]] std::optional<std::string> verifiedCopy(
+    const fs::path& source, const OpenFolder& folder, const fs::path& name,
+    const std::optional<std::string>& expectedHash, const std::stop_token& stop);
+
+/// The same of an open file, from its beginning. `makeRoom` is called when the copy
+/// has been proved, before it takes its name; what it throws ends the copy. It may
+/// be null.
+[[nodiscard]] std::optional<std::string> verifiedCopy(
+    File source, const OpenFolder& folder, const fs::path& name,
+    const std::optional<std::string>& expectedHash, const std::stop_token& stop,
+    const std::function<void()>& makeRoom = nullptr);
 
 }  // namespace vaultmere

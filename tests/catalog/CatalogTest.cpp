@@ -158,7 +158,8 @@ TEST_F(CatalogTest, UpgradesStoresOfEachEarlierVersion) {
       "SELECT name || ' ' || type || ' ' || \"notnull\" || ' ' || ifnull(dflt_value, '-') "
       "FROM pragma_table_info('Photo') ORDER BY name";
   constexpr const char* kIndexes =
-      "SELECT name || coalesce(sql, '') FROM sqlite_master WHERE type = 'index' ORDER BY name";
+      "SELECT name || coalesce(sql, '') FROM sqlite_master"
+      " WHERE type = 'index' OR name = 'Verification' ORDER BY name";
   const auto fresh = open();
   EXPECT_EQ(
       list(fresh.viewContext(),

@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "catalog/Verification.h"
 #include "intake/ArchiveLayout.h"
 #include "intake/Ingestor.h"
 #include "tests/intake/Archive.h"
@@ -108,6 +109,50 @@ TEST(Ingestor, AddsAMotionFileThatComesLaterOrIsMissingInTheArchive) {
     EXPECT_EQ(slurp(motion), "moves");
     EXPECT_TRUE(filesBelow(archive.sources()).empty());
     fs::remove(motion);
+  }
+}
+
+TEST(Ingestor, KeepsTheHashOfAMotionFileThatItHasRead) {
+  const LogCapture quiet;
+  const struct {
+    const char* name;
+    const char* there;  ///< the motion file in the archive, whose hash isn't known
+    bool isTrashed;     ///< the row
+    bool moves;
+    const char* expected;  ///< the bytes whose hash is known afterwards; null for none
+  } rows[] = {
+      {"copied", nullptr, false, false, "moves"},
+      {"trusted unread", "moves", false, false, nullptr},
+      {"compared", "moves", false, true, "moves"},
+      {"another one", "runs!", false, true, nullptr},
+      {"not the row's place", nullptr, true, false, nullptr},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    Archive archive;
+    const Ingestor ingestor = archive.ingestor();
+    const fs::path still = archive.source("a.heic", "still");
+    const fs::path motion = archive.source("a.mov", "moves");
+    const std::string id = Archive::hashOf("still");
+    const fs::path archived = archive.root() / "2020/2020-02" / (id + ".mov");
+    ASSERT_EQ(ingestor.process({still, motion, false, {}}, false).outcome, Outcome::inserted);
+    const auto item = [&] {
+      return archive.catalog->viewContext().perform(
+          [](Connection& connection) { return fetchVerifiableItem(connection, 1); });
+    };
+    EXPECT_EQ(item()->motionHash, Archive::hashOf("moves"));
+    archive.catalog->viewContext().perform([&](Connection& connection) {
+      connection.execute("DELETE FROM Verification");
+      if (row.isTrashed) connection.execute("UPDATE Photo SET trashedAt = 1");
+    });
+    fs::remove(archived);
+    if (row.there != nullptr) {
+      writeText(archived, row.there);
+    }
+    ASSERT_EQ(ingestor.process({still, motion, false, {}}, row.moves).outcome, Outcome::duplicate);
+    EXPECT_EQ(item()->motionHash, row.expected != nullptr
+                                      ? std::optional(Archive::hashOf(row.expected))
+                                      : std::nullopt);
   }
 }
 
