@@ -54,7 +54,8 @@ AppModel::AppModel(Options options)
                         return imports_.drainWatchedFolder(std::move(scan), std::move(stop),
                                                            std::move(done));
                       }},
-                     {options_.destination.background, options_.destination.watchMounts}) {
+                     {options_.destination.background, options_.destination.watchMounts}),
+      autoStacker_(options_.main, options_.originalsPool) {
   connections_.emplace_back(settings_.changed().connect([this] { settingsChanged(); }));
   connections_.emplace_back(destination_.changed().connect([this] { destinationChanged(); }));
   checkMedia();
@@ -118,6 +119,7 @@ void AppModel::useCatalog(const OpenedCatalog& opened) {
       .tryHooks(options_.environment, options_.pool);
   destinationChanged();
   thumbnails_.warm();
+  stackPairs();
 }
 
 void AppModel::settingsChanged() {
@@ -163,8 +165,25 @@ void AppModel::importEnded(std::size_t added) {
       browser_->reset();
     }
     totals_.refresh();
+    stackPairs();
   }
   thumbnails_.warm();
+}
+
+/// Hides the second copy of each shot, if the user wants that.
+void AppModel::stackPairs() {
+  if (!catalog_ || !settings_.autoStackPairs()) {
+    return;
+  }
+  std::optional<ArchiveRoot> root;
+  if (const auto& url = destination_.url(); url && destination_.isOnline()) {
+    root = {*url, [gate = gate_](dev_t device) { return gate->expectedDevice() == device; }};
+  }
+  autoStacker_.run(catalog_, std::move(root), [this](std::size_t hidden) {
+    if (hidden > 0) {
+      browser_->reset();
+    }
+  });
 }
 
 /// Imports go first, and a drive that may not answer isn't asked for originals.
@@ -177,6 +196,7 @@ void AppModel::shutDown() {
   imports_.shutDown();
   watchedFolder_.stop();
   thumbnails_.stopWarming();
+  autoStacker_.stop();
   settingsFile_.flush();
   gallery_.shutDown();
 }

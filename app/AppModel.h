@@ -15,6 +15,7 @@
 #include "app/GalleryController.h"
 #include "app/ImportController.h"
 #include "app/ThumbnailController.h"
+#include "care/AutoStacker.h"
 #include "catalog/PhotoBrowserModel.h"
 #include "catalog/VaultmereCatalog.h"
 #include "intake/WatchedFolderController.h"
@@ -100,6 +101,7 @@ class AppModel {
   void settingsChanged();
   void destinationChanged();
   void importEnded(std::size_t added);
+  void stackPairs();
   [[nodiscard]] bool mayWarmThumbnails() const;
 
   const Options options_;
@@ -122,6 +124,7 @@ class AppModel {
   GalleryController gallery_;
   ImportController imports_;
   WatchedFolderController watchedFolder_;
+  AutoStacker autoStacker_;
 
   Timer statsTimer_;
   std::vector<ScopedConnection> connections_;
