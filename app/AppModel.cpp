@@ -69,7 +69,8 @@ AppModel::AppModel(Options options)
              {options_.directories.data, options_.directories.settings},
              changed_,
              [this] { return totals_.archive().count; },
-             [this] { rebuildEnded(); }}) {
+             [this] { rebuildEnded(); }}),
+      autoStacker_(options_.main, options_.originalsPool) {
   connections_.emplace_back(settings_.changed().connect([this] { settingsChanged(); }));
   connections_.emplace_back(destination_.changed().connect([this] { destinationChanged(); }));
   checkMedia();
@@ -134,6 +135,7 @@ void AppModel::useCatalog(const OpenedCatalog& opened) {
       .tryHooks(options_.environment, options_.pool);
   destinationChanged();
   thumbnails_.warm();
+  stackPairs();
 }
 
 void AppModel::settingsChanged() {
@@ -183,6 +185,7 @@ void AppModel::importEnded(std::size_t added) {
       browser_->reset();
     }
     totals_.refresh();
+    stackPairs();
   }
   thumbnails_.warm();
 }
@@ -193,6 +196,22 @@ void AppModel::rebuildEnded() {
   }
   totals_.refresh();
   thumbnails_.warm();
+}
+
+/// Hides the second copy of each shot, if the user wants that.
+void AppModel::stackPairs() {
+  if (!catalog_ || !settings_.autoStackPairs()) {
+    return;
+  }
+  std::optional<ArchiveRoot> root;
+  if (const auto& url = destination_.url(); url && destination_.isOnline()) {
+    root = {*url, [gate = gate_](dev_t device) { return gate->expectedDevice() == device; }};
+  }
+  autoStacker_.run(catalog_, std::move(root), [this](std::size_t hidden) {
+    if (hidden > 0) {
+      browser_->reset();
+    }
+  });
 }
 
 /// Imports go first, and a drive that may not answer isn't asked for originals.
@@ -206,6 +225,7 @@ void AppModel::shutDown() {
   watchedFolder_.stop();
   care_.shutDown();
   thumbnails_.stopWarming();
+  autoStacker_.stop();
   settingsFile_.flush();
   gallery_.shutDown();
 }

@@ -16,6 +16,7 @@
 #include "app/GalleryController.h"
 #include "app/ImportController.h"
 #include "app/ThumbnailController.h"
+#include "care/AutoStacker.h"
 #include "catalog/PhotoBrowserModel.h"
 #include "catalog/VaultmereCatalog.h"
 #include "intake/WatchedFolderController.h"
@@ -103,6 +104,7 @@ class AppModel {
   void destinationChanged();
   void importEnded(std::size_t added);
   void rebuildEnded();
+  void stackPairs();
   [[nodiscard]] bool mayWarmThumbnails() const;
 
   const Options options_;
@@ -126,6 +128,7 @@ class AppModel {
   ImportController imports_;
   WatchedFolderController watchedFolder_;
   CareController care_;
+  AutoStacker autoStacker_;
 
   Timer statsTimer_;
   std::vector<ScopedConnection> connections_;

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "analysis/MediaTypes.h"
 #include "care/PhotoTrash.h"
 #include "care/StackGroups.h"
 #include "catalog/CatalogError.h"
@@ -16,24 +15,6 @@
 
 namespace vaultmere {
 namespace {
-
-DuplicateMember memberOf(const Photo& photo) {
-  const std::string bare = photo.ext.substr(photo.ext.empty() ? 0 : 1);
-  return {.objectID = 0,
-          .id = photo.id,
-          .filename = photo.originalFilename,
-          .ext = photo.ext,
-          .sizeBytes = photo.sizeBytes,
-          .width = photo.width.value_or(0),
-          .height = photo.height.value_or(0),
-          .isRaw = isRaw(bare),
-          .burst = photo.ptBurst,
-          .exempt = photo.stackExempt,
-          .fromPhotos = photo.photosUUID.has_value(),
-          .hasCamera = photo.cameraModel.has_value(),
-          .stackedUnder = std::nullopt,
-          .ref = photoRefOf(photo)};
-}
 
 void append(std::vector<std::string>& list, std::vector<std::string> more) {
   list.insert(list.end(), std::move_iterator(more.begin()), std::move_iterator(more.end()));
@@ -129,7 +110,10 @@ void DuplicatesModel::reloadTrashed() {
         try {
           const auto photos = catalog->newBackgroundContext()->perform(
               [](Connection& connection) { return fetchTrashed(connection, kTrashedLimit); });
-          std::transform(photos.begin(), photos.end(), std::back_inserter(members), memberOf);
+          for (const Photo& photo : photos) {
+            members.push_back(memberOf(0, photo));
+            members.back().stackedUnder.reset();
+          }
         } catch (const CatalogError& error) {
           logLine(fmt::format("Vaultmere: trash not listed — {}", error.what()));
         }
