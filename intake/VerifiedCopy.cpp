@@ -89,7 +89,7 @@ std::optional<std::string> verifiedCopy(const fs::path& source, const OpenFolder
                                         const fs::path& name,
                                         const std::optional<std::string>& expectedHash,
                                         const std::stop_token& stop) {
-  return verifiedCopy(File::openForReading(source), folder, name, expectedHash, stop, nullptr);
+  return verifiedCopy(File::openForReading(source), folder, name, expectedHash, stop);
 }
 
 std::optional<std::string> verifiedCopy(File source, const OpenFolder& folder, const fs::path& name,

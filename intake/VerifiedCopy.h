@@ -33,6 +33,6 @@ namespace vaultmere {
 [[nodiscard]] std::optional<std::string> verifiedCopy(
     File source, const OpenFolder& folder, const fs::path& name,
     const std::optional<std::string>& expectedHash, const std::stop_token& stop,
-    const std::function<void()>& makeRoom);
+    const std::function<void()>& makeRoom = nullptr);
 
 }  // namespace vaultmere
