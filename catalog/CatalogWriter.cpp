@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "catalog/PhotoSchema.h"
-#include "catalog/Verification.h"
 #include "platform/Calendar.h"
 
 namespace vaultmere {
@@ -168,6 +167,18 @@ CatalogWriter::Outcome CatalogWriter::write(const AnalyzedPhoto& photo) const {
 bool CatalogWriter::holds(std::string_view id) const {
   return context_->perform([&](Connection& connection) {
     return connection.prepare("SELECT 1 FROM Photo WHERE id = ?").bind(1, id).step();
+  });
+}
+
+std::optional<VerifiableItem> CatalogWriter::marked(std::string_view id) const {
+  return context_->perform([&](Connection& connection) { return fetchMarkedItem(connection, id); });
+}
+
+void CatalogWriter::clearMark(const VerifiableItem& item, ArchivedPart part) const {
+  context_->perform([&](Connection& connection) {
+    Transaction transaction(connection);
+    vaultmere::clearMark(connection, item.row, part);
+    transaction.commit();
   });
 }
 

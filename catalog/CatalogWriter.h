@@ -2,10 +2,12 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string_view>
 
 #include "catalog/AnalyzedPhoto.h"
 #include "catalog/CatalogContext.h"
+#include "catalog/Verification.h"
 
 namespace vaultmere {
 
@@ -28,6 +30,12 @@ class CatalogWriter {
 
   /// Whether there is a row of this `id`. Throws CatalogError.
   [[nodiscard]] bool holds(std::string_view id) const;
+
+  /// The row of this `id`, if one of its files is marked as bad. Throws
+  /// CatalogError.
+  [[nodiscard]] std::optional<VerifiableItem> marked(std::string_view id) const;
+  /// Takes the mark off a file that has been replaced. Throws CatalogError.
+  void clearMark(const VerifiableItem& item, ArchivedPart part) const;
 
  private:
   std::shared_ptr<CatalogContext> context_;

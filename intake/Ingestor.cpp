@@ -5,6 +5,8 @@
 #include <iterator>
 
 #include "intake/ArchiveLayout.h"
+#include "intake/DamagedFile.h"
+#include "intake/FileHash.h"
 #include "platform/Log.h"
 #include "platform/Text.h"
 
@@ -81,6 +83,7 @@ Ingestor::Processed Ingestor::archiveAndRecord(const AssetGroup& group, const Ph
     processed.result.error = kRefusedByGate;
     return processed;
   }
+  healDamaged(group, photo);
   const Archiver::Archived archived =
       archiver_.archive(group.primary, group.motion, photo, sourcesGo);
   fillInCopies(photo, archived);
@@ -104,6 +107,26 @@ Ingestor::Processed Ingestor::archiveAndRecord(const AssetGroup& group, const Ph
                                                                          : IngestOutcome::duplicate;
   processed.result.photo = std::move(photo);
   return processed;
+}
+
+/// Only a file that a scrub has marked is replaced.
+void Ingestor::healDamaged(const AssetGroup& group, const AnalyzedPhoto& photo) const {
+  const auto item = writer_.marked(photo.id);
+  if (!item) {
+    return;
+  }
+  const auto heal = [&](ArchivedPart part, const fs::path& source) {
+    replaceDamaged(options_.root, *item, part, File::openForReading(source),
+                   std::chrono::system_clock::now(), options_.stop);
+    writer_.clearMark(*item, part);
+  };
+  if (item->primaryMark) {
+    heal(ArchivedPart::primary, group.primary);
+  }
+  if (item->motionMark && group.motion &&
+      hashFile(*group.motion, PageCache::use, options_.stop).hash == item->motionHash) {
+    heal(ArchivedPart::motion, *group.motion);
+  }
 }
 
 /// The motion file goes first, and without it the still stays: a motion file

@@ -70,6 +70,9 @@ class Ingestor {
   /// `deleteSource` the group's files are removed after success, as far as
   /// SourceRemover lets them. `meta` comes from the photo library, or is null.
   ///
+  /// When a file of the group has the bytes that a file should have which a scrub
+  /// has marked, it replaces that one first; if it can't, the group fails.
+  ///
   /// A motion file that differs from the one that the archive has for the same
   /// still becomes a video of its own; the result is the still's.
   [[nodiscard]] Result process(const AssetGroup& group, bool deleteSource,
@@ -101,6 +104,7 @@ class Ingestor {
 
   [[nodiscard]] Processed archiveAndRecord(const AssetGroup& group, const PhotosMeta* meta,
                                            bool sourcesGo) const;
+  void healDamaged(const AssetGroup& group, const AnalyzedPhoto& photo) const;
   void removeSources(const Processed& processed, bool motionMayGo) const;
 
   Options options_;
