@@ -10,6 +10,7 @@
 #include "media/Bitmap.h"
 #include "media/ImageProperties.h"
 #include "media/VideoProperties.h"
+#include "platform/Sanitizer.h"
 
 // What can be asked of a media file, and what is answered. All in one request is
 // read in one go: the file is opened, and its header read, once.
@@ -35,9 +36,9 @@ struct PictureRequest {
 };
 
 /// A process that takes longer over one request is killed.
-inline constexpr std::chrono::milliseconds kMediaTimeout{10'000};
+inline constexpr std::chrono::milliseconds kMediaTimeout{10'000 * kSanitizerSlowdown};
 /// The same for the display image of a RAW file, which has to be developed.
-inline constexpr std::chrono::milliseconds kRawDisplayTimeout{30'000};
+inline constexpr std::chrono::milliseconds kRawDisplayTimeout{30'000 * kSanitizerSlowdown};
 
 struct MediaRequest {
   MediaKind kind = MediaKind::still;

@@ -8,7 +8,9 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
+#include <thread>
 
 #include "platform/SystemCall.h"
 
@@ -20,6 +22,10 @@ namespace {
 constexpr std::array<std::uint32_t, 9> kRemoteTypes{
     NFS_SUPER_MAGIC, SMB_SUPER_MAGIC, CIFS_SUPER_MAGIC, SMB2_SUPER_MAGIC, FUSE_SUPER_MAGIC,
     V9FS_MAGIC,      AFS_SUPER_MAGIC, CODA_SUPER_MAGIC, CEPH_SUPER_MAGIC};
+
+/// A process that this one starts has all of its open files for some milliseconds.
+constexpr int kAttempts = 4;
+constexpr std::chrono::milliseconds kAttemptInterval{5};
 
 bool isLocal(int descriptor, const fs::path& path) {
   struct statfs s {};
@@ -50,6 +56,14 @@ bool FileLease::isWanted() const noexcept {
   return isHeld_ && ::fcntl(descriptor_.get(), F_GETLEASE) != F_RDLCK;
 }
 
-bool isBeingWritten(const fs::path& path) { return FileLease(path).isRefusedByWriter(); }
+bool isBeingWritten(const fs::path& path) {
+  for (int attempts = kAttempts; FileLease(path).isRefusedByWriter(); --attempts) {
+    if (attempts == 1) {
+      return true;
+    }
+    std::this_thread::sleep_for(kAttemptInterval);
+  }
+  return false;
+}
 
 }  // namespace vaultmere

@@ -12,8 +12,8 @@
 #include <string>
 #include <system_error>
 
-#include "media/worker/Sanitizer.h"
 #include "platform/Descriptor.h"
+#include "platform/Sanitizer.h"
 
 namespace vaultmere {
 namespace {

@@ -18,9 +18,9 @@
 #include <system_error>
 
 #include "media/worker/Landlock.h"
-#include "media/worker/Sanitizer.h"
 #include "media/worker/SystemCallFilter.h"
 #include "platform/Descriptor.h"
+#include "platform/Sanitizer.h"
 
 namespace vaultmere {
 namespace {

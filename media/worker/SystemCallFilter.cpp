@@ -16,7 +16,7 @@
 #include <system_error>
 #include <vector>
 
-#include "media/worker/Sanitizer.h"
+#include "platform/Sanitizer.h"
 
 namespace vaultmere {
 namespace {

@@ -8,6 +8,7 @@
 #include "media/Bitmap.h"
 #include "media/VideoProperties.h"
 #include "platform/Files.h"
+#include "platform/Sanitizer.h"
 
 // Video files: the metadata of their container, and single frames. Read are MP4, MOV
 // and 3GP, AVI, MPEG program and transport streams, Matroska and WebM,
@@ -19,7 +20,7 @@ class VideoContainer;
 
 /// No real file takes this long to be read, or to give a frame. Below the time
 /// after which the process is killed.
-inline constexpr std::chrono::seconds kMaxVideoTime{8};
+inline constexpr std::chrono::seconds kMaxVideoTime{8 * kSanitizerSlowdown};
 
 /// A video that is open: its container is read once for its properties and the first
 /// frame. One thread at a time. Never fails.

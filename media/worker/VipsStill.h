@@ -10,6 +10,7 @@
 
 #include "media/worker/ImageFormat.h"
 #include "platform/Files.h"
+#include "platform/Sanitizer.h"
 
 // NOLINTBEGIN(bugprone-reserved-identifier): the library's own names
 struct _VipsImage;
@@ -103,7 +104,7 @@ class VipsStill {
 /// When a decode is cancelled, before the process is killed for taking too long.
 struct Deadline {
   std::chrono::steady_clock::time_point at =
-      std::chrono::steady_clock::now() + std::chrono::seconds(8);
+      std::chrono::steady_clock::now() + std::chrono::seconds(8 * kSanitizerSlowdown);
 
   [[nodiscard]] bool isOver() const { return std::chrono::steady_clock::now() > at; }
 };

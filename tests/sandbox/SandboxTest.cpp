@@ -22,8 +22,8 @@
 #include <vector>
 
 #include "media/worker/Sandbox.h"
-#include "media/worker/Sanitizer.h"
 #include "platform/Descriptor.h"
+#include "platform/Sanitizer.h"
 #include "tests/sandbox/Confined.h"
 #include "tests/support/FileTools.h"
 #include "tests/support/TemporaryFolder.h"

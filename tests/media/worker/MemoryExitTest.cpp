@@ -9,7 +9,7 @@
 
 #include "media/MediaExit.h"
 #include "media/worker/MemoryExit.h"
-#include "media/worker/Sanitizer.h"
+#include "platform/Sanitizer.h"
 
 namespace vaultmere {
 namespace {

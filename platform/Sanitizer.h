@@ -17,4 +17,7 @@ inline constexpr bool kHasSanitizer = false;
 inline constexpr bool kHasSanitizer = false;
 #endif
 
+/// By how much a sanitizer's builds may take longer than others.
+inline constexpr int kSanitizerSlowdown = kHasSanitizer ? 20 : 1;
+
 }  // namespace vaultmere
