@@ -7,7 +7,9 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <fstream>
 #include <stdexcept>
+#include <string>
 
 namespace vaultmere::bench {
 namespace {
@@ -74,6 +76,16 @@ Rounds measure(std::size_t rounds, const Contender& ours, const Contender& refer
     }
   }
   return measured;
+}
+
+double residentPeak() {
+  std::ifstream status("/proc/self/status");
+  for (std::string line; std::getline(status, line);) {
+    if (line.starts_with("VmHWM:")) {
+      return std::stod(line.substr(6)) / 1024;
+    }
+  }
+  throw std::runtime_error("no VmHWM in /proc/self/status");
 }
 
 void report(const Claim& claim, const std::string& ours, const std::string& reference,

@@ -65,6 +65,10 @@ struct Claim {
   double bound = 0;  ///< of the ratio
 };
 
+/// The most memory that this process has ever had resident, in MiB. Throws
+/// std::runtime_error.
+[[nodiscard]] double residentPeak();
+
 /// Prints the line of one claim: name, ours, reference, ratio with its extremes,
 /// bound, and "ok" or "BELOW" as its last word. The values come with their units.
 void report(const Claim& claim, const std::string& ours, const std::string& reference,

@@ -57,17 +57,6 @@ double inChild(Work&& work) {
   return value;
 }
 
-/// The most memory that this process has ever had resident, in MiB.
-double residentPeak() {
-  std::ifstream status("/proc/self/status");
-  for (std::string line; std::getline(status, line);) {
-    if (line.starts_with("VmHWM:")) {
-      return std::stod(line.substr(6)) / 1024;
-    }
-  }
-  throw std::runtime_error("no VmHWM in /proc/self/status");
-}
-
 /// Takes the peak back to what is resident now.
 void resetResidentPeak() { std::ofstream("/proc/self/clear_refs") << "5"; }
 

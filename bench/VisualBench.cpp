@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <fstream>
 #include <numeric>
 #include <random>
 #include <stdexcept>
@@ -52,17 +51,6 @@ std::vector<HashedPicture> makeHashes(std::mt19937_64& random) {
   }
   std::shuffle(pictures.begin(), pictures.end(), random);
   return pictures;
-}
-
-/// The most memory that this process has ever had resident, in MiB.
-double residentPeak() {
-  std::ifstream status("/proc/self/status");
-  for (std::string line; std::getline(status, line);) {
-    if (line.starts_with("VmHWM:")) {
-      return std::stod(line.substr(6)) / 1024;
-    }
-  }
-  throw std::runtime_error("no VmHWM in /proc/self/status");
 }
 
 void groupHashes() {

@@ -47,8 +47,8 @@ class WorkFolder {
   const fs::path path_;
 };
 
-/// Whoever may read the archive's root may read its backup: another computer,
-/// another user.
+/// A user who may read the archive's root may read its backup, from another computer
+/// too.
 void setMode(const fs::path& path, mode_t mode) {
   std::error_code ignored;  // file systems without modes
   fs::permissions(path, static_cast<fs::perms>(mode), ignored);
@@ -87,7 +87,7 @@ void copyNew(const fs::path& file, const OpenFolder& folder, const std::string& 
 
 /// Puts the new files of a folder in the places of the old ones, in this order.
 void replace(const OpenFolder& folder, const std::vector<std::string>& names) {
-  for (const char* suffix : {"-wal", "-shm", "-journal"}) {  // of whoever has opened the old one
+  for (const char* suffix : {"-wal", "-shm", "-journal"}) {  // of the old one, if it was opened
     const std::string side = std::string(CatalogBackup::kStore) + suffix;
     if (folder.statusOf(side)) {
       folder.remove(side);

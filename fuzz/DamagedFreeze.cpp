@@ -16,10 +16,10 @@
 #include <vector>
 
 #include "catalog/VaultmereCatalog.h"
-#include "tests/support/DamagedMedia.h"
 #include "intake/FileHash.h"
 #include "intake/IngestCoordinator.h"
 #include "platform/Log.h"
+#include "tests/support/DamagedMedia.h"
 #include "tests/support/FileTools.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/TestMedia.h"

@@ -15,8 +15,7 @@ Archiver::Archived Archiver::archive(const fs::path& source, const std::optional
   const fs::path relative = photo.targetPath;
   Archived archived;
   archived.archivePath = root_.path / relative;
-  archived.wasThere =
-      ensureArchived({source, relative, photo.id, sourcesGo}).presence == Presence::wasThere;
+  static_cast<void>(ensureArchived({source, relative, photo.id, sourcesGo}));
   if (motion) {
     const fs::path motionRelative = relative.parent_path() / motionFileName(photo.id);
     archived.liveMotionPath = root_.path / motionRelative;

@@ -32,7 +32,6 @@ class Archiver {
     /// A motion file with other bytes was there before: it stays, and the
     /// source's has not been archived.
     bool motionDiffers = false;
-    bool wasThere = false;  ///< the target existed before
   };
 
   /// A stop ends a running copy.

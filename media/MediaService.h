@@ -32,8 +32,9 @@ struct MediaFile {
 /// in and out.
 ///
 /// A file at which a process fails isn't read again as long as this lives, also
-/// under another name when its content is known; one line in the log names it. Lives as long as the
-/// program; any thread but the main one, since each call waits for its answer.
+/// under another name when its content is known; one line in the log names it. Lives
+/// as long as the program; any thread but the main one, since each call waits for its
+/// answer.
 class MediaService {
  public:
   explicit MediaService(MediaPool::Options options) : pool_(std::move(options)) {}

@@ -108,8 +108,7 @@ RenditionState RenditionCache::make(Rendering rendering, const PhotoRef& ref,
     const MediaFile source{*original, ref.id};
     const MediaRequest request = requestFor(rendering, ref);
     MediaAnswer answer = media_.read(source, request, priority);
-    if (answer.failure == MediaFailure::tookTooLong ||
-        answer.failure == MediaFailure::unreadable) {
+    if (answer.failure == MediaFailure::tookTooLong || answer.failure == MediaFailure::unreadable) {
       return RenditionState::unavailable;  // its drive may be the reason
     }
     if (!answer.pictures.front()) {

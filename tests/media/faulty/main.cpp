@@ -199,10 +199,7 @@ const std::map<std::string_view, Fault> kPictureFaults{
      [](Worker& w) {
        w.sendPicture({kSide, kSide, kPixelBytes}, kPixelBytes + 1);
      }},
-    {"hash",
-     [](Worker& w) {
-       w.send(MediaPictureHash{7});
-     }},
+    {"hash", [](Worker& w) { w.send(MediaPictureHash{7}); }},
     {"wrong-bytes",
      [](Worker& w) {
        w.sendPicture({kSide, kSide, kPixelBytes - 4}, kPixelBytes - 4);
